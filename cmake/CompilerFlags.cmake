@@ -1,0 +1,16 @@
+# Flags that every object of ours is compiled with, as the interface target kyvmath_flags.
+# Exactness rests on two of them: no contraction of a*b+c, and SSE (not x87) arithmetic on i686.
+
+add_library(kyvmath_flags INTERFACE)
+target_compile_options(kyvmath_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -ffp-contract=off)
+
+option(KYVMATH_WERROR "Treat warnings as errors" ON)
+if(KYVMATH_WERROR)
+  target_compile_options(kyvmath_flags INTERFACE -Werror)
+endif()
+
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_options(kyvmath_flags INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+endif()

@@ -1,0 +1,20 @@
+# kyvmath_kernel_variants(<target> <folder>): adds <folder>/{scalar,sse2,avx2,avx512}.cpp to the target,
+# each compiled for its own instruction set. A unit of an instruction set gives away one symbol (its table)
+# and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
+function(kyvmath_kernel_variants target folder)
+  set(flags_scalar "")
+  set(flags_sse2 -msse2)
+  set(flags_avx2 -mavx2 -mfma)
+  set(flags_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx2 -mfma -mprefer-vector-width=512)
+  foreach(isa scalar sse2 avx2 avx512)
+    set(unit ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${isa}.cpp)
+    set(flags ${flags_${isa}})
+    if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 8 AND isa MATCHES avx)
+      list(APPEND flags -Wa,-muse-unaligned-vector-move)
+    endif()
+    # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
+    list(APPEND flags -O2 -fno-math-errno -fno-trapping-math)
+    target_sources(${target} PRIVATE ${unit})
+    set_source_files_properties(${unit} PROPERTIES COMPILE_OPTIONS "${flags}")
+  endforeach()
+endfunction()

@@ -1,0 +1,10 @@
+#include "runtime/simd/avx512.h"
+
+#include "psfotf/kernels/kernels_impl.h"
+
+namespace kyv::psfotf {
+
+extern const Kernels kernels_avx512;
+const Kernels kernels_avx512 = make_kernels();
+
+}  // namespace kyv::psfotf

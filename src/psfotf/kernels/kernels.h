@@ -1,0 +1,12 @@
+// The function table that one instruction set gives to the psfotf service.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::psfotf {
+
+struct Kernels {
+  std::int32_t float_lanes;  // floats in one vector of this variant
+};
+
+}  // namespace kyv::psfotf

@@ -1,0 +1,10 @@
+#include "runtime/simd/sse2.h"
+
+#include "psfotf/kernels/kernels_impl.h"
+
+namespace kyv::psfotf {
+
+extern const Kernels kernels_sse2;
+const Kernels kernels_sse2 = make_kernels();
+
+}  // namespace kyv::psfotf

@@ -1,0 +1,31 @@
+// One resize request, from its raw arguments to the pixels.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::resize {
+
+// Widths and heights in pixels, step in bytes from the start of one row to the start of the next.
+struct ResizeRequest {
+  std::int32_t mode = 0;  // 1, 2, 4, 8, 16; anything else is rejected
+  std::int32_t channels = 0;
+  std::int32_t bits = 0;
+  const void* src = nullptr;
+  std::int32_t src_width = 0;
+  std::int32_t src_height = 0;
+  std::int32_t src_step = 0;
+  std::int32_t region_x = 0;
+  std::int32_t region_y = 0;
+  std::int32_t region_width = 0;
+  std::int32_t region_height = 0;
+  void* dst = nullptr;
+  std::int32_t dst_width = 0;
+  std::int32_t dst_height = 0;
+  std::int32_t dst_step = 0;
+};
+
+// 0 done; -1 rejected by validation or by a primitive; -2 no thread context or no work buffer.
+// The destination is untouched unless the request passed validation.
+int run_resize_request(const ResizeRequest& request) noexcept;
+
+}  // namespace kyv::resize

@@ -1,0 +1,23 @@
+#include "runtime/aligned_memory.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace kyv::runtime {
+
+void* aligned_allocate(std::size_t bytes) noexcept {
+  constexpr std::size_t overhead = kMemoryAlignment + sizeof(void*);
+  if (bytes > SIZE_MAX - overhead) return nullptr;
+  void* block = std::malloc(bytes + overhead);
+  if (block == nullptr) return nullptr;
+  const auto first = reinterpret_cast<std::uintptr_t>(block) + overhead;
+  void** memory = reinterpret_cast<void**>(first & ~static_cast<std::uintptr_t>(kMemoryAlignment - 1));
+  memory[-1] = block;
+  return memory;
+}
+
+void aligned_free(void* memory) noexcept {
+  if (memory != nullptr) std::free(static_cast<void**>(memory)[-1]);
+}
+
+}  // namespace kyv::runtime

@@ -1,0 +1,25 @@
+// Which instruction sets this processor has and this operating system saves.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::runtime {
+
+// Bits of a feature mask. A kernel set lists the bits that it needs; 0 runs everywhere.
+inline constexpr std::uint32_t kFeatureSse2 = 1u << 0;
+inline constexpr std::uint32_t kFeatureAvx2Fma = 1u << 1;
+inline constexpr std::uint32_t kFeatureAvx512 = 1u << 2;  // F, BW, VL and DQ
+
+// The registers that detection reads, gathered first so that any processor can be played in a test.
+struct CpuidSnapshot {
+  std::uint32_t max_leaf = 0;
+  std::uint32_t leaf1_ecx = 0;
+  std::uint32_t leaf1_edx = 0;
+  std::uint32_t leaf7_ebx = 0;
+  std::uint64_t xcr0 = 0;  // 0 where the operating system has not enabled XGETBV
+};
+
+CpuidSnapshot read_cpuid() noexcept;
+std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept;
+
+}  // namespace kyv::runtime

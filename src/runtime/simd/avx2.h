@@ -1,0 +1,54 @@
+// The vector types on AVX2 and FMA: 8 floats, 4 doubles.
+//
+// For kernel units only. Everything sits in an unnamed namespace, so that no copy compiled for this
+// instruction set can be picked by the linker for an older processor.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kyv::simd {
+namespace {
+
+struct F32 {
+  __m256 v;
+  static constexpr int kLanes = 8;
+};
+
+struct F64 {
+  __m256d v;
+  static constexpr int kLanes = 4;
+};
+
+inline constexpr int kVectorBytes = 32;
+
+inline F32 load(const float* p) noexcept { return {_mm256_loadu_ps(p)}; }
+inline void store(float* p, F32 a) noexcept { _mm256_storeu_ps(p, a.v); }
+inline void store_aligned(float* p, F32 a) noexcept { _mm256_store_ps(p, a.v); }
+inline void store_streaming(float* p, F32 a) noexcept { _mm256_stream_ps(p, a.v); }
+inline F32 broadcast(float a) noexcept { return {_mm256_set1_ps(a)}; }
+inline F32 operator+(F32 a, F32 b) noexcept { return {_mm256_add_ps(a.v, b.v)}; }
+inline F32 operator-(F32 a, F32 b) noexcept { return {_mm256_sub_ps(a.v, b.v)}; }
+inline F32 operator*(F32 a, F32 b) noexcept { return {_mm256_mul_ps(a.v, b.v)}; }
+// a*b + c, c - a*b and a*b - c, one rounding.
+inline F32 mul_add(F32 a, F32 b, F32 c) noexcept { return {_mm256_fmadd_ps(a.v, b.v, c.v)}; }
+inline F32 mul_sub_from(F32 a, F32 b, F32 c) noexcept { return {_mm256_fnmadd_ps(a.v, b.v, c.v)}; }
+inline F32 mul_sub(F32 a, F32 b, F32 c) noexcept { return {_mm256_fmsub_ps(a.v, b.v, c.v)}; }
+
+inline F64 load(const double* p) noexcept { return {_mm256_loadu_pd(p)}; }
+inline void store(double* p, F64 a) noexcept { _mm256_storeu_pd(p, a.v); }
+inline void store_aligned(double* p, F64 a) noexcept { _mm256_store_pd(p, a.v); }
+inline void store_streaming(double* p, F64 a) noexcept { _mm256_stream_pd(p, a.v); }
+inline F64 broadcast(double a) noexcept { return {_mm256_set1_pd(a)}; }
+inline F64 operator+(F64 a, F64 b) noexcept { return {_mm256_add_pd(a.v, b.v)}; }
+inline F64 operator-(F64 a, F64 b) noexcept { return {_mm256_sub_pd(a.v, b.v)}; }
+inline F64 operator*(F64 a, F64 b) noexcept { return {_mm256_mul_pd(a.v, b.v)}; }
+// a*b + c, c - a*b and a*b - c, one rounding.
+inline F64 mul_add(F64 a, F64 b, F64 c) noexcept { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
+inline F64 mul_sub_from(F64 a, F64 b, F64 c) noexcept { return {_mm256_fnmadd_pd(a.v, b.v, c.v)}; }
+inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return {_mm256_fmsub_pd(a.v, b.v, c.v)}; }
+
+}  // namespace
+}  // namespace kyv::simd

@@ -1,0 +1,55 @@
+#include "runtime/dispatch.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "runtime/cpu_features.h"
+
+namespace kyv::runtime {
+namespace {
+
+// Processors as their registers describe them.
+constexpr CpuidSnapshot kPentium4{.max_leaf = 2, .leaf1_edx = 1u << 26};
+constexpr CpuidSnapshot kHaswell{.max_leaf = 13,
+                                 .leaf1_ecx = (1u << 12) | (1u << 27) | (1u << 28),
+                                 .leaf1_edx = 1u << 26,
+                                 .leaf7_ebx = 1u << 5,
+                                 .xcr0 = 0x07};
+constexpr std::uint32_t kSkylakeLeaf7 = (1u << 5) | (1u << 16) | (1u << 17) | (1u << 30) | (1u << 31);
+
+std::string variant_of(const CpuidSnapshot& cpu) { return best_kernel_set(features_of(cpu)).name; }
+
+TEST(Dispatch, ChoosesTheBestVariantThatProcessorAndSystemBothOffer) {
+  CpuidSnapshot cpu = kHaswell;
+  EXPECT_EQ(variant_of(CpuidSnapshot{}), "scalar");
+  EXPECT_EQ(variant_of(kPentium4), "sse2");
+  EXPECT_EQ(variant_of(kHaswell), "avx2");
+
+  cpu.leaf7_ebx = 0;  // AVX and FMA without AVX2
+  EXPECT_EQ(variant_of(cpu), "sse2");
+  cpu = kHaswell;
+  cpu.leaf1_ecx &= ~(1u << 12);  // AVX2 without FMA
+  EXPECT_EQ(variant_of(cpu), "sse2");
+  cpu = kHaswell;
+  cpu.xcr0 = 0x03;  // the system does not save the upper halves
+  EXPECT_EQ(variant_of(cpu), "sse2");
+
+  cpu = kHaswell;
+  cpu.leaf7_ebx = kSkylakeLeaf7;
+  cpu.xcr0 = 0xE7;
+  EXPECT_EQ(variant_of(cpu), "avx512");
+  cpu.xcr0 = 0x07;  // the system does not save the mask and 512-bit registers
+  EXPECT_EQ(variant_of(cpu), "avx2");
+  cpu.xcr0 = 0xE7;
+  cpu.leaf7_ebx &= ~(1u << 31);  // no VL
+  EXPECT_EQ(variant_of(cpu), "avx2");
+}
+
+TEST(Dispatch, TheActiveVariantIsTheBestForThisMachine) {
+  EXPECT_EQ(&active_kernel_set(), &best_kernel_set(features_of(read_cpuid())));
+  RecordProperty("variant", active_kernel_set().name);
+}
+
+}  // namespace
+}  // namespace kyv::runtime
