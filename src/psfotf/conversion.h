@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "runtime/dispatch.h"
+
 namespace kyv::psfotf {
 
 enum class Precision { kSingle, kDouble };
@@ -21,6 +23,7 @@ struct PlaneStack {
 };
 
 // 0 done (also for an empty stack or plane); anything else failed, with nothing written.
-int convert_planes(const PlaneStack& stack, Direction direction, Precision precision) noexcept;
+int convert_planes(const PlaneStack& stack, Direction direction, Precision precision,
+                   const runtime::KernelSet& kernels) noexcept;
 
 }  // namespace kyv::psfotf

@@ -2,6 +2,6 @@
 
 namespace kyv::resize {
 
-int run_resize_request(const ResizeRequest&) noexcept { return -1; }
+int run_resize_request(const ResizeRequest&, const runtime::KernelSet&) noexcept { return -1; }
 
 }  // namespace kyv::resize

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "runtime/dispatch.h"
+
 namespace kyv::resize {
 
 // Widths and heights in pixels, step in bytes from the start of one row to the start of the next.
@@ -26,6 +28,6 @@ struct ResizeRequest {
 
 // 0 done; -1 rejected by validation or by a primitive; -2 no thread context or no work buffer.
 // The destination is untouched unless the request passed validation.
-int run_resize_request(const ResizeRequest& request) noexcept;
+int run_resize_request(const ResizeRequest& request, const runtime::KernelSet& kernels) noexcept;
 
 }  // namespace kyv::resize

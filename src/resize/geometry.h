@@ -1,0 +1,34 @@
+// What the front end resolves and the resampler works from.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::resize {
+
+// The effective interpolation, after the fall-backs for tiny sources.
+enum class Mode : std::int32_t {
+  kNearest = 1,
+  kLinear = 2,
+  kCubic = 4,
+  kBSpline = 5,
+  kSuper = 8,
+  kLanczos = 16
+};
+
+// One axis of a resolved request. Destination position i maps to i * inverse + offset in the source image.
+struct AxisGeometry {
+  std::int32_t first = 0;        // first destination index to be written, absolute
+  std::int32_t count = 0;        // destination indices to be written, at least 1
+  double inverse = 1.0;          // 1 / factor
+  double offset = 0.0;           // -shift / factor
+  std::int32_t origin = 0;       // the source rectangle's origin
+  std::int32_t usable_size = 0;  // source pixels that may be read, counted from the origin, at least 1
+};
+
+struct Geometry {
+  AxisGeometry x;
+  AxisGeometry y;
+  Mode mode = Mode::kNearest;
+};
+
+}  // namespace kyv::resize
