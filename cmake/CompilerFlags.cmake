@@ -4,7 +4,8 @@
 add_library(kyvmath_flags INTERFACE)
 target_compile_options(kyvmath_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-  -ffp-contract=off)
+  -ffp-contract=off
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}/=")
 
 option(KYVMATH_WERROR "Treat warnings as errors" ON)
 if(KYVMATH_WERROR)
@@ -13,4 +14,10 @@ endif()
 
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_options(kyvmath_flags INTERFACE -msse2 -mfpmath=sse -mstackrealign)
+endif()
+
+set(KYVMATH_SANITIZE "" CACHE STRING "Sanitizers for every object and program, as -fsanitize= takes them")
+if(KYVMATH_SANITIZE)
+  add_compile_options(-fsanitize=${KYVMATH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KYVMATH_SANITIZE})
 endif()

@@ -10,6 +10,12 @@
 #define KYVMATH_LIFECYCLE_CALL
 #endif
 
+#if defined(__GNUC__) && !defined(_WIN32)
+#define KYVMATH_API __attribute__((visibility("default")))
+#else
+#define KYVMATH_API
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -32,31 +38,37 @@ enum KyvMathMode {
   KYVMATH_LANCZOS = 16
 };
 
-KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathInitialize(void);
-KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathTerminate(void);
+KYVMATH_API KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathInitialize(void);
+KYVMATH_API KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathTerminate(void);
 
-KyvMathStatusCode KYVMATH_CALL KyvMathResize(unsigned int mode, int channels, int bitsPerSample,
-                                             const void* src, int srcWidth, int srcHeight, int srcStep,
-                                             void* dst, int dstWidth, int dstHeight, int dstStep);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathResize(unsigned int mode, int channels, int bitsPerSample,
+                                                         const void* src, int srcWidth, int srcHeight,
+                                                         int srcStep, void* dst, int dstWidth, int dstHeight,
+                                                         int dstStep);
 
-KyvMathStatusCode KYVMATH_CALL KyvMathResizeWithRegion(unsigned int mode, int channels, int bitsPerSample,
-                                                       const void* src, int srcWidth, int srcHeight,
-                                                       int srcStep, int regionX, int regionY, int regionWidth,
-                                                       int regionHeight, void* dst, int dstWidth,
-                                                       int dstHeight, int dstStep);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathResizeWithRegion(unsigned int mode, int channels,
+                                                                   int bitsPerSample, const void* src,
+                                                                   int srcWidth, int srcHeight, int srcStep,
+                                                                   int regionX, int regionY, int regionWidth,
+                                                                   int regionHeight, void* dst, int dstWidth,
+                                                                   int dstHeight, int dstStep);
 
-KyvMathStatusCode KYVMATH_CALL KyvMathConvertOtfFromPsf(const double* srcReal, const double* srcImag,
-                                                        double* dstReal, double* dstImag, int width,
-                                                        int height, int planes);
-KyvMathStatusCode KYVMATH_CALL KyvMathConvertPsfFromOtf(const double* srcReal, const double* srcImag,
-                                                        double* dstReal, double* dstImag, int width,
-                                                        int height, int planes);
-KyvMathStatusCode KYVMATH_CALL KyvMathConvertOtfFromPsf_D(const double* srcReal, const double* srcImag,
-                                                          double* dstReal, double* dstImag, int width,
-                                                          int height, int planes);
-KyvMathStatusCode KYVMATH_CALL KyvMathConvertPsfFromOtf_D(const double* srcReal, const double* srcImag,
-                                                          double* dstReal, double* dstImag, int width,
-                                                          int height, int planes);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathConvertOtfFromPsf(const double* srcReal,
+                                                                    const double* srcImag, double* dstReal,
+                                                                    double* dstImag, int width, int height,
+                                                                    int planes);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathConvertPsfFromOtf(const double* srcReal,
+                                                                    const double* srcImag, double* dstReal,
+                                                                    double* dstImag, int width, int height,
+                                                                    int planes);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathConvertOtfFromPsf_D(const double* srcReal,
+                                                                      const double* srcImag, double* dstReal,
+                                                                      double* dstImag, int width, int height,
+                                                                      int planes);
+KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathConvertPsfFromOtf_D(const double* srcReal,
+                                                                      const double* srcImag, double* dstReal,
+                                                                      double* dstImag, int width, int height,
+                                                                      int planes);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,6 @@
+set(CMAKE_SYSTEM_PROCESSOR i686)
+set(KYVMATH_MINGW_TRIPLE i686-w64-mingw32)
+foreach(language C CXX)
+  set(CMAKE_${language}_FLAGS_INIT "-march=i686 -msse2 -mfpmath=sse -mstackrealign")
+endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)
