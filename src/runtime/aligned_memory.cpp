@@ -1,14 +1,15 @@
 #include "runtime/aligned_memory.h"
 
 #include <cstdint>
-#include <cstdlib>
+
+#include "platform/platform.h"
 
 namespace kyv::runtime {
 
 void* aligned_allocate(std::size_t bytes) noexcept {
   constexpr std::size_t overhead = kMemoryAlignment + sizeof(void*);
   if (bytes > SIZE_MAX - overhead) return nullptr;
-  void* block = std::malloc(bytes + overhead);
+  void* block = platform::services.malloc(bytes + overhead);
   if (block == nullptr) return nullptr;
   const auto first = reinterpret_cast<std::uintptr_t>(block) + overhead;
   void** memory = reinterpret_cast<void**>(first & ~static_cast<std::uintptr_t>(kMemoryAlignment - 1));
@@ -17,7 +18,7 @@ void* aligned_allocate(std::size_t bytes) noexcept {
 }
 
 void aligned_free(void* memory) noexcept {
-  if (memory != nullptr) std::free(static_cast<void**>(memory)[-1]);
+  if (memory != nullptr) platform::services.free(static_cast<void**>(memory)[-1]);
 }
 
 }  // namespace kyv::runtime

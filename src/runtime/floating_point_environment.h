@@ -1,0 +1,22 @@
+// Hosts change the floating-point environment: unmasked exceptions, flush-to-zero, rounding, x87 precision.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::runtime {
+
+// While it lives, this thread rounds to nearest even, keeps denormal numbers, traps nothing, and computes
+// x87 arithmetic to 64 bits. Afterwards the environment is bit for bit what it was, status flags included.
+class FloatingPointScope {
+ public:
+  FloatingPointScope() noexcept;
+  FloatingPointScope(const FloatingPointScope&) = delete;
+  FloatingPointScope& operator=(const FloatingPointScope&) = delete;
+  ~FloatingPointScope();
+
+ private:
+  std::uint32_t x87_[7];  // as fnstenv stores it
+  std::uint32_t mxcsr_;
+};
+
+}  // namespace kyv::runtime

@@ -1,0 +1,25 @@
+#include "thread/my_thread.h"
+
+namespace kyv::thread {
+
+using platform::services;
+
+CMyThread::~CMyThread() { close(); }
+
+int CMyThread::start() noexcept {
+  handle_ = services._beginthreadex(routine_, argument_, &identifier_);
+  return handle_ != nullptr ? 0 : -1;
+}
+
+void CMyThread::join() const noexcept {
+  if (handle_ != nullptr) services.WaitForSingleObject(handle_);
+}
+
+int CMyThread::close() noexcept {
+  if (handle_ != nullptr) services.CloseHandle(handle_);
+  handle_ = nullptr;
+  identifier_ = 0;
+  return 0;
+}
+
+}  // namespace kyv::thread

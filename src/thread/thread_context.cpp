@@ -1,0 +1,78 @@
+#include "thread/thread_context.h"
+
+#include "platform/platform.h"
+#include "runtime/debug_print.h"
+#include "thread/process_state.h"
+
+namespace kyv::thread {
+namespace {
+
+using platform::services;
+using runtime::debug_print;
+
+std::uint32_t slot_index() noexcept {
+  const ThreadSlot* slot = thread_slot();
+  return slot != nullptr ? slot->index : platform::kTlsOutOfIndexes;
+}
+
+struct Lookup {
+  ThreadContext* context;
+  bool failed;
+};
+
+Lookup look_up_context(std::uint32_t index) noexcept {
+  void* value = services.TlsGetValue(index);
+  if (value != nullptr) return {static_cast<ThreadContext*>(value), false};
+  const std::uint32_t error = services.GetLastError();
+  if (error != 0) debug_print("TlsGetValue Error : %u\n", error);
+  return {nullptr, error != 0};
+}
+
+bool store_context(std::uint32_t index, ThreadContext* context) noexcept {
+  if (services.TlsSetValue(index, context)) return true;
+  debug_print("TlsSetValue Error : %u\n", services.GetLastError());
+  return false;
+}
+
+}  // namespace
+
+ThreadContext* get_thread_context() noexcept {
+  const std::uint32_t index = slot_index();
+  if (index == platform::kTlsOutOfIndexes) return nullptr;
+  const Lookup found = look_up_context(index);
+  if (found.context != nullptr || found.failed) return found.context;
+  auto context = runtime::make_object<ThreadContext>();
+  if (!context || !store_context(index, context.get())) return nullptr;
+  return context.release();
+}
+
+ScratchBuffer* get_scratch_buffer() noexcept {
+  ThreadContext* context = get_thread_context();
+  if (context == nullptr) return nullptr;
+  if (!context->scratch) context->scratch = runtime::make_object<ScratchBuffer>();
+  return context->scratch.get();
+}
+
+TaskPool* get_task_pool() noexcept {
+  ThreadContext* context = get_thread_context();
+  const std::uint32_t processors = processor_count();
+  if (context == nullptr || processors < 2) return nullptr;
+  if (context->pool) return context->pool.get();
+  auto pool = runtime::make_object<TaskPool>(static_cast<std::int32_t>(processors - 1));
+  if (!pool || !pool->valid()) return nullptr;
+  context->pool = std::move(pool);
+  return context->pool.get();
+}
+
+void release_thread_context() noexcept {
+  const std::uint32_t index = slot_index();
+  if (index == platform::kTlsOutOfIndexes) return;
+  runtime::Owned<ThreadContext> context(look_up_context(index).context);
+  const bool cleared = store_context(index, nullptr);
+  if (!context) return;
+  context->pool.reset();
+  context->scratch.reset();
+  if (!cleared) static_cast<void>(context.release());
+}
+
+}  // namespace kyv::thread
