@@ -170,7 +170,7 @@ Handle begin_thread(ThreadRoutine routine, void* argument, std::uint32_t* identi
   return static_cast<Object*>(thread);
 }
 
-void output_debug_string(const char* text) { std::fputs(text, stderr); }
+void output_debug_string(const char* text) { static_cast<void>(std::fputs(text, stderr)); }
 
 int format_bounded(char* buffer, std::size_t count, const char* format, std::va_list arguments) {
   const int length = std::vsnprintf(buffer, count + 1, format, arguments);

@@ -15,8 +15,8 @@ class FloatingPointScope {
   ~FloatingPointScope();
 
  private:
-  std::uint32_t x87_[7];  // as fnstenv stores it
-  std::uint32_t mxcsr_;
+  std::uint32_t x87_[7]{};  // as fnstenv stores it
+  std::uint32_t mxcsr_ = 0;
 };
 
 }  // namespace kyv::runtime
