@@ -2,7 +2,7 @@
 # objects, exporting the eight functions by their plain names and nothing else.
 #
 # bin/KyvMath.dll, lib/libKyvMath.dll.a (GNU linkers), lib/KyvMath.lib (MSVC-style linkers); on Linux
-# lib/libKyvMath.so. Two builds of the same sources give the same bytes, wherever they were built.
+# lib/libKyvMath.so, a link to libKyvMath.so.<version>. Two builds of the same sources give the same bytes, wherever they were built.
 set(KYVMATH_API_DIR ${PROJECT_SOURCE_DIR}/src/api)
 
 function(kyvmath_add_shared_library target)
@@ -27,7 +27,10 @@ function(kyvmath_add_shared_library target)
     target_link_libraries(${target} PRIVATE Threads::Threads)
     target_link_options(${target} PRIVATE
       -Wl,--version-script=${exports} -Wl,--no-undefined-version -Wl,--exclude-libs,ALL)
-    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${exports})
+    set_target_properties(${target} PROPERTIES
+      LINK_DEPENDS ${exports}
+      VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR})
     if(NOT KYVMATH_SANITIZE)
       target_link_options(${target} PRIVATE -Wl,-z,defs -static-libgcc -static-libstdc++)
     endif()

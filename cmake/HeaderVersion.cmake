@@ -1,0 +1,12 @@
+# The header is usable as it lies in the tree, so it carries the version itself; it must be the project's.
+foreach(part MAJOR MINOR PATCH)
+  file(STRINGS include/KyvMath.h line REGEX "^#define KYVMATH_VERSION_${part} ")
+  if(NOT line STREQUAL "#define KYVMATH_VERSION_${part} ${PROJECT_VERSION_${part}}")
+    message(FATAL_ERROR "include/KyvMath.h: KYVMATH_VERSION_${part} must be ${PROJECT_VERSION_${part}}")
+  endif()
+endforeach()
+file(STRINGS include/KyvMath.h line REGEX "^#define KYVMATH_VERSION_STRING ")
+if(NOT line STREQUAL "#define KYVMATH_VERSION_STRING \"${PROJECT_VERSION}\"")
+  message(FATAL_ERROR "include/KyvMath.h: KYVMATH_VERSION_STRING must be \"${PROJECT_VERSION}\"")
+endif()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS include/KyvMath.h)
