@@ -52,3 +52,60 @@ inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return {_mm256_fmsub_pd(a.v, 
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Transforms: doubles in and out, square transposition.
+namespace kyv::simd {
+namespace {
+
+// kLanes doubles rounded to the lane type, and lanes widened to doubles.
+inline void load_doubles(F32& a, const double* p) noexcept {
+  const __m128 low = _mm256_cvtpd_ps(_mm256_loadu_pd(p));
+  const __m128 high = _mm256_cvtpd_ps(_mm256_loadu_pd(p + 4));
+  a.v = _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
+}
+inline void load_doubles(F64& a, const double* p) noexcept { a.v = _mm256_loadu_pd(p); }
+inline void store_doubles(double* p, F32 a) noexcept {
+  _mm256_storeu_pd(p, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));
+  _mm256_storeu_pd(p + 4, _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1)));
+}
+inline void store_doubles(double* p, F64 a) noexcept { _mm256_storeu_pd(p, a.v); }
+// The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
+inline void stream_doubles(double* p, F32 a) noexcept {
+  _mm256_stream_pd(p, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));
+  _mm256_stream_pd(p + 4, _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1)));
+}
+inline void stream_doubles(double* p, F64 a) noexcept { _mm256_stream_pd(p, a.v); }
+inline void stream_fence() noexcept { _mm_sfence(); }
+
+// Row i, lane j of kLanes rows becomes row j, lane i.
+inline void transpose(F32* r) noexcept {
+  __m256 pairs[8];
+  for (int i = 0; i < 8; i += 2) {
+    pairs[i] = _mm256_unpacklo_ps(r[i].v, r[i + 1].v);
+    pairs[i + 1] = _mm256_unpackhi_ps(r[i].v, r[i + 1].v);
+  }
+  __m256 quads[8];
+  for (int i = 0; i < 8; i += 4) {
+    quads[i] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], 0x44);
+    quads[i + 1] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], 0xEE);
+    quads[i + 2] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], 0x44);
+    quads[i + 3] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], 0xEE);
+  }
+  for (int i = 0; i < 4; ++i) {
+    r[i].v = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x20);
+    r[i + 4].v = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x31);
+  }
+}
+inline void transpose(F64* r) noexcept {
+  const __m256d a = _mm256_unpacklo_pd(r[0].v, r[1].v);
+  const __m256d b = _mm256_unpackhi_pd(r[0].v, r[1].v);
+  const __m256d c = _mm256_unpacklo_pd(r[2].v, r[3].v);
+  const __m256d d = _mm256_unpackhi_pd(r[2].v, r[3].v);
+  r[0].v = _mm256_permute2f128_pd(a, c, 0x20);
+  r[1].v = _mm256_permute2f128_pd(b, d, 0x20);
+  r[2].v = _mm256_permute2f128_pd(a, c, 0x31);
+  r[3].v = _mm256_permute2f128_pd(b, d, 0x31);
+}
+
+}  // namespace
+}  // namespace kyv::simd

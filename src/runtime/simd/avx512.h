@@ -52,3 +52,74 @@ inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return {_mm512_fmsub_pd(a.v, 
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Transforms: doubles in and out, square transposition.
+namespace kyv::simd {
+namespace {
+
+// kLanes doubles rounded to the lane type, and lanes widened to doubles.
+inline void load_doubles(F32& a, const double* p) noexcept {
+  const __m256 low = _mm512_cvtpd_ps(_mm512_loadu_pd(p));
+  const __m256 high = _mm512_cvtpd_ps(_mm512_loadu_pd(p + 8));
+  a.v = _mm512_insertf32x8(_mm512_castps256_ps512(low), high, 1);
+}
+inline void load_doubles(F64& a, const double* p) noexcept { a.v = _mm512_loadu_pd(p); }
+inline void store_doubles(double* p, F32 a) noexcept {
+  _mm512_storeu_pd(p, _mm512_cvtps_pd(_mm512_castps512_ps256(a.v)));
+  _mm512_storeu_pd(p + 8, _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1)));
+}
+inline void store_doubles(double* p, F64 a) noexcept { _mm512_storeu_pd(p, a.v); }
+// The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
+inline void stream_doubles(double* p, F32 a) noexcept {
+  _mm512_stream_pd(p, _mm512_cvtps_pd(_mm512_castps512_ps256(a.v)));
+  _mm512_stream_pd(p + 8, _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1)));
+}
+inline void stream_doubles(double* p, F64 a) noexcept { _mm512_stream_pd(p, a.v); }
+inline void stream_fence() noexcept { _mm_sfence(); }
+
+// Row i, lane j of kLanes rows becomes row j, lane i.
+inline void transpose(F32* r) noexcept {
+  __m512 t[16];
+  for (int i = 0; i < 16; i += 2) {
+    t[i] = _mm512_unpacklo_ps(r[i].v, r[i + 1].v);
+    t[i + 1] = _mm512_unpackhi_ps(r[i].v, r[i + 1].v);
+  }
+  // u[4 * g + k]: column k of each 128-bit quarter, rows 4g to 4g + 3.
+  __m512 u[16];
+  for (int i = 0; i < 16; i += 4) {
+    u[i] = _mm512_shuffle_ps(t[i], t[i + 2], 0x44);
+    u[i + 1] = _mm512_shuffle_ps(t[i], t[i + 2], 0xEE);
+    u[i + 2] = _mm512_shuffle_ps(t[i + 1], t[i + 3], 0x44);
+    u[i + 3] = _mm512_shuffle_ps(t[i + 1], t[i + 3], 0xEE);
+  }
+  for (int k = 0; k < 4; ++k) {
+    const __m512 a = _mm512_shuffle_f32x4(u[k], u[4 + k], 0x44);
+    const __m512 b = _mm512_shuffle_f32x4(u[k], u[4 + k], 0xEE);
+    const __m512 c = _mm512_shuffle_f32x4(u[8 + k], u[12 + k], 0x44);
+    const __m512 d = _mm512_shuffle_f32x4(u[8 + k], u[12 + k], 0xEE);
+    r[k].v = _mm512_shuffle_f32x4(a, c, 0x88);
+    r[4 + k].v = _mm512_shuffle_f32x4(a, c, 0xDD);
+    r[8 + k].v = _mm512_shuffle_f32x4(b, d, 0x88);
+    r[12 + k].v = _mm512_shuffle_f32x4(b, d, 0xDD);
+  }
+}
+inline void transpose(F64* r) noexcept {
+  __m512d t[8];
+  for (int i = 0; i < 8; i += 2) {
+    t[i] = _mm512_unpacklo_pd(r[i].v, r[i + 1].v);
+    t[i + 1] = _mm512_unpackhi_pd(r[i].v, r[i + 1].v);
+  }
+  for (int k = 0; k < 2; ++k) {
+    const __m512d a = _mm512_shuffle_f64x2(t[k], t[2 + k], 0x44);
+    const __m512d b = _mm512_shuffle_f64x2(t[k], t[2 + k], 0xEE);
+    const __m512d c = _mm512_shuffle_f64x2(t[4 + k], t[6 + k], 0x44);
+    const __m512d d = _mm512_shuffle_f64x2(t[4 + k], t[6 + k], 0xEE);
+    r[k].v = _mm512_shuffle_f64x2(a, c, 0x88);
+    r[2 + k].v = _mm512_shuffle_f64x2(a, c, 0xDD);
+    r[4 + k].v = _mm512_shuffle_f64x2(b, d, 0x88);
+    r[6 + k].v = _mm512_shuffle_f64x2(b, d, 0xDD);
+  }
+}
+
+}  // namespace
+}  // namespace kyv::simd

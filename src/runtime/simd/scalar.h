@@ -50,3 +50,24 @@ inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return a * b - c; }
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Transforms: doubles in and out, square transposition.
+namespace kyv::simd {
+namespace {
+
+// kLanes doubles rounded to the lane type, and lanes widened to doubles.
+inline void load_doubles(F32& a, const double* p) noexcept { a.v = static_cast<float>(*p); }
+inline void load_doubles(F64& a, const double* p) noexcept { a.v = *p; }
+inline void store_doubles(double* p, F32 a) noexcept { *p = static_cast<double>(a.v); }
+inline void store_doubles(double* p, F64 a) noexcept { *p = a.v; }
+// The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
+inline void stream_doubles(double* p, F32 a) noexcept { *p = static_cast<double>(a.v); }
+inline void stream_doubles(double* p, F64 a) noexcept { *p = a.v; }
+inline void stream_fence() noexcept {}
+
+// Row i, lane j of kLanes rows becomes row j, lane i.
+inline void transpose(F32*) noexcept {}
+inline void transpose(F64*) noexcept {}
+
+}  // namespace
+}  // namespace kyv::simd

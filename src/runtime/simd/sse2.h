@@ -52,3 +52,45 @@ inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return a * b - c; }
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Transforms: doubles in and out, square transposition.
+namespace kyv::simd {
+namespace {
+
+// kLanes doubles rounded to the lane type, and lanes widened to doubles.
+inline void load_doubles(F32& a, const double* p) noexcept {
+  a.v = _mm_movelh_ps(_mm_cvtpd_ps(_mm_loadu_pd(p)), _mm_cvtpd_ps(_mm_loadu_pd(p + 2)));
+}
+inline void load_doubles(F64& a, const double* p) noexcept { a.v = _mm_loadu_pd(p); }
+inline void store_doubles(double* p, F32 a) noexcept {
+  _mm_storeu_pd(p, _mm_cvtps_pd(a.v));
+  _mm_storeu_pd(p + 2, _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v)));
+}
+inline void store_doubles(double* p, F64 a) noexcept { _mm_storeu_pd(p, a.v); }
+// The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
+inline void stream_doubles(double* p, F32 a) noexcept {
+  _mm_stream_pd(p, _mm_cvtps_pd(a.v));
+  _mm_stream_pd(p + 2, _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v)));
+}
+inline void stream_doubles(double* p, F64 a) noexcept { _mm_stream_pd(p, a.v); }
+inline void stream_fence() noexcept { _mm_sfence(); }
+
+// Row i, lane j of kLanes rows becomes row j, lane i.
+inline void transpose(F32* r) noexcept {
+  const __m128 a = _mm_unpacklo_ps(r[0].v, r[1].v);
+  const __m128 b = _mm_unpackhi_ps(r[0].v, r[1].v);
+  const __m128 c = _mm_unpacklo_ps(r[2].v, r[3].v);
+  const __m128 d = _mm_unpackhi_ps(r[2].v, r[3].v);
+  r[0].v = _mm_movelh_ps(a, c);
+  r[1].v = _mm_movehl_ps(c, a);
+  r[2].v = _mm_movelh_ps(b, d);
+  r[3].v = _mm_movehl_ps(d, b);
+}
+inline void transpose(F64* r) noexcept {
+  const __m128d a = _mm_unpacklo_pd(r[0].v, r[1].v);
+  r[1].v = _mm_unpackhi_pd(r[0].v, r[1].v);
+  r[0].v = a;
+}
+
+}  // namespace
+}  // namespace kyv::simd
