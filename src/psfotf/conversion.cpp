@@ -1,10 +1,82 @@
 #include "psfotf/conversion.h"
 
-namespace kyv::psfotf {
+#include <cstddef>
 
-int convert_planes(const PlaneStack& stack, Direction, Precision, const runtime::KernelSet&) noexcept {
-  const bool empty = stack.planes < 1 || stack.width < 1 || stack.height < 1;
-  return empty ? 0 : -1;
+#include "psfotf/dft_service.h"
+#include "runtime/aligned_memory.h"
+
+namespace kyv::psfotf {
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = -1;
+
+class Scratch {
+ public:
+  explicit Scratch(std::uint64_t bytes) noexcept
+      : memory_(bytes <= SIZE_MAX ? runtime::aligned_allocate(static_cast<std::size_t>(bytes)) : nullptr) {}
+  ~Scratch() { runtime::aligned_free(memory_); }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  void* get() const noexcept { return memory_; }
+
+ private:
+  void* memory_;
+};
+
+bool sizes_fit(std::int32_t width, std::int32_t height, std::int32_t planes) noexcept {
+  const std::int64_t values = static_cast<std::int64_t>(width) * height;
+  return values <= INT32_MAX &&
+         static_cast<std::uint64_t>(values) <= SIZE_MAX / sizeof(double) / static_cast<std::uint64_t>(planes);
+}
+
+// One transform of one plane; false when it could not be set up, with nothing written.
+bool transform(const PlaneArrays& plane, const std::int32_t (&lengths)[2], Direction direction,
+               Precision precision, double backward_scale, const Kernels& kernels, void* workspace) noexcept {
+  Descriptor* descriptor = create_descriptor(precision, lengths, kernels);
+  if (direction == Direction::kBackward) DftiSetValue(descriptor, DFTI_BACKWARD_SCALE, backward_scale);
+  commit_for_arrays(descriptor);
+  const std::int32_t status = compute_arrays(descriptor, direction, plane, workspace);
+  DftiFreeDescriptor(&descriptor);
+  return status == DFTI_NO_ERROR;
+}
+
+void copy(const PlaneArrays& plane, std::size_t values, Precision precision) noexcept {
+  const bool single = precision == Precision::kSingle;
+  for (std::size_t i = 0; i < values; ++i) {
+    const double re = plane.src_re[i];
+    const double im = plane.src_im[i];
+    plane.dst_re[i] = single ? static_cast<double>(static_cast<float>(re)) : re;
+    plane.dst_im[i] = single ? static_cast<double>(static_cast<float>(im)) : im;
+  }
+}
+
+}  // namespace
+
+int convert_planes(const PlaneStack& stack, Direction direction, Precision precision,
+                   const runtime::KernelSet& kernels) noexcept {
+  if (stack.planes < 1 || stack.width < 1 || stack.height < 1) return kDone;
+  if (!sizes_fit(stack.width, stack.height, stack.planes)) return kFailed;
+
+  mkl_set_num_threads(1);
+  const std::int32_t lengths[2] = {stack.width, stack.height};
+  const Scratch scratch(array_workspace_bytes(precision, lengths, *kernels.psfotf));
+  if (scratch.get() == nullptr) return kFailed;
+
+  const std::int32_t count = stack.width * stack.height;
+  const auto values = static_cast<std::size_t>(count);
+  const float scale = 1.0f / static_cast<float>(count);
+  for (std::int32_t p = 0; p < stack.planes; ++p) {
+    const std::size_t offset = static_cast<std::size_t>(p) * values;
+    const PlaneArrays plane{stack.src_real + offset, stack.src_imag + offset, stack.dst_real + offset,
+                            stack.dst_imag + offset};
+    if (!transform(plane, lengths, direction, precision, static_cast<double>(scale), *kernels.psfotf,
+                   scratch.get())) {
+      copy(plane, values, precision);
+    }
+  }
+  return kDone;
 }
 
 }  // namespace kyv::psfotf

@@ -3,15 +3,13 @@
 
 #include <cstdint>
 
+#include "psfotf/precision.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::psfotf {
 
-enum class Precision { kSingle, kDouble };
-enum class Direction { kForward, kBackward };
-
 // Four caller-owned arrays of planes * width * height doubles; plane p, column x, row y at index
-// p*width*height + y*width + x. Source and destination may be the same arrays.
+// p*width*height + y*width + x. Source and destination may be the same arrays, but not overlap otherwise.
 struct PlaneStack {
   const double* src_real;
   const double* src_imag;
@@ -22,7 +20,12 @@ struct PlaneStack {
   std::int32_t planes;
 };
 
-// 0 done (also for an empty stack or plane); anything else failed, with nothing written.
+// Transforms plane after plane with the lengths {width, height}: a plane is seen as `width` runs of `height`
+// contiguous values, which for squares is its textbook transform. Single precision rounds every value to a
+// float first. The backward scale is 1.0f / (float)(width * height) in both precisions.
+//
+// 0 done (also for an empty stack or plane); anything else failed, with nothing written: the sizes do not fit
+// or there is no memory to work in. A plane whose transform cannot be planned is copied out untransformed.
 int convert_planes(const PlaneStack& stack, Direction direction, Precision precision,
                    const runtime::KernelSet& kernels) noexcept;
 

@@ -3,10 +3,27 @@
 
 #include <cstdint>
 
+#include "psfotf/plan.h"
+
 namespace kyv::psfotf {
 
+template <class T>
+struct PrecisionKernels {
+  std::int32_t lanes;                   // of one vector
+  std::int32_t max_power_of_two_radix;  // the largest that the registers hold
+
+  // Transforms one plane and scales the results; every value is read before any is written. The workspace
+  // holds workspace_bytes() bytes, aligned to a cache line.
+  void (*transform_plane)(const PlanePlan<T>& plan, T scale, const PlaneArrays& arrays, void* workspace);
+
+  // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
+  // methods 2 * plan.inner->length elements of `work`. Result k is then element plan.positions[k].
+  void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work);
+};
+
 struct Kernels {
-  std::int32_t float_lanes;  // floats in one vector of this variant
+  PrecisionKernels<float> single_precision;
+  PrecisionKernels<double> double_precision;
 };
 
 }  // namespace kyv::psfotf

@@ -3,11 +3,22 @@
 #pragma once
 
 #include "psfotf/kernels/kernels.h"
+#include "psfotf/kernels/plane_transform.h"
 
 namespace kyv::psfotf {
 namespace {
 
-constexpr Kernels make_kernels() noexcept { return {simd::F32::kLanes}; }
+template <class V>
+constexpr PrecisionKernels<LaneOf<V>> precision_kernels(std::int32_t max_power_of_two_radix) noexcept {
+  return {V::kLanes, max_power_of_two_radix, transform_plane<V>, transform_lines<V>};
+}
+
+// Eight vector registers hold a radix 4 of doubles; thirty-two hold a radix 16.
+constexpr Kernels make_kernels() noexcept {
+  const bool few_registers = sizeof(void*) == 4;
+  const std::int32_t radix = few_registers ? 8 : simd::kVectorBytes == 64 ? 16 : 8;
+  return {precision_kernels<simd::F32>(radix), precision_kernels<simd::F64>(few_registers ? 4 : radix)};
+}
 
 }  // namespace
 }  // namespace kyv::psfotf

@@ -1,0 +1,239 @@
+#include "psfotf/dft_service.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <new>
+
+#include "psfotf/planner.h"
+#include "runtime/aligned_memory.h"
+#include "runtime/dispatch.h"
+
+namespace kyv::psfotf {
+
+// The head of one block of memory; plans of small planes lie in its tail, so that they cost no allocation.
+class Descriptor {
+ public:
+  Descriptor(Precision precision, const PlaneShape& shape, const Kernels& kernels) noexcept
+      : precision_(precision), shape_(shape), kernels_(kernels) {}
+  ~Descriptor() {
+    release();
+    magic_ = 0;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  bool is_sound() const noexcept { return magic_ == kMagic; }
+  bool is_committed() const noexcept { return single_ != nullptr || double_ != nullptr; }
+
+  void set_backward_scale(double scale) noexcept {
+    backward_scale_ = scale;
+    release();
+  }
+
+  // Plans; false when there is no memory.
+  bool commit() noexcept {
+    release();
+    return precision_ == Precision::kSingle ? plan(kernels_.single_precision, single_)
+                                            : plan(kernels_.double_precision, double_);
+  }
+
+  // Plans and takes the memory for interleaved transforms: a workspace and the plane's separate parts.
+  bool commit_interleaved() noexcept {
+    if (!commit()) return false;
+    const std::int32_t lengths[2] = {shape_.rows, shape_.row_length};
+    const std::uint64_t workspace = array_workspace_bytes(precision_, lengths, kernels_);
+    const std::uint64_t parts = 2 * sizeof(double) * elements();
+    if (workspace <= SIZE_MAX - parts) {
+      interleaved_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(parts + workspace));
+    }
+    if (interleaved_memory_ == nullptr) release();
+    return interleaved_memory_ != nullptr;
+  }
+
+  void compute(Direction direction, const PlaneArrays& arrays, void* workspace) const noexcept {
+    // The backward transform is the forward one with real and imaginary parts exchanged on both sides.
+    const bool backward = direction == Direction::kBackward;
+    const PlaneArrays ordered =
+        backward ? PlaneArrays{arrays.src_im, arrays.src_re, arrays.dst_im, arrays.dst_re} : arrays;
+    const double scale = backward ? backward_scale_ : 1.0;
+    if (single_ != nullptr) {
+      kernels_.single_precision.transform_plane(*single_, static_cast<float>(scale), ordered, workspace);
+    } else {
+      kernels_.double_precision.transform_plane(*double_, scale, ordered, workspace);
+    }
+  }
+
+  bool compute_interleaved(Direction direction, void* buffer) const noexcept {
+    if (interleaved_memory_ == nullptr) return false;
+    if (precision_ == Precision::kSingle) {
+      compute_pairs(direction, static_cast<float*>(buffer));
+    } else {
+      compute_pairs(direction, static_cast<double*>(buffer));
+    }
+    return true;
+  }
+
+ private:
+  static constexpr std::uint32_t kMagic = 0x44465449;
+  static constexpr std::size_t kInlineBytes = 4096;
+
+  std::uint64_t elements() const noexcept {
+    return static_cast<std::uint64_t>(shape_.rows) * static_cast<std::uint64_t>(shape_.row_length);
+  }
+
+  template <class T>
+  bool plan(const PrecisionKernels<T>& kernels, const PlanePlan<T>*& result) noexcept {
+    const std::uint64_t bytes = plan_bytes(shape_, kernels);
+    void* memory = inline_memory_;
+    if (bytes > kInlineBytes) {
+      if (bytes > SIZE_MAX) return false;
+      plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
+      memory = plan_memory_;
+    }
+    if (memory != nullptr) result = make_plane_plan(shape_, kernels, memory);
+    return memory != nullptr;
+  }
+
+  template <class T>
+  void compute_pairs(Direction direction, T* pairs) const noexcept {
+    const auto count = static_cast<std::size_t>(elements());
+    auto* re = static_cast<double*>(interleaved_memory_);
+    double* im = re + count;
+    for (std::size_t i = 0; i < count; ++i) {
+      re[i] = static_cast<double>(pairs[2 * i]);
+      im[i] = static_cast<double>(pairs[2 * i + 1]);
+    }
+    compute(direction, {re, im, re, im}, im + count);
+    for (std::size_t i = 0; i < count; ++i) {
+      pairs[2 * i] = static_cast<T>(re[i]);
+      pairs[2 * i + 1] = static_cast<T>(im[i]);
+    }
+  }
+
+  void release() noexcept {
+    runtime::aligned_free(plan_memory_);
+    runtime::aligned_free(interleaved_memory_);
+    plan_memory_ = interleaved_memory_ = nullptr;
+    single_ = nullptr;
+    double_ = nullptr;
+  }
+
+  std::uint32_t magic_ = kMagic;
+  Precision precision_;
+  PlaneShape shape_;
+  const Kernels& kernels_;
+  double backward_scale_ = 1.0;
+  const PlanePlan<float>* single_ = nullptr;
+  const PlanePlan<double>* double_ = nullptr;
+  void* plan_memory_ = nullptr;
+  void* interleaved_memory_ = nullptr;
+  alignas(64) std::byte inline_memory_[kInlineBytes];
+};
+
+namespace {
+
+std::atomic<std::int32_t> g_thread_count{1};
+
+bool are_valid(const std::int32_t* lengths) noexcept {
+  return lengths[0] >= 1 && lengths[1] >= 1 &&
+         static_cast<std::int64_t>(lengths[0]) * lengths[1] <= INT32_MAX;
+}
+
+std::int32_t create(DFTI_DESCRIPTOR_HANDLE* handle, Precision precision, DFTI_CONFIG_VALUE domain,
+                    std::int32_t dimension, const std::int32_t* lengths) noexcept {
+  if (handle == nullptr) return DFTI_INVALID_CONFIGURATION;
+  *handle = nullptr;
+  if (domain != DFTI_COMPLEX || dimension != 2 || lengths == nullptr || !are_valid(lengths)) {
+    return DFTI_INVALID_CONFIGURATION;
+  }
+  *handle = create_descriptor(precision, {lengths[0], lengths[1]}, *runtime::active_kernel_set().psfotf);
+  return *handle == nullptr ? DFTI_MEMORY_ERROR : DFTI_NO_ERROR;
+}
+
+bool is_sound(const Descriptor* descriptor) noexcept {
+  return descriptor != nullptr && descriptor->is_sound();
+}
+
+std::int32_t compute(const Descriptor* descriptor, Direction direction, void* buffer) noexcept {
+  if (!is_sound(descriptor) || buffer == nullptr) return DFTI_BAD_DESCRIPTOR;
+  return descriptor->compute_interleaved(direction, buffer) ? DFTI_NO_ERROR : DFTI_BAD_DESCRIPTOR;
+}
+
+}  // namespace
+
+void mkl_set_num_threads(std::int32_t count) noexcept {
+  if (count >= 1) g_thread_count.store(count, std::memory_order_relaxed);
+}
+
+std::int32_t mkl_get_max_threads() noexcept { return g_thread_count.load(std::memory_order_relaxed); }
+
+std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
+                                       std::int32_t dimension, const std::int32_t* lengths) noexcept {
+  return create(handle, Precision::kSingle, domain, dimension, lengths);
+}
+
+std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
+                                       std::int32_t dimension, const std::int32_t* lengths) noexcept {
+  return create(handle, Precision::kDouble, domain, dimension, lengths);
+}
+
+std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter, ...) noexcept {
+  if (!is_sound(handle)) return DFTI_BAD_DESCRIPTOR;
+  if (parameter != DFTI_BACKWARD_SCALE) return DFTI_INVALID_CONFIGURATION;
+  va_list values;
+  va_start(values, parameter);
+  handle->set_backward_scale(va_arg(values, double));
+  va_end(values);
+  return DFTI_NO_ERROR;
+}
+
+std::int32_t DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) noexcept {
+  if (!is_sound(handle)) return DFTI_BAD_DESCRIPTOR;
+  return handle->commit_interleaved() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+}
+
+std::int32_t DftiComputeForward(DFTI_DESCRIPTOR_HANDLE handle, void* buffer) noexcept {
+  return compute(handle, Direction::kForward, buffer);
+}
+
+std::int32_t DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE handle, void* buffer) noexcept {
+  return compute(handle, Direction::kBackward, buffer);
+}
+
+std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept {
+  if (handle == nullptr || !is_sound(*handle)) return DFTI_BAD_DESCRIPTOR;
+  (*handle)->~Descriptor();
+  runtime::aligned_free(*handle);
+  *handle = nullptr;
+  return DFTI_NO_ERROR;
+}
+
+Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2],
+                              const Kernels& kernels) noexcept {
+  if (!are_valid(lengths)) return nullptr;
+  void* memory = runtime::aligned_allocate(sizeof(Descriptor));
+  if (memory == nullptr) return nullptr;
+  return new (memory) Descriptor(precision, PlaneShape{lengths[0], lengths[1]}, kernels);
+}
+
+std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
+  if (!is_sound(descriptor)) return DFTI_BAD_DESCRIPTOR;
+  return descriptor->commit() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+}
+
+std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
+                                    const Kernels& kernels) noexcept {
+  const PlaneShape shape{lengths[0], lengths[1]};
+  return precision == Precision::kSingle ? workspace_bytes(shape, kernels.single_precision)
+                                         : workspace_bytes(shape, kernels.double_precision);
+}
+
+std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,
+                            void* workspace) noexcept {
+  if (!is_sound(descriptor) || !descriptor->is_committed()) return DFTI_BAD_DESCRIPTOR;
+  descriptor->compute(direction, arrays, workspace);
+  return DFTI_NO_ERROR;
+}
+
+}  // namespace kyv::psfotf

@@ -1,0 +1,73 @@
+// The transform service: descriptors of two-dimensional complex transforms, in place.
+//
+// The operations keep their established names. A descriptor is created, configured, committed, computed with
+// and freed. Lengths {N1, N2}: element (j1, j2) of a plane lies at complex index j1 * N2 + j2.
+//
+//   forward:   Z[k1][k2] = sum X[j1][j2] exp(-2 pi i (j1 k1 / N1 + j2 k2 / N2))
+//   backward:  the same sum with exp(+2 pi i ...), times DFTI_BACKWARD_SCALE
+//
+// All memory is taken at creation and commit, so computing cannot fail half-way. No thread is started.
+#pragma once
+
+#include <cstdint>
+
+#include "psfotf/kernels/kernels.h"
+#include "psfotf/plan.h"
+#include "psfotf/precision.h"
+
+namespace kyv::psfotf {
+
+class Descriptor;
+using DFTI_DESCRIPTOR_HANDLE = Descriptor*;
+
+enum DFTI_CONFIG_PARAM : std::int32_t { DFTI_BACKWARD_SCALE = 5 };
+enum DFTI_CONFIG_VALUE : std::int32_t { DFTI_COMPLEX = 32 };
+
+// Statuses.
+inline constexpr std::int32_t DFTI_NO_ERROR = 0;
+inline constexpr std::int32_t DFTI_MEMORY_ERROR = 1;
+inline constexpr std::int32_t DFTI_INVALID_CONFIGURATION = 2;
+inline constexpr std::int32_t DFTI_INCONSISTENT_CONFIGURATION = 3;
+inline constexpr std::int32_t DFTI_BAD_DESCRIPTOR = 5;
+
+// The number of threads that transforms may use; values below 1 are ignored. One, and no more, are used.
+void mkl_set_num_threads(std::int32_t count) noexcept;
+std::int32_t mkl_get_max_threads() noexcept;
+
+// Writes null first, and on success a descriptor to be freed. The domain is DFTI_COMPLEX, the dimension 2,
+// the lengths are at least 1 and their product fits 31 bits; everything else is an invalid configuration.
+std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
+                                       std::int32_t dimension, const std::int32_t* lengths) noexcept;
+std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
+                                       std::int32_t dimension, const std::int32_t* lengths) noexcept;
+
+// DFTI_BACKWARD_SCALE and a double. Undoes a commit.
+std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter, ...) noexcept;
+
+std::int32_t DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) noexcept;
+
+// In place on N1 * N2 pairs (real, imaginary) of the descriptor's precision. A null, freed or uncommitted
+// descriptor is a bad one, and the buffer stays as it is.
+std::int32_t DftiComputeForward(DFTI_DESCRIPTOR_HANDLE handle, void* buffer) noexcept;
+std::int32_t DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE handle, void* buffer) noexcept;
+
+// Frees and sets the handle to null; a handle that is null already is a bad descriptor.
+std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept;
+
+// The entry for planes in separate arrays: the same steps, with a workspace of the caller's and a chosen
+// kernel set. Descriptors made here compute on arrays alone.
+
+// Null when there is no memory or the configuration is invalid.
+Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2],
+                              const Kernels& kernels) noexcept;
+std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept;
+
+// Bytes of workspace, aligned to a cache line, for arrays of these lengths; kImpossible when there is no
+// such transform.
+std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
+                                    const Kernels& kernels) noexcept;
+
+std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,
+                            void* workspace) noexcept;
+
+}  // namespace kyv::psfotf

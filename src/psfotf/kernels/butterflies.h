@@ -1,0 +1,230 @@
+// Transforms of one fixed small length in registers: out[k] = sum in[i] exp(-2 pi i i k / R), natural order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kyv::psfotf {
+namespace {
+
+template <class V>
+struct Complex {
+  V re;
+  V im;
+};
+
+template <class V>
+inline Complex<V> operator+(const Complex<V>& a, const Complex<V>& b) noexcept {
+  return {a.re + b.re, a.im + b.im};
+}
+template <class V>
+inline Complex<V> operator-(const Complex<V>& a, const Complex<V>& b) noexcept {
+  return {a.re - b.re, a.im - b.im};
+}
+// a + i b and a - i b.
+template <class V>
+inline Complex<V> add_i(const Complex<V>& a, const Complex<V>& b) noexcept {
+  return {a.re - b.im, a.im + b.re};
+}
+template <class V>
+inline Complex<V> sub_i(const Complex<V>& a, const Complex<V>& b) noexcept {
+  return {a.re + b.im, a.im - b.re};
+}
+template <class V>
+inline Complex<V> multiply(const Complex<V>& a, V re, V im) noexcept {
+  return {mul_sub(a.re, re, a.im * im), mul_add(a.re, im, a.im * re)};
+}
+
+// exp(-2 pi i k / n) at compile time: Taylor series in the first octant.
+struct Root {
+  double re;
+  double im;
+};
+
+constexpr Root root_of_unity(int k, int n) noexcept {
+  k %= n;
+  const int octant = 8 * k / n;
+  const int rest = 8 * k - octant * n;
+  const bool odd = octant % 2 != 0;
+  const long double x =
+      0.785398163397448309615660845819875721L * static_cast<long double>(odd ? n - rest : rest) / n;
+  long double sine = 0;
+  long double cosine = 0;
+  long double term = 1;
+  for (int i = 1; i <= 24; ++i) {
+    (i % 2 != 0 ? cosine : sine) += ((i - 1) / 2 % 2 != 0 ? -term : term);
+    term *= x / i;
+  }
+  const bool swapped = ((octant + 1) & 2) != 0;
+  const long double c = swapped ? sine : cosine;
+  const long double s = swapped ? cosine : sine;
+  const bool left = ((octant + 2) & 4) != 0;
+  return {static_cast<double>(left ? -c : c), static_cast<double>(octant >= 4 ? s : -s)};
+}
+
+template <class T>
+struct Lane;
+template <>
+struct Lane<simd::F32> {
+  using Type = float;
+};
+template <>
+struct Lane<simd::F64> {
+  using Type = double;
+};
+template <class V>
+using LaneOf = typename Lane<V>::Type;
+
+template <class V>
+inline V constant(double a) noexcept {
+  return simd::broadcast(static_cast<LaneOf<V>>(a));
+}
+
+// a * exp(-2 pi i K / N)
+template <int K, int N, class V>
+inline Complex<V> rotate(const Complex<V>& a) noexcept {
+  if constexpr (K % N == 0) {
+    return a;
+  } else {
+    constexpr Root w = root_of_unity(K, N);
+    return multiply(a, constant<V>(w.re), constant<V>(w.im));
+  }
+}
+
+// Odd radices: sums and differences of mirrored inputs, then cosine and sine sums of them.
+template <int R>
+struct Butterfly {
+  static_assert(R % 2 == 1);
+
+  template <class V>
+  static inline void apply(Complex<V>* x) noexcept {
+    constexpr int half = R / 2;
+    Complex<V> sum[half];
+    Complex<V> difference[half];
+    Complex<V> total = x[0];
+#pragma GCC unroll 8
+    for (int i = 0; i < half; ++i) {
+      sum[i] = x[i + 1] + x[R - 1 - i];
+      difference[i] = x[i + 1] - x[R - 1 - i];
+      total = total + sum[i];
+    }
+    const Complex<V> first = x[0];
+    x[0] = total;
+#pragma GCC unroll 8
+    for (int k = 1; k <= half; ++k) {
+      Complex<V> even = first;
+      Complex<V> odd;
+#pragma GCC unroll 8
+      for (int i = 1; i <= half; ++i) {
+        const V c = constant<V>(kRoots.w[i * k % R].re);
+        const V s = constant<V>(-kRoots.w[i * k % R].im);
+        even.re = mul_add(sum[i - 1].re, c, even.re);
+        even.im = mul_add(sum[i - 1].im, c, even.im);
+        odd.re = i == 1 ? difference[0].re * s : mul_add(difference[i - 1].re, s, odd.re);
+        odd.im = i == 1 ? difference[0].im * s : mul_add(difference[i - 1].im, s, odd.im);
+      }
+      x[k] = sub_i(even, odd);
+      x[R - k] = add_i(even, odd);
+    }
+  }
+
+ private:
+  struct Roots {
+    Root w[R];
+  };
+  static constexpr Roots roots() noexcept {
+    Roots r{};
+    for (int k = 0; k < R; ++k) r.w[k] = root_of_unity(k, R);
+    return r;
+  }
+  static constexpr Roots kRoots = roots();
+};
+
+template <>
+struct Butterfly<2> {
+  template <class V>
+  static inline void apply(Complex<V>* x) noexcept {
+    const Complex<V> a = x[0];
+    x[0] = a + x[1];
+    x[1] = a - x[1];
+  }
+};
+
+template <>
+struct Butterfly<4> {
+  template <class V>
+  static inline void apply(Complex<V>* x) noexcept {
+    const Complex<V> a = x[0] + x[2];
+    const Complex<V> b = x[0] - x[2];
+    const Complex<V> c = x[1] + x[3];
+    const Complex<V> d = x[1] - x[3];
+    x[0] = a + c;
+    x[1] = sub_i(b, d);
+    x[2] = a - c;
+    x[3] = add_i(b, d);
+  }
+};
+
+template <>
+struct Butterfly<8> {
+  template <class V>
+  static inline void apply(Complex<V>* x) noexcept {
+    Complex<V> even[4] = {x[0], x[2], x[4], x[6]};
+    Complex<V> odd[4] = {x[1], x[3], x[5], x[7]};
+    Butterfly<4>::apply(even);
+    Butterfly<4>::apply(odd);
+    x[0] = even[0] + odd[0];
+    x[4] = even[0] - odd[0];
+    x[2] = sub_i(even[2], odd[2]);
+    x[6] = add_i(even[2], odd[2]);
+    // exp(-i pi / 4) and exp(-3 i pi / 4) have parts of equal size: one fused step each.
+    const V h = constant<V>(root_of_unity(1, 8).re);
+    const V p1 = odd[1].re + odd[1].im;
+    const V q1 = odd[1].im - odd[1].re;
+    x[1] = {mul_add(h, p1, even[1].re), mul_add(h, q1, even[1].im)};
+    x[5] = {mul_sub_from(h, p1, even[1].re), mul_sub_from(h, q1, even[1].im)};
+    const V p3 = odd[3].im - odd[3].re;
+    const V q3 = odd[3].re + odd[3].im;
+    x[3] = {mul_add(h, p3, even[3].re), mul_sub_from(h, q3, even[3].im)};
+    x[7] = {mul_sub_from(h, p3, even[3].re), mul_add(h, q3, even[3].im)};
+  }
+};
+
+template <>
+struct Butterfly<16> {
+  template <class V>
+  static inline void apply(Complex<V>* x) noexcept {
+    Complex<V> t[4][4];
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i) {
+#pragma GCC unroll 4
+      for (int j = 0; j < 4; ++j) t[i][j] = x[i + 4 * j];
+      Butterfly<4>::apply(t[i]);
+    }
+    t[1][1] = rotate<1, 16>(t[1][1]);
+    t[1][2] = rotate<2, 16>(t[1][2]);
+    t[1][3] = rotate<3, 16>(t[1][3]);
+    t[2][1] = rotate<2, 16>(t[2][1]);
+    t[2][2] = {t[2][2].im, zero_minus(t[2][2].re)};
+    t[2][3] = rotate<6, 16>(t[2][3]);
+    t[3][1] = rotate<3, 16>(t[3][1]);
+    t[3][2] = rotate<6, 16>(t[3][2]);
+    t[3][3] = rotate<9, 16>(t[3][3]);
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+      Complex<V> y[4] = {t[0][k], t[1][k], t[2][k], t[3][k]};
+      Butterfly<4>::apply(y);
+#pragma GCC unroll 4
+      for (int q = 0; q < 4; ++q) x[k + 4 * q] = y[q];
+    }
+  }
+
+ private:
+  template <class V>
+  static inline V zero_minus(V a) noexcept {
+    return constant<V>(0) - a;
+  }
+};
+
+}  // namespace
+}  // namespace kyv::psfotf

@@ -1,0 +1,174 @@
+// Two-dimensional transforms: rows straight out of the caller's arrays into blocks of columns, then the
+// columns straight into the caller's arrays.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "psfotf/kernels/line_transform.h"
+
+namespace kyv::psfotf {
+namespace {
+
+template <class V>
+struct Workspace {
+  LaneOf<V>* blocks;
+  LaneOf<V>* line;
+};
+
+// The column of the plane that lane 0 of a block holds: the last block may overlap the one before.
+template <class V>
+inline std::int32_t first_column(std::int32_t block, std::int32_t row_length) noexcept {
+  const std::int32_t column = block * V::kLanes;
+  if (row_length < V::kLanes || column + V::kLanes <= row_length) return column;
+  return row_length - V::kLanes;
+}
+
+// The starts of kLanes rows from `first` on; the last row stands in for those beyond it.
+template <class V>
+struct RowPointers {
+  const double* rows[V::kLanes];
+
+  RowPointers(const double* plane, std::int32_t first, std::int32_t count, std::int32_t row_length) noexcept {
+    for (std::int32_t i = 0; i < V::kLanes; ++i) {
+      const std::int32_t row = first + i < count ? first + i : count - 1;
+      rows[i] = plane + static_cast<std::ptrdiff_t>(row) * row_length;
+    }
+  }
+};
+
+// One part (real or imaginary) of rows to the same part of line elements.
+template <class V>
+void gather_rows(const RowPointers<V>& source, std::int32_t row_length, LaneOf<V>* line) noexcept {
+  if (row_length < V::kLanes) {
+    for (std::int32_t c = 0; c < row_length; ++c) {
+      for (int i = 0; i < V::kLanes; ++i) {
+        line[c * kElement<V> + i] = static_cast<LaneOf<V>>(source.rows[i][c]);
+      }
+    }
+    return;
+  }
+  const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
+  for (std::int32_t b = 0; b < tiles; ++b) {
+    const std::int32_t column = first_column<V>(b, row_length);
+    V tile[V::kLanes];
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i) simd::load_doubles(tile[i], source.rows[i] + column);
+    simd::transpose(tile);
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(line + (column + i) * kElement<V>, tile[i]);
+  }
+}
+
+// One part of finished line elements to the same part of `valid` rows of every block, scaled.
+template <class V>
+void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line, std::int32_t first_row,
+                  std::int32_t valid, LaneOf<V>* blocks) noexcept {
+  const std::int32_t* positions = plan.row->positions;
+  const std::int32_t last = plan.row_length - 1;
+  for (std::int32_t b = 0; b < plan.blocks; ++b) {
+    const std::int32_t column = first_column<V>(b, plan.row_length);
+    V tile[V::kLanes];
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i) {
+      const std::int32_t k = column + i <= last ? column + i : last;
+      tile[i] = simd::load(line + positions[k] * kElement<V>) * scale;
+    }
+    simd::transpose(tile);
+    LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch + first_row * kElement<V>;
+    if (valid == V::kLanes) {
+#pragma GCC unroll 16
+      for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(block + i * kElement<V>, tile[i]);
+    } else {
+      for (std::int32_t i = 0; i < valid; ++i) simd::store_aligned(block + i * kElement<V>, tile[i]);
+    }
+  }
+}
+
+template <class V>
+void transform_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
+                    const Workspace<V>& workspace) noexcept {
+  LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
+  for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
+    const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
+    const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
+    gather_rows<V>(re, plan.row_length, workspace.line);
+    gather_rows<V>(im, plan.row_length, workspace.line + V::kLanes);
+    transform_lines<V>(*plan.row, workspace.line, work);
+    const std::int32_t left = plan.rows - first;
+    const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
+    scatter_rows<V>(plan, scale, workspace.line, first, valid, workspace.blocks);
+    scatter_rows<V>(plan, scale, workspace.line + V::kLanes, first, valid, workspace.blocks + V::kLanes);
+  }
+}
+
+// Rows of finished columns to the caller; `lanes` of each vector lie inside the plane.
+template <class V>
+void store_block(const LinePlan<LaneOf<V>>& plan, const LaneOf<V>* block, int lanes,
+                 const PlaneArrays& arrays, std::int32_t column, std::int32_t row_length) noexcept {
+  for (std::int32_t k = 0; k < plan.length; ++k) {
+    const LaneOf<V>* element = block + plan.positions[k] * kElement<V>;
+    const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * row_length + column;
+    if (lanes == V::kLanes) {
+      const Complex<V> x = load_element<V>(element);
+      simd::store_doubles(arrays.dst_re + place, x.re);
+      simd::store_doubles(arrays.dst_im + place, x.im);
+      continue;
+    }
+    for (int i = 0; i < lanes; ++i) {
+      arrays.dst_re[place + i] = static_cast<double>(element[i]);
+      arrays.dst_im[place + i] = static_cast<double>(element[V::kLanes + i]);
+    }
+  }
+}
+
+// Adjacent blocks whose rows are written together: a piece of each row long enough for the memory.
+template <class V>
+inline constexpr int kBlocksAtOnce = 32 / V::kLanes > 4 ? 4 : 32 / V::kLanes;
+
+template <class V>
+void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays,
+                       const Workspace<V>& workspace) noexcept {
+  const LinePlan<LaneOf<V>>& column = *plan.column;
+  const int last_radix = column.stages > 0 ? column.radices[column.stages - 1] : 0;
+  const bool fused = column.method == LineMethod::kMixedRadix && column.stages > 0 &&
+                     last_radix <= kMaxFixedRadix && plan.row_length >= V::kLanes;
+  if (!fused) {
+    const int lanes = plan.row_length < V::kLanes ? plan.row_length : V::kLanes;
+    for (std::int32_t b = 0; b < plan.blocks; ++b) {
+      LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b) * plan.block_pitch;
+      transform_lines<V>(column, block, workspace.line);
+      store_block<V>(column, block, lanes, arrays, first_column<V>(b, plan.row_length), plan.row_length);
+    }
+    return;
+  }
+  ColumnOutput<LaneOf<V>> out{};
+  out.positions = column.positions;
+  out.groups = column.length / last_radix;
+  out.re = arrays.dst_re;
+  out.im = arrays.dst_im;
+  out.row_length = plan.row_length;
+  for (std::int32_t b = 0; b < plan.blocks; b += out.count) {
+    const std::int32_t left = plan.blocks - b;
+    out.count = left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>;
+    for (int i = 0; i < out.count; ++i) {
+      LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b + i) * plan.block_pitch;
+      run_stages<V>(column, column.stages - 1, block);
+      out.blocks[i] = block;
+      out.columns[i] = first_column<V>(b + i, plan.row_length);
+    }
+    kRadixCode<V>[last_radix].store_last(out);
+  }
+}
+
+template <class V>
+void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const PlaneArrays& arrays,
+                     void* memory) {
+  auto* values = static_cast<LaneOf<V>*>(memory);
+  const Workspace<V> workspace{values, values + plan.line_offset};
+  transform_rows<V>(plan, simd::broadcast(scale), arrays, workspace);
+  transform_columns<V>(plan, arrays, workspace);
+}
+
+}  // namespace
+}  // namespace kyv::psfotf

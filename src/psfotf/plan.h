@@ -1,0 +1,68 @@
+// What the kernels need to know to transform one plane: lengths, radices, tables.
+//
+// Plans are plain data: the planner fills them, the kernels only read them. T is the lane type.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kyv::psfotf {
+
+inline constexpr int kMaxStages = 32;
+inline constexpr int kMaxFixedRadix = 16;   // radices with unrolled code of their own
+inline constexpr int kMaxDirectRadix = 97;  // the largest prime that is summed directly
+
+enum class LineMethod : std::uint8_t {
+  kMixedRadix,  // decimation in frequency; results at digit-reversed places
+  kRader,       // prime length p: cyclic convolution of length p - 1
+  kBluestein,   // any length n: chirps and a convolution of length 2n - 1 or more
+};
+
+// A one-dimensional transform of `length` elements, done for one vector of lines at a time.
+// An element is one vector of real parts followed by one vector of imaginary parts.
+template <class T>
+struct LinePlan {
+  std::int32_t length;
+  LineMethod method;
+  std::uint8_t stages;
+  std::uint8_t radices[kMaxStages];  // in the order of use; their product is the length
+  const T* root_re;                  // exp(-2 pi i k / length), k < length (mixed radix)
+  const T* root_im;
+  const std::int32_t* positions;  // result k of the finished transform is element positions[k]
+
+  // The convolution methods: the transform of the kernel, over the inner length and by it divided, the
+  // elements to take and to fill (Rader: powers of a generator and of its inverse), the chirp (Bluestein).
+  const LinePlan* inner;
+  const T* spectrum_re;
+  const T* spectrum_im;
+  const std::int32_t* gather;
+  const std::int32_t* scatter;
+  const T* chirp_re;
+  const T* chirp_im;
+};
+
+// A plane: `rows` runs of `row_length` contiguous values.
+template <class T>
+struct PlanePlan {
+  std::int32_t rows;
+  std::int32_t row_length;
+  const LinePlan<T>* row;  // over row_length, across several rows at a time
+  const LinePlan<T>* column;
+
+  // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements, block_pitch
+  // values apart; behind them, from value `line_offset` on, the lines in work. The last block starts at
+  // column row_length - lanes and may overlap the one before; a single one may stand over the plane's edge.
+  std::int32_t blocks;
+  std::size_t block_pitch;
+  std::size_t line_offset;
+};
+
+// Real and imaginary parts of a plane in the caller's memory; source and destination may coincide.
+struct PlaneArrays {
+  const double* src_re;
+  const double* src_im;
+  double* dst_re;
+  double* dst_im;
+};
+
+}  // namespace kyv::psfotf

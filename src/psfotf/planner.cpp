@@ -1,0 +1,407 @@
+#include "psfotf/planner.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <type_traits>
+
+#include "psfotf/roots.h"
+
+namespace kyv::psfotf {
+
+extern const Kernels kernels_scalar;
+
+namespace {
+
+// How a length is transformed, before any table is made.
+struct LineShape {
+  std::int32_t length = 1;
+  LineMethod method = LineMethod::kMixedRadix;
+  std::uint8_t stages = 0;
+  std::uint8_t radices[kMaxStages] = {};
+  std::int32_t inner_length = 0;  // of the convolution methods
+  double cost = 0;                // of one element, about in nanoseconds times a constant
+};
+
+double radix_cost(int radix) noexcept {
+  if (radix > kMaxFixedRadix) return 4.0 + 0.7 * radix;
+  constexpr double costs[kMaxFixedRadix + 1] = {0, 0, 2.0, 2.4, 2.4, 2.9, 0, 4.0, 3.0,
+                                                0, 0, 6.0, 0,   7.0, 0,   0, 4.0};
+  return costs[radix];
+}
+
+void add_stage(LineShape& shape, int radix) noexcept {
+  shape.radices[shape.stages++] = static_cast<std::uint8_t>(radix);
+  shape.cost += radix_cost(radix);
+}
+
+void add_powers_of_two(LineShape& shape, int exponent, int max_radix) noexcept {
+  const int log_max = max_radix == 16 ? 4 : max_radix == 8 ? 3 : 2;
+  while (exponent > 0) {
+    // As few stages as the largest radix allows, as even as they get.
+    const int left = (exponent + log_max - 1) / log_max;
+    const int log_radix = (exponent + left - 1) / left;
+    add_stage(shape, 1 << log_radix);
+    exponent -= log_radix;
+  }
+}
+
+// Large primes first, powers of two last. False when a prime factor is too large to be summed directly.
+bool factorize(LineShape& shape, std::int32_t length, int max_power_of_two_radix) noexcept {
+  shape.length = length;
+  std::int32_t rest = length;
+  int exponent = 0;
+  while (rest % 2 == 0) {
+    rest /= 2;
+    ++exponent;
+  }
+  std::uint8_t odd[kMaxStages];
+  int count = 0;
+  for (std::int32_t f = 3; rest > 1; f += 2) {
+    if (f > kMaxDirectRadix) return false;
+    for (; rest % f == 0; rest /= f) odd[count++] = static_cast<std::uint8_t>(f);
+  }
+  while (count > 0) add_stage(shape, odd[--count]);
+  add_powers_of_two(shape, exponent, max_power_of_two_radix);
+  return true;
+}
+
+bool is_prime(std::int32_t n) noexcept {
+  if (n % 2 == 0) return n == 2;
+  for (std::int32_t f = 3; static_cast<std::int64_t>(f) * f <= n; f += 2) {
+    if (n % f == 0) return false;
+  }
+  return n > 1;
+}
+
+constexpr double kConvolutionPassCost = 2.0;
+
+// A convolution costs two transforms of the inner length and three passes over it.
+double convolution_cost(const LineShape& inner, std::int32_t length) noexcept {
+  return (2 * inner.cost + 3 * kConvolutionPassCost) * inner.length / length;
+}
+
+// The cheapest smooth length from `least` on; a cost below 0 tells that there is none in range.
+LineShape convolution_length(std::int64_t least, int max_power_of_two_radix) noexcept {
+  LineShape best;
+  best.cost = -1;
+  for (const std::int64_t odd : {1, 3, 5, 7, 9, 15}) {
+    std::int64_t length = odd;
+    while (length < least) length *= 2;
+    if (length > INT32_MAX) continue;
+    LineShape candidate;
+    factorize(candidate, static_cast<std::int32_t>(length), max_power_of_two_radix);
+    const double cost = (candidate.cost + kConvolutionPassCost) * static_cast<double>(length);
+    const double best_cost = (best.cost + kConvolutionPassCost) * best.length;
+    if (best.cost < 0 || cost < best_cost) best = candidate;
+  }
+  return best;
+}
+
+// Inner length 0 with a convolution method: there is no plan for this length.
+LineShape choose_line(std::int32_t length, int max_power_of_two_radix) noexcept {
+  LineShape direct;
+  if (factorize(direct, length, max_power_of_two_radix)) return direct;
+
+  LineShape shape;
+  shape.length = length;
+  shape.method = LineMethod::kBluestein;
+  const LineShape padded =
+      convolution_length(2 * static_cast<std::int64_t>(length) - 1, max_power_of_two_radix);
+  if (padded.cost < 0) return shape;
+  shape.inner_length = padded.length;
+  shape.cost = convolution_cost(padded, length);
+
+  LineShape cyclic;
+  if (is_prime(length) && factorize(cyclic, length - 1, max_power_of_two_radix) &&
+      convolution_cost(cyclic, length) < shape.cost) {
+    shape.method = LineMethod::kRader;
+    shape.inner_length = cyclic.length;
+    shape.cost = convolution_cost(cyclic, length);
+  }
+  return shape;
+}
+
+bool is_possible(const LineShape& shape) noexcept {
+  return shape.method == LineMethod::kMixedRadix || shape.inner_length > 0;
+}
+
+// Hands out cache-line aligned tables of one block of memory, or only counts them when there is none.
+class Arena {
+ public:
+  explicit Arena(void* memory) noexcept : memory_(static_cast<std::byte*>(memory)) {}
+
+  template <class U>
+  U* take(std::uint64_t count) noexcept {
+    std::byte* place = counting() ? nullptr : memory_ + used_;
+    used_ += (count * sizeof(U) + 63) / 64 * 64;
+    return reinterpret_cast<U*>(place);
+  }
+  bool counting() const noexcept { return memory_ == nullptr; }
+  std::uint64_t used() const noexcept { return used_; }
+
+ private:
+  std::byte* memory_;
+  std::uint64_t used_ = 0;
+};
+
+// Where result k of the stages is left: its mixed-radix digits in reverse order.
+void fill_positions(const LineShape& shape, std::int32_t* positions) noexcept {
+  positions[0] = 0;
+  std::int32_t known = 1;
+  std::int32_t step = shape.length;
+  for (int s = 0; s < shape.stages; ++s) {
+    const std::int32_t radix = shape.radices[s];
+    step /= radix;
+    for (std::int32_t digit = 1; digit < radix; ++digit) {
+      for (std::int32_t k = 0; k < known; ++k) positions[digit * known + k] = positions[k] + digit * step;
+    }
+    known *= radix;
+  }
+}
+
+template <class T>
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, Arena& arena) noexcept {
+  const auto n = static_cast<std::uint64_t>(shape.length);
+  auto* plan = arena.take<LinePlan<T>>(1);
+  auto* root_re = arena.take<T>(n);
+  auto* root_im = arena.take<T>(n);
+  auto* positions = arena.take<std::int32_t>(n);
+  if (arena.counting()) return nullptr;
+  *plan = {};
+  plan->length = shape.length;
+  plan->method = shape.method;
+  plan->stages = shape.stages;
+  std::copy(shape.radices, shape.radices + kMaxStages, plan->radices);
+  fill_roots(shape.length, shape.length, root_re, root_im);
+  fill_positions(shape, positions);
+  plan->root_re = root_re;
+  plan->root_im = root_im;
+  plan->positions = positions;
+  return plan;
+}
+
+std::int32_t power_mod(std::int64_t base, std::int32_t exponent, std::int32_t modulus) noexcept {
+  std::int64_t result = 1;
+  for (; exponent > 0; exponent /= 2) {
+    if (exponent % 2 != 0) result = result * base % modulus;
+    base = base * base % modulus;
+  }
+  return static_cast<std::int32_t>(result);
+}
+
+// The smallest generator of the multiplicative group modulo the prime `cyclic.length` + 1.
+std::int32_t generator(const LineShape& cyclic) noexcept {
+  const std::int32_t order = cyclic.length;
+  const auto generates = [&](std::int32_t g) {
+    for (int s = 0; s < cyclic.stages; ++s) {
+      const int radix = cyclic.radices[s];
+      const int prime = radix % 2 == 0 ? 2 : radix;
+      if (power_mod(g, order / prime, order + 1) == 1) return false;
+    }
+    return true;
+  };
+  std::int32_t g = 2;
+  while (!generates(g)) ++g;
+  return g;
+}
+
+// Doubles that a convolution's tables are computed in, whatever the precision of the transform.
+struct Sequence {
+  double* re;
+  double* im;
+};
+
+// b[q] = w^(g^-q), w the first root of unity of the prime length.
+void fill_rader_kernel(const double* root_re, const double* root_im, const std::int32_t* inverse_powers,
+                       std::int32_t count, const Sequence& b) noexcept {
+  for (std::int32_t q = 0; q < count; ++q) {
+    b.re[q] = root_re[inverse_powers[q]];
+    b.im[q] = root_im[inverse_powers[q]];
+  }
+}
+
+// b[m] = exp(+pi i m^2 / n) for |m| < n, cyclic; the roots are those of order 2n.
+void fill_bluestein_kernel(const double* root_re, const double* root_im, std::int32_t n,
+                           std::int32_t inner_length, const Sequence& b) noexcept {
+  std::fill(b.re, b.re + inner_length, 0.0);
+  std::fill(b.im, b.im + inner_length, 0.0);
+  for (std::int64_t m = 0; m < n; ++m) {
+    const std::int64_t square = m * m % (2 * static_cast<std::int64_t>(n));
+    const std::int64_t mirrored = m == 0 ? 0 : inner_length - m;
+    b.re[m] = b.re[mirrored] = root_re[square];
+    b.im[m] = b.im[mirrored] = -root_im[square];
+  }
+}
+
+// The transform of `b` in double precision, divided by its length.
+template <class T>
+void fill_spectrum(const LinePlan<double>& plan, const Sequence& b, double* work, T* re, T* im) noexcept {
+  const std::int32_t n = plan.length;
+  for (std::int32_t k = 0; k < n; ++k) {
+    work[2 * static_cast<std::size_t>(k)] = b.re[k];
+    work[2 * static_cast<std::size_t>(k) + 1] = b.im[k];
+  }
+  kernels_scalar.double_precision.transform_lines(plan, work, nullptr);
+  for (std::int32_t k = 0; k < n; ++k) {
+    const double* result = work + 2 * static_cast<std::size_t>(plan.positions[k]);
+    re[k] = static_cast<T>(result[0] / n);
+    im[k] = static_cast<T>(result[1] / n);
+  }
+}
+
+template <class T>
+LinePlan<T>* lay_convolution(const LineShape& shape, int max_power_of_two_radix, Arena& arena) noexcept {
+  LineShape inner_shape;
+  factorize(inner_shape, shape.inner_length, max_power_of_two_radix);
+  const bool rader = shape.method == LineMethod::kRader;
+  const auto n = static_cast<std::uint64_t>(shape.length);
+  const auto inner_n = static_cast<std::uint64_t>(shape.inner_length);
+  const std::uint64_t root_count = rader ? n : 2 * n;
+
+  auto* plan = arena.take<LinePlan<T>>(1);
+  auto* positions = arena.take<std::int32_t>(n);
+  auto* spectrum_re = arena.take<T>(inner_n);
+  auto* spectrum_im = arena.take<T>(inner_n);
+  auto* first_table = arena.take<T>(n);
+  auto* second_table = arena.take<T>(n);
+  auto* gather = arena.take<std::int32_t>(rader ? n : 0);
+  auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
+  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, arena);
+  const LinePlan<double>* exact_inner = nullptr;
+  if constexpr (std::is_same_v<T, double>) {
+    exact_inner = inner;
+  } else {
+    exact_inner = lay_mixed_radix<double>(inner_shape, arena);
+  }
+  auto* root_re = arena.take<double>(root_count);
+  auto* root_im = arena.take<double>(root_count);
+  const Sequence kernel{arena.take<double>(inner_n), arena.take<double>(inner_n)};
+  auto* work = arena.take<double>(2 * inner_n);
+  if (arena.counting()) return nullptr;
+
+  *plan = {};
+  plan->length = shape.length;
+  plan->method = shape.method;
+  plan->positions = positions;
+  plan->inner = inner;
+  plan->spectrum_re = spectrum_re;
+  plan->spectrum_im = spectrum_im;
+  for (std::int32_t k = 0; k < shape.length; ++k) positions[k] = k;
+  const auto order = static_cast<std::int32_t>(root_count);
+  fill_roots(order, order, root_re, root_im);
+  if (rader) {
+    const std::int64_t g = generator(inner_shape);
+    const std::int64_t inverse = power_mod(g, shape.length - 2, shape.length);
+    gather[0] = scatter[0] = 1;
+    for (std::int32_t q = 1; q < shape.inner_length; ++q) {
+      gather[q] = static_cast<std::int32_t>(gather[q - 1] * g % shape.length);
+      scatter[q] = static_cast<std::int32_t>(scatter[q - 1] * inverse % shape.length);
+    }
+    plan->gather = gather;
+    plan->scatter = scatter;
+    fill_rader_kernel(root_re, root_im, scatter, shape.inner_length, kernel);
+  } else {
+    fill_bluestein_kernel(root_re, root_im, shape.length, shape.inner_length, kernel);
+    for (std::int32_t k = 0; k < shape.length; ++k) {
+      first_table[k] = static_cast<T>(kernel.re[k]);
+      second_table[k] = static_cast<T>(-kernel.im[k]);
+    }
+    plan->chirp_re = first_table;
+    plan->chirp_im = second_table;
+  }
+  fill_spectrum(*exact_inner, kernel, work, spectrum_re, spectrum_im);
+  return plan;
+}
+
+template <class T>
+LinePlan<T>* lay_line(const LineShape& shape, int max_power_of_two_radix, Arena& arena) noexcept {
+  return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, arena)
+                                                 : lay_convolution<T>(shape, max_power_of_two_radix, arena);
+}
+
+// The plan's own places in the workspace, in values.
+struct WorkspaceLayout {
+  std::int32_t blocks;
+  std::uint64_t block_pitch;
+  std::uint64_t line_offset;
+  std::uint64_t values;
+};
+
+template <class T>
+WorkspaceLayout lay_workspace(const PlaneShape& shape, const LineShape& row, const LineShape& column,
+                              std::int32_t lanes) noexcept {
+  constexpr std::uint64_t line = 64 / sizeof(T);
+  constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
+  const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
+  WorkspaceLayout layout;
+  layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
+  const std::uint64_t block = element * static_cast<std::uint64_t>(shape.rows);
+  layout.block_pitch = (block + line - 1) / line * line + padding;
+  layout.line_offset = layout.block_pitch * static_cast<std::uint64_t>(layout.blocks);
+  const auto row_elements =
+      static_cast<std::uint64_t>(shape.row_length) + 2 * static_cast<std::uint64_t>(row.inner_length);
+  const std::uint64_t column_elements = 2 * static_cast<std::uint64_t>(column.inner_length);
+  layout.values = layout.line_offset + element * std::max(row_elements, column_elements);
+  return layout;
+}
+
+// Plans of both axes; a square plane needs only one.
+template <class T>
+PlanePlan<T>* lay_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels, Arena& arena) noexcept {
+  const int max_radix = kernels.max_power_of_two_radix;
+  const LineShape row = choose_line(shape.row_length, max_radix);
+  const LineShape column = choose_line(shape.rows, max_radix);
+  auto* plan = arena.take<PlanePlan<T>>(1);
+  const LinePlan<T>* row_plan = lay_line<T>(row, max_radix, arena);
+  const LinePlan<T>* column_plan =
+      shape.rows == shape.row_length ? row_plan : lay_line<T>(column, max_radix, arena);
+  if (arena.counting()) return nullptr;
+  const WorkspaceLayout layout = lay_workspace<T>(shape, row, column, kernels.lanes);
+  *plan = {shape.rows,
+           shape.row_length,
+           row_plan,
+           column_plan,
+           layout.blocks,
+           static_cast<std::size_t>(layout.block_pitch),
+           static_cast<std::size_t>(layout.line_offset)};
+  return plan;
+}
+
+}  // namespace
+
+template <class T>
+std::uint64_t plan_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  if (!is_possible(choose_line(shape.row_length, kernels.max_power_of_two_radix)) ||
+      !is_possible(choose_line(shape.rows, kernels.max_power_of_two_radix))) {
+    return kImpossible;
+  }
+  Arena arena(nullptr);
+  lay_plane<T>(shape, kernels, arena);
+  return arena.used();
+}
+
+template <class T>
+std::uint64_t workspace_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  const LineShape row = choose_line(shape.row_length, kernels.max_power_of_two_radix);
+  const LineShape column = choose_line(shape.rows, kernels.max_power_of_two_radix);
+  if (!is_possible(row) || !is_possible(column)) return kImpossible;
+  return lay_workspace<T>(shape, row, column, kernels.lanes).values * sizeof(T);
+}
+
+template <class T>
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PrecisionKernels<T>& kernels,
+                                    void* memory) noexcept {
+  Arena arena(memory);
+  return lay_plane<T>(shape, kernels, arena);
+}
+
+template std::uint64_t plan_bytes(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+template std::uint64_t plan_bytes(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
+template std::uint64_t workspace_bytes(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+template std::uint64_t workspace_bytes(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
+template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const PrecisionKernels<float>&,
+                                                 void*) noexcept;
+template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const PrecisionKernels<double>&,
+                                                  void*) noexcept;
+
+}  // namespace kyv::psfotf

@@ -1,0 +1,42 @@
+// Makes the plan of a plane: methods, radices, tables.
+#pragma once
+
+#include <cstdint>
+
+#include "psfotf/kernels/kernels.h"
+#include "psfotf/plan.h"
+
+namespace kyv::psfotf {
+
+// A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1,
+// their product within 31 bits.
+struct PlaneShape {
+  std::int32_t rows;
+  std::int32_t row_length;
+};
+
+inline constexpr std::uint64_t kImpossible = UINT64_MAX;  // the byte count of what cannot be planned
+
+// Bytes that make_plane_plan takes for the plan and its tables.
+template <class T>
+std::uint64_t plan_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept;
+
+// Bytes that a transform of the plane works in.
+template <class T>
+std::uint64_t workspace_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept;
+
+// The plan of a plane, laid out in plan_bytes() bytes of `memory`, aligned to a cache line.
+template <class T>
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PrecisionKernels<T>& kernels,
+                                    void* memory) noexcept;
+
+extern template std::uint64_t plan_bytes(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+extern template std::uint64_t plan_bytes(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
+extern template std::uint64_t workspace_bytes(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+extern template std::uint64_t workspace_bytes(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
+extern template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const PrecisionKernels<float>&,
+                                                        void*) noexcept;
+extern template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const PrecisionKernels<double>&,
+                                                         void*) noexcept;
+
+}  // namespace kyv::psfotf

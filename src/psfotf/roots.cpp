@@ -1,0 +1,125 @@
+#include "psfotf/roots.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kyv::psfotf {
+namespace {
+
+// An unevaluated sum: `low` holds what rounding took from `high`.
+struct Extended {
+  double high;
+  double low;
+};
+
+struct ExtendedRoot {
+  Extended re;
+  Extended im;
+};
+
+// The exact product of two doubles (Dekker 1971, with Veltkamp's splitting).
+Extended exact_product(double a, double b) noexcept {
+  constexpr double splitter = 134217729.0;  // 2^27 + 1
+  const double ta = splitter * a;
+  const double a_high = ta - (ta - a);
+  const double a_low = a - a_high;
+  const double tb = splitter * b;
+  const double b_high = tb - (tb - b);
+  const double b_low = b - b_high;
+  const double p = a * b;
+  return {p, ((a_high * b_high - p) + a_high * b_low + a_low * b_high) + a_low * b_low};
+}
+
+// sum + term, for |sum| >= |term|.
+Extended exact_sum(double sum, double term) noexcept {
+  const double s = sum + term;
+  return {s, (sum - s) + term};
+}
+
+// Sine and cosine of pi/4 * (p / n), 0 <= p <= n, by their Taylor series.
+struct SineCosine {
+  Extended sine;
+  Extended cosine;
+};
+
+SineCosine sine_cosine(double p, double n) noexcept {
+  constexpr double quarter_pi_high = 0x1.921fb54442d18p-1;
+  constexpr double quarter_pi_low = 0x1.1a62633145c07p-55;
+  const double f = p / n;
+  const Extended back = exact_product(f, n);
+  const double f_low = ((p - back.high) - back.low) / n;
+  const Extended x = exact_product(f, quarter_pi_high);
+  const double x_low = x.low + (f * quarter_pi_low + f_low * quarter_pi_high);
+
+  const Extended z = exact_product(x.high, x.high);
+  const double t = z.high;
+  const double sine_tail =
+      t * (-1.0 / 6 +
+           t * (1.0 / 120 +
+                t * (-1.0 / 5040 +
+                     t * (1.0 / 362880 +
+                          t * (-1.0 / 39916800 + t * (1.0 / 6227020800.0 + t * (-1.0 / 1307674368000.0 +
+                                                                                t / 355687428096000.0)))))));
+  const double cosine_tail =
+      t * t *
+      (1.0 / 24 +
+       t * (-1.0 / 720 +
+            t * (1.0 / 40320 + t * (-1.0 / 3628800 + t * (1.0 / 479001600 + t * (-1.0 / 87178291200.0 +
+                                                                                 t / 20922789888000.0))))));
+  const Extended one_minus = exact_sum(1.0, -0.5 * t);
+  const double cosine_rest = one_minus.low + (cosine_tail - 0.5 * z.low - x.high * x_low);
+  return {exact_sum(x.high, x.high * sine_tail + x_low * (1.0 - 0.5 * t)),
+          exact_sum(one_minus.high, cosine_rest)};
+}
+
+Extended negated(Extended a) noexcept { return {-a.high, -a.low}; }
+
+// exp(-2 pi i k / n), reduced to the first octant in integers.
+ExtendedRoot root(std::int64_t k, std::int64_t n) noexcept {
+  const std::int64_t octant = 8 * k / n;
+  const std::int64_t rest = 8 * k - octant * n;
+  const bool odd = (octant & 1) != 0;
+  SineCosine v = sine_cosine(static_cast<double>(odd ? n - rest : rest), static_cast<double>(n));
+  if (((octant + 1) & 2) != 0) std::swap(v.sine, v.cosine);
+  const bool left = ((octant + 2) & 4) != 0;
+  const bool lower = octant >= 4;
+  return {left ? negated(v.cosine) : v.cosine, lower ? v.sine : negated(v.sine)};
+}
+
+constexpr std::int32_t kMaxFine = 256;
+
+// About the square root of n, and at most an eighth of the circle.
+std::int32_t fine_count(std::int32_t n) noexcept {
+  std::int32_t size = 1;
+  while (size < kMaxFine && size * size < n && 16 * size <= n) size *= 2;
+  return size;
+}
+
+}  // namespace
+
+template <class T>
+void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
+  double fine_re[kMaxFine];  // exp(-2 pi i k / n) - 1: small, so that its product rounds harmlessly
+  double fine_im[kMaxFine];
+  const std::int32_t fine = std::min(fine_count(n), count);
+  for (std::int32_t k = 0; k < fine; ++k) {
+    const ExtendedRoot w = root(k, n);
+    fine_re[k] = (w.re.high - 1.0) + w.re.low;
+    fine_im[k] = w.im.high;
+  }
+  for (std::int32_t first = 0; first < count; first += fine) {
+    const ExtendedRoot w = root(first, n);
+    const std::int32_t m = std::min(fine, count - first);
+    for (std::int32_t k = 0; k < m; ++k) {
+      const double product_re = w.re.high * fine_re[k] - w.im.high * fine_im[k];
+      const double product_im = w.re.high * fine_im[k] + w.im.high * fine_re[k];
+      re[first + k] = static_cast<T>(w.re.high + (w.re.low + product_re));
+      im[first + k] = static_cast<T>(w.im.high + (w.im.low + product_im));
+    }
+  }
+}
+
+template void fill_roots<float>(std::int32_t, std::int32_t, float*, float*) noexcept;
+template void fill_roots<double>(std::int32_t, std::int32_t, double*, double*) noexcept;
+
+}  // namespace kyv::psfotf

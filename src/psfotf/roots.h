@@ -1,0 +1,16 @@
+// Roots of unity, accurate to the last place.
+#pragma once
+
+#include <cstdint>
+
+namespace kyv::psfotf {
+
+// re[k] + i im[k] = exp(-2 pi i k / n) for k < count <= n, each part within 0.51 of its last place.
+// About 2 sqrt(n) sines are evaluated; the rest are products of a coarse and a fine root.
+template <class T>
+void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept;
+
+extern template void fill_roots<float>(std::int32_t, std::int32_t, float*, float*) noexcept;
+extern template void fill_roots<double>(std::int32_t, std::int32_t, double*, double*) noexcept;
+
+}  // namespace kyv::psfotf
