@@ -60,7 +60,9 @@ function(kyvmath_link_dll target out)
   find_program(KYVMATH_DLLTOOL ${KYVMATH_MINGW_TRIPLE}-dlltool REQUIRED)
   find_program(KYVMATH_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14 llvm-dlltool-16)
   add_custom_command(TARGET ${target} POST_BUILD
-    COMMAND ${KYVMATH_DLLTOOL} -k -d ${exports} -D KyvMath.dll -l ${out}/lib/libKyvMath.dll.a
+    # The prefix names the members, which would otherwise be named after the output path.
+    COMMAND ${KYVMATH_DLLTOOL} -k -t KyvMath -d ${exports} -D KyvMath.dll -l libKyvMath.dll.a
+    WORKING_DIRECTORY ${out}/lib
     VERBATIM)
   if(KYVMATH_LLVM_DLLTOOL)
     add_custom_command(TARGET ${target} POST_BUILD
