@@ -28,10 +28,6 @@ static Function find(void* library, const char* name) {
 }
 #endif
 
-typedef KyvMathStatusCode(KYVMATH_LIFECYCLE_CALL* Lifecycle)(void);
-typedef KyvMathStatusCode(KYVMATH_CALL* Resize)(unsigned int, int, int, const void*, int, int, int, void*,
-                                                int, int, int);
-
 enum { kSourceWidth = 640, kSourceHeight = 480, kWidth = 160, kHeight = 120, kChannels = 3 };
 
 static unsigned char source[kSourceHeight][kSourceWidth][kChannels];
@@ -50,9 +46,9 @@ static void paint_source(void) {
 int main(int argc, char** argv) {
   const char* name = argc > 1 ? argv[1] : LIBRARY_NAME;
   void* library = open_library(name);
-  Lifecycle initialize = library ? (Lifecycle)find(library, "KyvMathInitialize") : NULL;
-  Lifecycle terminate = library ? (Lifecycle)find(library, "KyvMathTerminate") : NULL;
-  Resize resize = library ? (Resize)find(library, "KyvMathResize") : NULL;
+  KyvMathInitializeFn initialize = library ? (KyvMathInitializeFn)find(library, "KyvMathInitialize") : NULL;
+  KyvMathTerminateFn terminate = library ? (KyvMathTerminateFn)find(library, "KyvMathTerminate") : NULL;
+  KyvMathResizeFn resize = library ? (KyvMathResizeFn)find(library, "KyvMathResize") : NULL;
   KyvMathStatusCode status;
   FILE* file;
 
