@@ -13,7 +13,29 @@ std::vector<std::string> split(const std::string& line, char separator) {
   std::vector<std::string> fields;
   std::istringstream stream(line);
   for (std::string field; std::getline(stream, field, separator);) fields.push_back(field);
+  if (!line.empty() && line.back() == separator) fields.emplace_back();
   return fields;
+}
+
+std::vector<TableRow> read_table(const std::string& path, char separator) {
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("cannot read " + path);
+  std::vector<std::string> columns;
+  std::vector<TableRow> rows;
+  for (std::string line; std::getline(file, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.empty() || line.front() == '#') continue;
+    const std::vector<std::string> fields = split(line, separator);
+    if (columns.empty()) {
+      columns = fields;
+      continue;
+    }
+    if (fields.size() != columns.size()) throw std::runtime_error(path + ": uneven row: " + line);
+    TableRow row;
+    for (std::size_t i = 0; i < fields.size(); ++i) row[columns[i]] = fields[i];
+    rows.push_back(std::move(row));
+  }
+  return rows;
 }
 
 }  // namespace
@@ -42,25 +64,7 @@ std::string figure(double value, int digits) {
   return text;
 }
 
-std::vector<TsvRow> read_tsv(const std::string& path) {
-  std::ifstream file(path);
-  if (!file) throw std::runtime_error("cannot read " + path);
-  std::vector<std::string> columns;
-  std::vector<TsvRow> rows;
-  for (std::string line; std::getline(file, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.empty() || line.front() == '#') continue;
-    const std::vector<std::string> fields = split(line, '\t');
-    if (columns.empty()) {
-      columns = fields;
-      continue;
-    }
-    if (fields.size() != columns.size()) throw std::runtime_error(path + ": uneven row: " + line);
-    TsvRow row;
-    for (std::size_t i = 0; i < fields.size(); ++i) row[columns[i]] = fields[i];
-    rows.push_back(std::move(row));
-  }
-  return rows;
-}
+std::vector<TableRow> read_tsv(const std::string& path) { return read_table(path, '\t'); }
+std::vector<TableRow> read_csv(const std::string& path) { return read_table(path, ','); }
 
 }  // namespace kyv::bench

@@ -1,4 +1,4 @@
-// Tables as files: comma-separated values out, tab-separated values in.
+// Tables as files.
 #pragma once
 
 #include <map>
@@ -22,10 +22,11 @@ class CsvTable {
 // A figure with `digits` significant digits; empty for NaN.
 std::string figure(double value, int digits = 4);
 
-using TsvRow = std::map<std::string, std::string>;  // by column name
+using TableRow = std::map<std::string, std::string>;  // by column name
 
-// Rows of a tab-separated file; lines starting with '#' are comments and the first other line names the
-// columns. Throws std::runtime_error when the file is missing or a row has another number of columns.
-std::vector<TsvRow> read_tsv(const std::string& path);
+// Rows of a tab- or comma-separated file; lines starting with '#' are comments and the first other line
+// names the columns. Throws std::runtime_error when the file is missing or a row has another width.
+std::vector<TableRow> read_tsv(const std::string& path);
+std::vector<TableRow> read_csv(const std::string& path);
 
 }  // namespace kyv::bench

@@ -1,0 +1,85 @@
+#include "suite/options.h"
+
+#include <stdexcept>
+
+#include "runtime/cpu_features.h"
+
+namespace kyv::bench {
+namespace {
+
+bool runs_here(const runtime::KernelSet& set) {
+  return (set.required_features & ~runtime::features_of(runtime::read_cpuid())) == 0;
+}
+
+std::vector<const runtime::KernelSet*> variants_named(const std::string& name) {
+  std::vector<const runtime::KernelSet*> chosen;
+  for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
+    if ((name == "all" || name == set.name) && runs_here(set)) chosen.push_back(&set);
+  }
+  if (chosen.empty()) throw std::invalid_argument("no variant '" + name + "' on this processor");
+  return chosen;
+}
+
+}  // namespace
+
+const char* usage() noexcept {
+  return "kyvmath_bench [options]\n"
+         "  --filter REGEX   only cells whose name matches, e.g. '^A 8uC3', '^fft .* double'\n"
+         "  --variant NAME   scalar, sse2, avx2, avx512 or all; default: the one the library would use\n"
+         "  --quick          fewer rounds\n"
+         "  --seconds S      time to spend on each cell; default 0.3\n"
+         "  --no-peers       our own cells only\n"
+         "  --check          also compare each variant's results with the scalar variant's\n"
+         "  --check-only     compare, time nothing\n"
+         "  --csv DIR        write resize.csv, fft.csv and machine.csv\n"
+         "  --plots DIR      write SVG plots\n"
+         "  --against DIR    compare with the tables that an earlier run left there\n"
+         "  --core N         pin to processor N; default: the last one allowed\n"
+         "  --data DIR       the folder with resize.tsv, fft.tsv and own_cells.tsv\n";
+}
+
+std::optional<Options> parse_options(int argc, char** argv) {
+  Options options;
+  options.data = KYVMATH_BENCH_DATA;
+  options.variants = {&runtime::active_kernel_set()};
+  for (int i = 1; i < argc; ++i) {
+    const std::string flag = argv[i];
+    const auto value = [&]() -> std::string {
+      if (i + 1 == argc) throw std::invalid_argument(flag + " needs a value");
+      return argv[++i];
+    };
+    if (flag == "--help") return std::nullopt;
+    if (flag == "--filter") {
+      options.filter = std::regex(value());
+    } else if (flag == "--variant") {
+      options.variants = variants_named(value());
+    } else if (flag == "--quick") {
+      options.effort = kQuickEffort;
+    } else if (flag == "--seconds") {
+      options.effort.seconds = std::stod(value());
+      options.effort.max_rounds = 1 << 20;
+    } else if (flag == "--no-peers") {
+      options.peers = false;
+    } else if (flag == "--check") {
+      options.check = true;
+    } else if (flag == "--check-only") {
+      options.check = true;
+      options.timing = false;
+    } else if (flag == "--csv") {
+      options.csv = value();
+    } else if (flag == "--plots") {
+      options.plots = value();
+    } else if (flag == "--against") {
+      options.against = value();
+    } else if (flag == "--core") {
+      options.core = std::stoi(value());
+    } else if (flag == "--data") {
+      options.data = value();
+    } else {
+      throw std::invalid_argument("unknown option " + flag);
+    }
+  }
+  return options;
+}
+
+}  // namespace kyv::bench

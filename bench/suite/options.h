@@ -1,0 +1,33 @@
+// The command line of the benchmark program.
+#pragma once
+
+#include <optional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "common/timing.h"
+#include "runtime/dispatch.h"
+
+namespace kyv::bench {
+
+struct Options {
+  std::regex filter;                                // cells whose name it finds are run
+  std::vector<const runtime::KernelSet*> variants;  // at least one, all of them run on this processor
+  Effort effort;
+  bool peers = true;
+  bool check = false;   // compare the results of every variant with those of the scalar one
+  bool timing = true;   // false: check only
+  int core = -1;        // as pin_to_core
+  std::string data;     // folder of the peers' figures
+  std::string csv;      // folder for tables; empty: none
+  std::string plots;    // folder for plots; empty: none
+  std::string against;  // folder with the tables of an earlier run; empty: none
+};
+
+// Empty when help was asked for. Throws std::invalid_argument with a message for the user.
+std::optional<Options> parse_options(int argc, char** argv);
+
+const char* usage() noexcept;
+
+}  // namespace kyv::bench

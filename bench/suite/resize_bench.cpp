@@ -1,0 +1,213 @@
+#include "suite/resize_bench.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include "KyvMath.h"
+#include "peers/peers.h"
+#include "resize/resize_request.h"
+#include "suite/resize_cell.h"
+#include "thread/thread_context.h"
+
+namespace kyv::bench {
+namespace {
+
+// Broad slopes with noise on top, as photographs have; the same for every run.
+void fill_with_picture(std::vector<unsigned char>& bytes) {
+  std::uint32_t state = 12345;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    state = state * 1664525u + 1013904223u;
+    bytes[i] = static_cast<unsigned char>((i >> 7) + (state >> 27));
+  }
+}
+
+// Source and destination of the cell at hand; kept while cells follow each other with the same sizes.
+class Images {
+ public:
+  void prepare(const ResizeCell& cell) {
+    if (src_.size() != cell.src_bytes()) {
+      std::vector<unsigned char>().swap(src_);
+      src_.resize(cell.src_bytes());
+      fill_with_picture(src_);
+    }
+    if (dst_.size() != cell.dst_bytes()) {
+      std::vector<unsigned char>().swap(dst_);
+      dst_.resize(cell.dst_bytes());
+    }
+  }
+  const std::vector<unsigned char>& src() const { return src_; }
+  std::vector<unsigned char>& dst() { return dst_; }
+
+ private:
+  std::vector<unsigned char> src_;
+  std::vector<unsigned char> dst_;
+};
+
+resize::ResizeRequest request_of(const ResizeCell& cell, Images& images) {
+  const int pixel_bytes = cell.channels * cell.bits / 8;
+  resize::ResizeRequest request;
+  request.mode = cell.mode;
+  request.channels = cell.channels;
+  request.bits = cell.bits;
+  request.src = images.src().data();
+  request.src_width = request.region_width = cell.src_width;
+  request.src_height = request.region_height = cell.src_height;
+  request.src_step = cell.src_width * pixel_bytes;
+  request.dst = images.dst().data();
+  request.dst_width = cell.dst_width;
+  request.dst_height = cell.dst_height;
+  request.dst_step = cell.dst_width * pixel_bytes;
+  return request;
+}
+
+// The variant that the library would choose runs through the library's own export.
+bool run_export(const resize::ResizeRequest& r) {
+  return KyvMathResize(static_cast<unsigned>(r.mode), r.channels, r.bits, r.src, r.src_width, r.src_height,
+                       r.src_step, r.dst, r.dst_width, r.dst_height, r.dst_step) == KYVMATH_OK;
+}
+
+// The others run what the export would run: the thread's context and work buffer live for one call.
+bool run_variant(const resize::ResizeRequest& request, const runtime::KernelSet& variant) {
+  const int result = resize::run_resize_request(request, variant);
+  thread::release_thread_context();
+  return result == 0;
+}
+
+void resize_once(const resize::ResizeRequest& request, const runtime::KernelSet& variant) {
+  const bool done =
+      &variant == &runtime::active_kernel_set() ? run_export(request) : run_variant(request, variant);
+  if (!done) throw std::runtime_error("a resize was refused");
+}
+
+peers::ResizeTask task_of(const ResizeCell& cell, Images& images) {
+  return {images.src().data(), cell.src_width, cell.src_height,
+          images.dst().data(), cell.dst_width, cell.dst_height,
+          cell.channels,       cell.bits,      static_cast<peers::Filter>(cell.mode)};
+}
+
+constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+
+// The candidates of one cell: our variants first, then the peers that can do it.
+struct Contest {
+  std::vector<Work> candidates;
+  std::size_t zimg = kNone;
+  std::size_t stb = kNone;
+
+  std::size_t add(Work work) {
+    if (!work) return kNone;
+    candidates.push_back(std::move(work));
+    return candidates.size() - 1;
+  }
+};
+
+Contest contest_of(const ResizeCell& cell, Images& images, const Options& options) {
+  Contest contest;
+  const resize::ResizeRequest request = request_of(cell, images);
+  for (const runtime::KernelSet* variant : options.variants) {
+    contest.add([request, variant] { resize_once(request, *variant); });
+  }
+  if (!options.peers) return contest;
+  peers::ResizeTask task = task_of(cell, images);
+  contest.stb = contest.add(peers::stb_resize(task));
+  if (task.filter == peers::Filter::kBox)
+    task.filter = peers::Filter::kLinear;  // best_over_reference wants it
+  contest.zimg = contest.add(peers::zimg_resize(task));
+  return contest;
+}
+
+double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_t ours) {
+  return peer == kNone ? kUnknown : timings[peer].minimum() / timings[ours].minimum();
+}
+
+std::size_t index_of_scalar(const Options& options) {
+  for (std::size_t v = 0; v < options.variants.size(); ++v) {
+    if (options.variants[v]->name == std::string("scalar")) return v;
+  }
+  return kNone;
+}
+
+CellResult result_of(const ResizeCell& cell, const std::string& variant) {
+  CellResult r;
+  r.service = Service::kResize;
+  r.name = cell.name();
+  r.variant = variant;
+  r.workload = cell.workload;
+  r.kind = cell.filter;
+  r.format = cell.format;
+  r.best_peer = cell.best_peer;
+  return r;
+}
+
+void take_times(CellResult& r, const ResizeCell& cell, const Contest& contest,
+                const std::vector<Timing>& timings, std::size_t ours) {
+  r.seconds = timings[ours].minimum();
+  r.median = timings[ours].median();
+  r.noise = timings[ours].noise();
+  const double zimg = ratio_to(timings, contest.zimg, ours);
+  r.reference_ratio = cell.mode == 8 ? kUnknown : zimg;
+  r.stb_ratio = ratio_to(timings, contest.stb, ours);
+  if (contest.zimg != kNone) {
+    r.reference_seconds = timings[contest.zimg].minimum();
+    r.reference_ratio_median = paired_ratio(timings[contest.zimg], timings[ours]);
+  }
+  r.best_ratio = zimg * cell.best_over_reference;
+}
+
+}  // namespace
+
+std::vector<CellResult> bench_resize(const Options& options, const Machine& machine) {
+  const std::size_t scalar = index_of_scalar(options);
+  std::vector<CellResult> results;
+  Images images;
+  for (const ResizeCell& cell : read_resize_cells(options.data)) {
+    if (!std::regex_search(cell.name(), options.filter)) continue;
+    if (results.empty()) print_header(Service::kResize);
+    images.prepare(cell);
+    const Contest contest = contest_of(cell, images, options);
+    const std::vector<Timing> timings = time_interleaved(contest.candidates, options.effort);
+    for (std::size_t v = 0; v < options.variants.size(); ++v) {
+      const std::string variant = options.variants[v]->name;
+      const Roofline roof = roofline_of(cell, machine.float_rate(variant), machine.copy);
+      CellResult r = result_of(cell, variant);
+      take_times(r, cell, contest, timings, v);
+      r.roof_share = roof.seconds() / r.seconds;
+      r.bound = roof.arithmetic_binds() ? "arithmetic" : "memory";
+      r.scalar_ratio = ratio_to(timings, scalar, v);
+      print_result(r);
+      results.push_back(std::move(r));
+    }
+  }
+  return results;
+}
+
+int check_resize(const Options& options) {
+  const runtime::KernelSet& scalar = runtime::all_kernel_sets().back();
+  Images images;
+  int cells = 0;
+  int different = 0;
+  for (const ResizeCell& cell : read_resize_cells(options.data)) {
+    if (!std::regex_search(cell.name(), options.filter)) continue;
+    images.prepare(cell);
+    const resize::ResizeRequest request = request_of(cell, images);
+    std::vector<unsigned char>& dst = images.dst();
+    std::memset(dst.data(), 0xA5, dst.size());
+    resize_once(request, scalar);
+    const std::vector<unsigned char> expected = dst;
+    ++cells;
+    for (const runtime::KernelSet* variant : options.variants) {
+      std::memset(dst.data(), 0x5A, dst.size());
+      resize_once(request, *variant);
+      if (dst == expected) continue;
+      ++different;
+      std::printf("DIFFERENT from scalar: %s %s\n", cell.name().c_str(), variant->name);
+    }
+  }
+  std::printf("resize: %d cells compared with the scalar variant, %d different\n", cells, different);
+  return different;
+}
+
+}  // namespace kyv::bench
