@@ -1,0 +1,43 @@
+#include "runtime/floating_point_environment.h"
+
+#include <gtest/gtest.h>
+
+#include "support/floating_point_state.h"
+
+namespace kyv::runtime {
+namespace {
+
+using testing_support::FloatingPointState;
+using testing_support::hostile_floating_point;
+using testing_support::read_floating_point;
+using testing_support::write_floating_point;
+
+TEST(FloatingPointScope, WorksInTheDefaultEnvironmentAndGivesTheHostsBack) {
+  const FloatingPointState original = read_floating_point();
+  const FloatingPointState hostile = hostile_floating_point();
+  FloatingPointState inside;
+  volatile double overflow = 0;
+  write_floating_point(hostile);
+  const FloatingPointState before = read_floating_point();
+  {
+    const FloatingPointScope scope;
+    inside = read_floating_point();
+    overflow = 1e308;
+    overflow = overflow * overflow;  // would trap outside
+    volatile long double x87 = 1;
+    x87 = x87 / 3;  // leaves the inexact flag
+  }
+  const FloatingPointState after = read_floating_point();
+  write_floating_point(original);
+
+  EXPECT_EQ(inside.mxcsr, 0x1F80u);
+  EXPECT_EQ(inside.x87_control(), 0x037F);
+  EXPECT_EQ(after.mxcsr, hostile.mxcsr);
+  EXPECT_EQ(after.x87_control(), before.x87_control());
+  EXPECT_EQ(after.x87_status(), before.x87_status());
+  EXPECT_EQ(after.x87_tags(), before.x87_tags());
+  EXPECT_NE(before.mxcsr, inside.mxcsr);
+}
+
+}  // namespace
+}  // namespace kyv::runtime

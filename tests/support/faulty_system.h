@@ -1,0 +1,54 @@
+// A platform whose calls fail on demand, and which knows what the library holds.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace kyv::testing_support {
+
+enum class Call {
+  kAllocate,  // malloc and calloc alike
+  kTlsAlloc,
+  kTlsFree,
+  kTlsGetValue,
+  kTlsSetValue,
+  kCreateEvent,
+  kSetEvent,
+  kWait,
+  kCloseHandle,
+  kBeginThread,
+  kCount
+};
+
+inline constexpr int kForGood = 1 << 30;
+
+// While it lives, the library's services count and fail as they are told; at most one at a time.
+//
+// A call that fails reports `kInjectedError`. Calls that give something back (CloseHandle, TlsFree) do so
+// before they report failure, and a SetEvent does signal, so that a test can go on after them.
+class FaultySystem {
+ public:
+  static constexpr std::uint32_t kInjectedError = 4711;
+
+  FaultySystem();
+  FaultySystem(const FaultySystem&) = delete;
+  FaultySystem& operator=(const FaultySystem&) = delete;
+  ~FaultySystem();
+
+  // Lets `times` calls fail after the next `after` ones have passed.
+  void fail(Call call, int after = 0, int times = kForGood);
+  void fail_nothing();
+  void set_processor_count(std::uint32_t count);
+
+  int calls(Call call) const;  // since construction or fail_nothing()
+
+  // What the library holds now beyond what it held at construction.
+  int live_allocations() const;
+  int live_handles() const;
+  int live_slots() const;
+  bool nothing_leaked() const;
+};
+
+}  // namespace kyv::testing_support

@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <type_traits>
+
+#include "support/debug_output.h"
+#include "support/faulty_system.h"
+#include "thread/event.h"
+#include "thread/kyv_exception.h"
+#include "thread/my_thread.h"
+#include "thread/simple_task_thread.h"
+
+namespace kyv::thread {
+namespace {
+
+using testing_support::Call;
+using testing_support::DebugOutput;
+using testing_support::FaultySystem;
+
+static_assert(std::has_virtual_destructor_v<CBaseEvent> && std::has_virtual_destructor_v<CMyThread>);
+static_assert(std::is_base_of_v<CBaseEvent, CSimpleEvent> && sizeof(CSimpleEvent) == sizeof(CBaseEvent));
+static_assert(std::is_base_of_v<CMyThread, CSimpleTaskThread>);
+static_assert(std::has_virtual_destructor_v<CKyvException>);
+
+std::string repeated(const std::string& message, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += message;
+  return text;
+}
+
+TEST(Event, LogsEveryFailureAndKeepsANullHandle) {
+  FaultySystem system;
+  DebugOutput output;
+  system.fail(Call::kCreateEvent, 0, 1);
+  {
+    const CSimpleEvent event;
+    EXPECT_EQ(event.handle(), nullptr);
+    EXPECT_EQ(output.text(), "CreateEvent Error : dwError=4711\n");
+  }
+  EXPECT_EQ(output.text(), "") << "a null handle is not closed";
+  {
+    const CBaseEvent event;
+    system.fail(Call::kSetEvent, 0, 1);
+    event.set();
+    EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
+    EXPECT_EQ(event.wait(), platform::kWaitObject0);
+    system.fail(Call::kCloseHandle, 0, 1);
+  }
+  EXPECT_EQ(output.text(), "CloseHandle Error : dwError=4711\n");
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+KYV_REALIGN_STACK unsigned KYV_STDCALL set_flag(void* flag) {
+  static_cast<std::atomic<int>*>(flag)->store(1);
+  return 0;
+}
+
+TEST(MyThread, RunsOnlyWhenStartedAndJoinsWhatItStarted) {
+  FaultySystem system;
+  DebugOutput output;
+  std::atomic<int> flag{0};
+  CMyThread thread(set_flag, &flag);
+  EXPECT_EQ(thread.handle(), nullptr);
+  EXPECT_EQ(thread.identifier(), 0u);
+  thread.join();
+
+  EXPECT_EQ(thread.start(), 0);
+  EXPECT_NE(thread.handle(), nullptr);
+  EXPECT_NE(thread.identifier(), 0u);
+  thread.join();
+  EXPECT_EQ(flag, 1);
+  system.fail(Call::kCloseHandle, 0, 1);
+  EXPECT_EQ(thread.close(), 0);
+  EXPECT_EQ(thread.handle(), nullptr);
+  EXPECT_EQ(thread.identifier(), 0u);
+  EXPECT_EQ(thread.close(), 0);
+
+  system.fail(Call::kBeginThread);
+  EXPECT_EQ(thread.start(), -1);
+  EXPECT_EQ(thread.handle(), nullptr);
+  EXPECT_EQ(output.text(), "") << "none of this is logged";
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+// A task that says when it runs and waits to be let go.
+struct Gate {
+  CSimpleEvent entered;
+  CSimpleEvent open;
+  std::atomic<int> runs{0};
+
+  static std::uint32_t pass(void* self) {
+    auto& gate = *static_cast<Gate*>(self);
+    gate.entered.set();
+    gate.open.wait();
+    return static_cast<std::uint32_t>(40 + ++gate.runs);
+  }
+};
+
+TEST(TaskThread, TakesTheNextTaskWhileOneRunsButNotWhileOneWaits) {
+  Gate gate;
+  TaskRecord first{.pool = nullptr, .function = Gate::pass, .argument = &gate, .result = 0};
+  TaskRecord second = first;
+  TaskRecord third = first;
+  CSimpleTaskThread thread;
+  ASSERT_TRUE(thread.usable());
+
+  EXPECT_TRUE(thread.assign(&first));
+  gate.entered.wait();
+  EXPECT_TRUE(thread.assign(&second)) << "busy, but its task has been taken up";
+  EXPECT_FALSE(thread.assign(&third)) << "the second one still waits";
+  gate.open.set();
+  gate.entered.wait();
+  EXPECT_EQ(first.result, 41u);
+  gate.open.set();
+  thread.stop();
+  EXPECT_EQ(thread.handle(), nullptr);
+  EXPECT_EQ(third.result, 0u);
+}
+
+TEST(TaskThread, RefusesTasksWithoutAFunctionWithoutWaking) {
+  FaultySystem system;
+  {
+    CSimpleTaskThread thread;
+    TaskRecord empty;
+    EXPECT_FALSE(thread.assign(nullptr));
+    EXPECT_FALSE(thread.assign(&empty));
+    EXPECT_EQ(system.calls(Call::kSetEvent), 0);
+    thread.stop();
+    EXPECT_EQ(system.calls(Call::kSetEvent), 1) << "an idle thread ends with one wake-up";
+  }
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+TEST(TaskThread, GoesOnWaitingAfterAFailedWait) {
+  FaultySystem system;
+  DebugOutput output;
+  system.fail(Call::kWait, 0, 3);
+  CSimpleTaskThread thread;
+  while (system.calls(Call::kWait) < 4) {
+  }
+  thread.stop();
+  EXPECT_EQ(output.text(), repeated("WaitForSingleObject Error : dwWFSO=0xFFFFFFFF, dwError=4711\n", 3));
+}
+
+TEST(TaskThread, LogsAWakeUpThatFailsAndTakesTheTaskAllTheSame) {
+  FaultySystem system;
+  DebugOutput output;
+  Gate gate;
+  TaskRecord task{.pool = nullptr, .function = Gate::pass, .argument = &gate, .result = 0};
+  CSimpleTaskThread thread;
+  gate.open.set();
+  system.fail(Call::kSetEvent, 0, 1);
+  EXPECT_TRUE(thread.assign(&task));
+  gate.entered.wait();
+  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
+  system.fail(Call::kSetEvent, 0, 1);
+  thread.stop();
+  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
+}
+
+TEST(TaskThread, IsUnusableWithoutItsEventOrItsThread) {
+  FaultySystem system;
+  {
+    system.fail(Call::kCreateEvent, 0, 1);
+    CSimpleTaskThread eventless;
+    EXPECT_FALSE(eventless.usable());
+    EXPECT_EQ(system.calls(Call::kBeginThread), 0);
+    eventless.stop();
+
+    system.fail(Call::kBeginThread, 0, 1);
+    CSimpleTaskThread threadless;
+    EXPECT_FALSE(threadless.usable());
+    threadless.stop();
+    EXPECT_EQ(system.calls(Call::kWait), 0) << "there is nothing to wait for";
+  }
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+}  // namespace
+}  // namespace kyv::thread

@@ -1,0 +1,307 @@
+#include "thread/thread_context.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "runtime/aligned_memory.h"
+#include "support/debug_output.h"
+#include "support/faulty_system.h"
+#include "thread/process_state.h"
+
+namespace kyv::thread {
+namespace {
+
+using testing_support::Call;
+using testing_support::DebugOutput;
+using testing_support::FaultySystem;
+
+constexpr std::uint32_t kProcessors = 5;
+constexpr std::int32_t kWorkers = 4;
+
+class ThreadContextTest : public ::testing::Test {
+ protected:
+  ThreadContextTest() {
+    system.set_processor_count(kProcessors);
+    read_processor_count();
+    EXPECT_TRUE(create_thread_slot());
+    idle_allocations_ = system.live_allocations();
+  }
+
+  ~ThreadContextTest() override {
+    system.fail_nothing();
+    release_thread_context();
+    release_thread_slot();
+    EXPECT_TRUE(system.nothing_leaked());
+    system.set_processor_count(1);
+    read_processor_count();
+  }
+
+  // Nothing is held beyond the slot itself.
+  bool idle() const { return system.live_allocations() == idle_allocations_ && system.live_handles() == 0; }
+
+  FaultySystem system;
+
+ private:
+  int idle_allocations_ = 0;
+};
+
+KYV_REALIGN_STACK unsigned KYV_STDCALL look_up_and_release(void* found) {
+  *static_cast<ThreadContext**>(found) = get_thread_context();
+  release_thread_context();
+  return 0;
+}
+
+TEST_F(ThreadContextTest, EachThreadHasItsOwnAndKeepsItUntilItsRelease) {
+  ThreadContext* mine = get_thread_context();
+  ASSERT_NE(mine, nullptr);
+  EXPECT_EQ(get_thread_context(), mine);
+
+  ThreadContext* theirs = mine;
+  CMyThread thread(look_up_and_release, &theirs);
+  ASSERT_EQ(thread.start(), 0);
+  thread.join();
+  EXPECT_NE(theirs, mine);
+  EXPECT_NE(theirs, nullptr);
+
+  EXPECT_EQ(get_thread_context(), mine);
+  release_thread_context();
+  release_thread_context();
+}
+
+TEST_F(ThreadContextTest, TheScratchBufferGrowsOnlyWhenItMust) {
+  ScratchBuffer* scratch = get_scratch_buffer();
+  ASSERT_NE(scratch, nullptr);
+  EXPECT_EQ(scratch->capacity(), 0);
+  EXPECT_EQ(scratch->ensure(0), nullptr);
+
+  void* data = scratch->ensure(1000);
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(data) % runtime::kMemoryAlignment, 0u);
+  std::memset(data, 1, 1000);
+  const int calls = system.calls(Call::kAllocate);
+  EXPECT_EQ(scratch->ensure(1000), data);
+  EXPECT_EQ(scratch->ensure(1), data);
+  EXPECT_EQ(system.calls(Call::kAllocate), calls);
+  EXPECT_EQ(get_scratch_buffer(), scratch);
+
+  system.fail(Call::kAllocate, 0, 1);
+  EXPECT_EQ(scratch->ensure(1001), nullptr);
+  EXPECT_EQ(scratch->capacity(), 0) << "the old buffer went before the new one was asked for";
+  ASSERT_NE(scratch->ensure(1001), nullptr);
+  EXPECT_EQ(scratch->capacity(), 1001);
+
+  release_thread_context();
+  EXPECT_TRUE(idle());
+}
+
+TEST_F(ThreadContextTest, NoMemoryIsNoContextAndNoScratch) {
+  system.fail(Call::kAllocate, 0, 1);
+  EXPECT_EQ(get_thread_context(), nullptr);
+  system.fail(Call::kAllocate, 1, 1);
+  EXPECT_EQ(get_scratch_buffer(), nullptr);
+  release_thread_context();
+  EXPECT_TRUE(idle());
+}
+
+TEST_F(ThreadContextTest, WithoutASlotNothingIsTouched) {
+  release_thread_slot();
+  EXPECT_EQ(get_thread_context(), nullptr);
+  EXPECT_EQ(get_scratch_buffer(), nullptr);
+  EXPECT_EQ(get_task_pool(), nullptr);
+  release_thread_context();
+  EXPECT_EQ(system.calls(Call::kTlsGetValue) + system.calls(Call::kTlsSetValue), 0);
+}
+
+TEST_F(ThreadContextTest, AFailingSlotIsLoggedAndLeavesNothing) {
+  DebugOutput output;
+  system.fail(Call::kTlsGetValue, 0, 1);
+  EXPECT_EQ(get_thread_context(), nullptr);
+  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\n");
+  system.fail(Call::kTlsSetValue, 0, 1);
+  EXPECT_EQ(get_thread_context(), nullptr);
+  EXPECT_EQ(output.text(), "TlsSetValue Error : 4711\n");
+  EXPECT_TRUE(idle());
+
+  system.fail(Call::kTlsGetValue, 0, 1);
+  system.fail(Call::kTlsSetValue, 0, 1);
+  release_thread_context();
+  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\nTlsSetValue Error : 4711\n");
+}
+
+TEST_F(ThreadContextTest, AContextThatCannotLeaveItsSlotStaysBehindItEmpty) {
+  DebugOutput output;
+  ThreadContext* context = get_thread_context();
+  ASSERT_NE(get_scratch_buffer()->ensure(100), nullptr);
+  ASSERT_NE(get_task_pool(), nullptr);
+  system.fail(Call::kTlsSetValue, 0, 1);
+  release_thread_context();
+  EXPECT_EQ(output.text(), "TlsSetValue Error : 4711\n");
+  EXPECT_EQ(system.live_handles(), 0);
+  ASSERT_EQ(get_thread_context(), context);
+  EXPECT_FALSE(context->scratch || context->pool);
+  release_thread_context();
+  EXPECT_TRUE(idle());
+}
+
+TEST_F(ThreadContextTest, ASingleProcessorHasNoPool) {
+  for (const std::uint32_t processors : {0u, 1u}) {
+    system.set_processor_count(processors);
+    read_processor_count();
+    EXPECT_EQ(processor_count(), 1u);
+    EXPECT_EQ(get_task_pool(), nullptr);
+  }
+  EXPECT_EQ(system.calls(Call::kBeginThread), 0);
+}
+
+TEST_F(ThreadContextTest, APoolThatCannotBeMadeWholeIsNotMadeAtAll) {
+  for (const Call call : {Call::kAllocate, Call::kCreateEvent, Call::kBeginThread}) {
+    for (const int times : {1, testing_support::kForGood}) {
+      ASSERT_NE(get_thread_context(), nullptr);
+      int index = 0;
+      for (;; ++index) {
+        system.fail_nothing();
+        system.fail(call, index, times);
+        if (get_task_pool() != nullptr) break;
+        EXPECT_EQ(system.live_handles(), 0) << "call " << static_cast<int>(call) << " at " << index;
+        EXPECT_EQ(get_thread_context()->pool, nullptr);
+      }
+      // Allocations: the pool, its array, and slot, record and thread of each worker. Events: one each, and
+      // one for the batch.
+      const int needed = call == Call::kAllocate ? 2 + 3 * kWorkers : kWorkers + (call == Call::kCreateEvent);
+      EXPECT_EQ(index, needed);
+      system.fail_nothing();
+      release_thread_context();
+      EXPECT_TRUE(idle());
+    }
+  }
+}
+
+void spin(int steps) {
+  for (std::atomic<int> left{steps}; left.load() > 0;) --left;
+}
+
+struct Work {
+  std::atomic<int> runs{0};
+  int steps = 0;
+
+  static std::uint32_t run(void* self) {
+    auto& work = *static_cast<Work*>(self);
+    spin(work.steps);
+    return static_cast<std::uint32_t>(++work.runs);
+  }
+};
+
+TEST_F(ThreadContextTest, AThousandBatchesOfEveryCountLoseNoTaskAndNeverReturnEarly) {
+  TaskPool* pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  ASSERT_EQ(pool->worker_count(), kWorkers);
+  for (std::int32_t count = 1; count <= kWorkers; ++count) {
+    std::array<Work, kWorkers> works;
+    std::array<void*, kWorkers> arguments{};
+    for (std::size_t i = 0; i < works.size(); ++i) arguments[i] = &works[i];
+    for (int batch = 1; batch <= 1000; ++batch) {
+      // The slow one is the last to be handed out in one batch, the first in another.
+      for (std::int32_t i = 0; i < count; ++i)
+        works[static_cast<std::size_t>(i)].steps = (batch + i) % count == 0 ? 300 : 0;
+      ASSERT_EQ(pool->run_batch(Work::run, count, arguments.data()), count);
+      pool->wait_batch();
+      for (std::int32_t i = 0; i < kWorkers; ++i)
+        ASSERT_EQ(works[static_cast<std::size_t>(i)].runs, i < count ? batch : 0);
+      for (std::int32_t i = 0; i < count; ++i) ASSERT_EQ(pool->result(i), static_cast<std::uint32_t>(batch));
+    }
+  }
+}
+
+// The first task ends, and signals the completion of a batch of one, before the second hand-off is counted.
+std::atomic<int> g_set_calls{0};
+std::atomic<bool> g_second_done{false};
+
+bool set_event_slowly(platform::Handle event) {
+  const bool set = platform::operating_system.SetEvent(event);
+  if (++g_set_calls == 1) {
+    while (g_set_calls.load() < 2) {
+    }
+  }
+  return set;
+}
+
+TEST_F(ThreadContextTest, AnEarlySignalDoesNotEndTheWait) {
+  TaskPool* pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  g_set_calls = 0;
+  g_second_done = false;
+  platform::services.SetEvent = set_event_slowly;
+  const auto task = [](void* argument) -> std::uint32_t {
+    if (argument == nullptr) return 0;
+    spin(1000000);
+    g_second_done = true;
+    return 0;
+  };
+  void* arguments[] = {nullptr, pool};  // only the second task has something to do
+  EXPECT_EQ(pool->run_batch(task, 2, arguments), 2);
+  pool->wait_batch();
+  EXPECT_TRUE(g_second_done);
+}
+
+TEST_F(ThreadContextTest, RefusesBatchesThatItCannotRun) {
+  TaskPool* pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  EXPECT_EQ(get_task_pool(), pool);
+  std::array<Work, kWorkers> works;
+  std::array<void*, kWorkers> arguments{};
+  for (std::size_t i = 0; i < works.size(); ++i) arguments[i] = &works[i];
+  EXPECT_EQ(pool->run_batch(nullptr, 1, arguments.data()), -1);
+  EXPECT_EQ(pool->run_batch(Work::run, 0, arguments.data()), -1);
+  EXPECT_EQ(pool->run_batch(Work::run, -1, arguments.data()), -1);
+  EXPECT_EQ(pool->run_batch(Work::run, kWorkers + 1, arguments.data()), -1);
+  pool->wait_batch();
+
+  EXPECT_EQ(pool->run_batch(Work::run, kWorkers, arguments.data()), kWorkers);
+  EXPECT_EQ(pool->run_batch(Work::run, 1, arguments.data()), -1) << "the first one is still pending";
+  pool->wait_batch();
+  for (const Work& work : works) EXPECT_EQ(work.runs, 1);
+
+  const auto no_argument = [](void* argument) -> std::uint32_t { return argument == nullptr ? 1 : 0; };
+  EXPECT_EQ(pool->run_batch(no_argument, 1, nullptr), 1);
+  pool->wait_batch();
+  EXPECT_EQ(pool->result(0), 1u);
+}
+
+TEST_F(ThreadContextTest, AnInvalidPoolRunsNothing) {
+  system.fail(Call::kCreateEvent, 0, 1);
+  TaskPool pool(kWorkers);
+  EXPECT_FALSE(pool.valid());
+  EXPECT_EQ(pool.run_batch(Work::run, 1, nullptr), -1);
+}
+
+TEST_F(ThreadContextTest, ReleaseFinishesABatchThatNobodyWaitedFor) {
+  TaskPool* pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  std::array<Work, kWorkers> works;
+  std::array<void*, kWorkers> arguments{};
+  for (std::size_t i = 0; i < works.size(); ++i) arguments[i] = &works[i];
+  EXPECT_EQ(pool->run_batch(Work::run, kWorkers, arguments.data()), kWorkers);
+  release_thread_context();
+  EXPECT_TRUE(idle());
+}
+
+TEST_F(ThreadContextTest, ABatchEndsAlsoWhenItsSignalIsReportedAsFailed) {
+  DebugOutput output;
+  TaskPool* pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  std::array<Work, 1> works;
+  void* argument = works.data();
+  system.fail(Call::kSetEvent, 1, 1);  // the first wakes the worker, the second is the worker's report
+  EXPECT_EQ(pool->run_batch(Work::run, 1, &argument), 1);
+  pool->wait_batch();
+  release_thread_context();
+  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
+}
+
+}  // namespace
+}  // namespace kyv::thread
