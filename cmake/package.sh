@@ -100,7 +100,7 @@ for platform in "$@"; do
   build_and_install "$platform" "$stage"
   split_debug "$stage" "$symbols" "$tools"
   # shellcheck disable=SC2086
-  add_notices "$stage" $notices
+  add_notices "$stage" $notices libcli11-dev nlohmann-json3-dev
   cmake/package/archive.py "$stage" "$dist/$name.$suffix" "$SOURCE_DATE_EPOCH"
   cmake/package/archive.py "$symbols" "$dist/$name-debug.$suffix" "$SOURCE_DATE_EPOCH"
   if [ "$platform" = linux ] && command -v dpkg-deb >/dev/null; then build_deb "$stage"; fi

@@ -63,9 +63,19 @@ check_linux() {
   else
     say "examples/csharp: not compiled, there is no mcs here (package mono-mcs)"
   fi
+  check_deb
   check_other_compiler
   check_static_target
   check_wrong_version
+}
+
+check_deb() {
+  command -v dpkg-deb >/dev/null || return 0
+  dpkg-deb -x "$dist"/kyvmath_*_amd64.deb "$work/deb"
+  for file in include/KyvMath.h lib/libKyvMath.a lib/libKyvMath.so.1 lib/cmake/KyvMath/KyvMathConfig.cmake; do
+    cmp "$package/$file" "$work/deb/usr/$file" || fail "the .deb differs from the archive"
+  done
+  say "the .deb holds the same files"
 }
 
 check_other_compiler() {
