@@ -1,0 +1,17 @@
+#pragma once
+
+#include "../library.h"
+#include "commands.h"
+
+namespace kyv::host {
+
+// Throws NoLibrary.
+inline Library load_library(const CommonOptions& common) {
+  try {
+    return Library(common.library);
+  } catch (const std::runtime_error& error) {
+    throw NoLibrary(std::string(error.what()) + "; give its place with --library PATH");
+  }
+}
+
+}  // namespace kyv::host

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "library.h"
+#include "planes.h"
+
+namespace kyv::host {
+
+// Filters made from a PSF (see psf.h: centred, sum 1) and applied to the colour channels in the frequency
+// domain; alpha is copied. A PSF of one plane serves every channel, one of three planes red, green and blue.
+// The picture is continued beyond its edges by mirroring, blended so that opposite edges meet.
+
+// The picture as seen through the PSF: its convolution with it.
+Image blur(const Library& library, const Image& image, const ComplexPlanes& psf, Precision precision);
+
+// Undoes the blur by Wiener's filter conj(H) / (|H|^2 + 1/snr), scaled to keep the mean brightness. `snr` is
+// the ratio of the powers of signal and noise, above 0, taken as equal at all frequencies.
+Image deblur(const Library& library, const Image& image, const ComplexPlanes& psf, double snr,
+             Precision precision);
+
+// The smallest n >= size without prime factors beyond 7: lengths that transform quickly.
+int quick_length(int size);
+
+}  // namespace kyv::host
