@@ -55,6 +55,20 @@ std::vector<FftRow> read_rows(const std::string& folder) {
   return rows;
 }
 
+// A 32-bit program has two gigabytes of addresses, and the library wants scratch as well.
+bool fits_in_memory(const FftRow& row) {
+  return sizeof(void*) == 8 || row.values() * kPlanes * 4 * sizeof(double) < 1.3e9;
+}
+
+// The rows that the user chose and that this program can hold.
+std::vector<FftRow> chosen_rows(const Options& options) {
+  std::vector<FftRow> rows = read_rows(options.data);
+  std::erase_if(rows, [&](const FftRow& row) {
+    return !std::regex_search(row.name(), options.filter) || !fits_in_memory(row);
+  });
+  return rows;
+}
+
 // Arrays where malloc puts them, every page touched.
 class PlaneArrays {
  public:
@@ -173,8 +187,7 @@ CellResult result_of(const FftRow& row, const std::string& variant, const Timing
 std::vector<CellResult> bench_conversion(const Options& options, const Machine& machine) {
   std::vector<CellResult> results;
   MachineScale scale;
-  for (const FftRow& row : read_rows(options.data)) {
-    if (!std::regex_search(row.name(), options.filter)) continue;
+  for (const FftRow& row : chosen_rows(options)) {
     if (results.empty()) print_header(Service::kConversion);
     const PlaneArrays arrays(row);
     const psfotf::PlaneStack stack = arrays.stack(row);
@@ -210,8 +223,7 @@ int check_conversion(const Options& options) {
   const runtime::KernelSet& scalar = runtime::all_kernel_sets().back();
   int checked = 0;
   int failed = 0;
-  for (const FftRow& row : read_rows(options.data)) {
-    if (!std::regex_search(row.name(), options.filter)) continue;
+  for (const FftRow& row : chosen_rows(options)) {
     PlaneArrays arrays(row);
     const psfotf::PlaneStack stack = arrays.stack(row);
     convert_once(stack, row.single, scalar);

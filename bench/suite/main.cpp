@@ -8,7 +8,9 @@
 #include "KyvMath.h"
 #include "common/host.h"
 #include "suite/fft_bench.h"
+#include "suite/goals.h"
 #include "suite/options.h"
+#include "suite/plots.h"
 #include "suite/resize_bench.h"
 #include "suite/result.h"
 

@@ -123,6 +123,13 @@ double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_
   return peer == kNone ? kUnknown : timings[peer].minimum() / timings[ours].minimum();
 }
 
+std::vector<ResizeCell> chosen_cells(const Options& options) {
+  std::vector<ResizeCell> cells = read_resize_cells(options.data);
+  std::erase_if(cells,
+                [&](const ResizeCell& cell) { return !std::regex_search(cell.name(), options.filter); });
+  return cells;
+}
+
 std::size_t index_of_scalar(const Options& options) {
   for (std::size_t v = 0; v < options.variants.size(); ++v) {
     if (options.variants[v]->name == std::string("scalar")) return v;
@@ -163,8 +170,7 @@ std::vector<CellResult> bench_resize(const Options& options, const Machine& mach
   const std::size_t scalar = index_of_scalar(options);
   std::vector<CellResult> results;
   Images images;
-  for (const ResizeCell& cell : read_resize_cells(options.data)) {
-    if (!std::regex_search(cell.name(), options.filter)) continue;
+  for (const ResizeCell& cell : chosen_cells(options)) {
     if (results.empty()) print_header(Service::kResize);
     images.prepare(cell);
     const Contest contest = contest_of(cell, images, options);
@@ -189,8 +195,7 @@ int check_resize(const Options& options) {
   Images images;
   int cells = 0;
   int different = 0;
-  for (const ResizeCell& cell : read_resize_cells(options.data)) {
-    if (!std::regex_search(cell.name(), options.filter)) continue;
+  for (const ResizeCell& cell : chosen_cells(options)) {
     images.prepare(cell);
     const resize::ResizeRequest request = request_of(cell, images);
     std::vector<unsigned char>& dst = images.dst();

@@ -47,19 +47,18 @@ struct CellResult {
   double against_ratio = kUnknown;  // the same cell and variant in an earlier run
 };
 
-// Which of the project's goals a result misses, in words; empty when it misses none.
-std::string misses_of(const CellResult& result);
-
 void print_header(Service service);
 void print_result(const CellResult& result);
 
-// Geometric means by group and the goals, for one variant's results.
-void print_summary(const std::vector<CellResult>& results, Service service, const std::string& variant);
+// The results of one service and variant, in their order.
+std::vector<CellResult> only(const std::vector<CellResult>& results, Service service,
+                             const std::string& variant);
 
 // Fills in against_ratio from the table that write_results left in `folder`; cells it lacks stay unknown.
 void compare_with_earlier(std::vector<CellResult>& results, const std::string& folder);
 
+// resize.csv, fft.csv and machine.csv into an existing folder. Throws std::runtime_error when one cannot be
+// written.
 void write_results(const std::vector<CellResult>& results, const Machine& machine, const std::string& folder);
-void write_plots(const std::vector<CellResult>& results, const std::string& folder);
 
 }  // namespace kyv::bench
