@@ -1,0 +1,258 @@
+// The exports' order of checks, their statuses, and what they leave behind.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "KyvMath.h"
+#include "api/exception_wall.h"
+#include "support/debug_output.h"
+#include "support/faulty_system.h"
+#include "support/floating_point_state.h"
+
+namespace kyv::api {
+namespace {
+
+using testing_support::Call;
+using testing_support::DebugOutput;
+using testing_support::FaultySystem;
+
+// The arguments of a region resize that succeeds; a test spoils one of them.
+struct Arguments {
+  unsigned mode = KYVMATH_LANCZOS;
+  int channels = 3;
+  int bits = 8;
+  const void* src = nullptr;
+  int src_width = 16;
+  int src_height = 12;
+  int src_step = 48;
+  int x = 2;
+  int y = 1;
+  int width = 10;
+  int height = 8;
+  void* dst = nullptr;
+  int dst_width = 7;
+  int dst_height = 5;
+  int dst_step = 21;
+
+  KyvMathStatusCode region() const {
+    return KyvMathResizeWithRegion(mode, channels, bits, src, src_width, src_height, src_step, x, y, width,
+                                   height, dst, dst_width, dst_height, dst_step);
+  }
+  KyvMathStatusCode whole() const {
+    return KyvMathResize(mode, channels, bits, src, src_width, src_height, src_step, dst, dst_width,
+                         dst_height, dst_step);
+  }
+};
+
+class ExportsTest : public ::testing::Test {
+ protected:
+  ExportsTest() {
+    for (std::size_t i = 0; i < src.size(); ++i) src[i] = static_cast<unsigned char>(i * 37);
+    good.src = src.data();
+    good.dst = dst.data();
+    EXPECT_EQ(KyvMathInitialize(), KYVMATH_OK);
+  }
+
+  ~ExportsTest() override {
+    EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
+    EXPECT_TRUE(system.nothing_leaked());
+  }
+
+  FaultySystem system;
+  std::array<unsigned char, 48 * 12> src{};
+  std::array<unsigned char, 21 * 5> dst{};
+  Arguments good;
+};
+
+TEST_F(ExportsTest, DISABLED_ResizesBothWays) {
+  EXPECT_EQ(good.region(), KYVMATH_OK);
+  EXPECT_EQ(good.whole(), KYVMATH_OK);
+}
+
+TEST_F(ExportsTest, NothingPrecedesTheCheckForInitialisation) {
+  EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
+  Arguments bad;
+  bad.width = bad.dst_height = 0;
+  EXPECT_EQ(bad.region(), KYVMATH_NOT_INITIALIZED);
+  EXPECT_EQ(bad.whole(), KYVMATH_NOT_INITIALIZED);
+  EXPECT_EQ(system.calls(Call::kTlsGetValue), 0);
+}
+
+TEST_F(ExportsTest, ZerosAreTurnedAwayBeforeTheSlotIsTouched) {
+  for (void* Arguments::*pointer : {&Arguments::dst}) {
+    Arguments bad = good;
+    bad.*pointer = nullptr;
+    EXPECT_EQ(bad.region(), KYVMATH_BAD_ARGUMENT);
+    EXPECT_EQ(bad.whole(), KYVMATH_BAD_ARGUMENT);
+  }
+  Arguments sourceless = good;
+  sourceless.src = nullptr;
+  EXPECT_EQ(sourceless.region(), KYVMATH_BAD_ARGUMENT);
+  EXPECT_EQ(sourceless.whole(), KYVMATH_BAD_ARGUMENT);
+  for (int Arguments::*size : {&Arguments::dst_width, &Arguments::dst_height}) {
+    Arguments bad = good;
+    bad.*size = 0;
+    EXPECT_EQ(bad.region(), KYVMATH_BAD_ARGUMENT);
+    EXPECT_EQ(bad.whole(), KYVMATH_BAD_ARGUMENT);
+  }
+  for (int Arguments::*size : {&Arguments::width, &Arguments::height}) {
+    Arguments bad = good;
+    bad.*size = 0;
+    EXPECT_EQ(bad.region(), KYVMATH_BAD_ARGUMENT);
+  }
+  for (int Arguments::*size : {&Arguments::src_width, &Arguments::src_height}) {
+    Arguments bad = good;
+    bad.*size = 0;
+    EXPECT_EQ(bad.whole(), KYVMATH_BAD_ARGUMENT);
+  }
+  EXPECT_EQ(system.calls(Call::kTlsGetValue) + system.calls(Call::kTlsSetValue), 0);
+
+  for (int Arguments::*size : {&Arguments::src_width, &Arguments::src_height}) {
+    Arguments bad = good;
+    bad.*size = 0;
+    EXPECT_EQ(bad.region(), KYVMATH_RESIZE_FAILED) << "the source's size is looked at only later here";
+  }
+}
+
+TEST_F(ExportsTest, WhatPassesTheFirstCheckFailsWithTwoAndReleasesTheContext) {
+  const std::vector<unsigned> modes = {0, 3, 5, 6, 7, 9, 17, 0x80000001u, 0xFFFFFFFFu};
+  for (const unsigned mode : modes) {
+    Arguments bad = good;
+    bad.mode = mode;
+    const int clears = system.calls(Call::kTlsSetValue);
+    EXPECT_EQ(bad.region(), KYVMATH_RESIZE_FAILED) << mode;
+    EXPECT_EQ(bad.whole(), KYVMATH_RESIZE_FAILED) << mode;
+    EXPECT_EQ(system.calls(Call::kTlsSetValue), clears + 2) << "the slot is cleared after every such call";
+  }
+  for (int Arguments::*size :
+       {&Arguments::src_width, &Arguments::src_height, &Arguments::dst_width, &Arguments::dst_height}) {
+    Arguments bad = good;
+    bad.*size = -(good.*size);
+    EXPECT_EQ(bad.whole(), KYVMATH_RESIZE_FAILED);
+    bad.*size = INT_MIN;
+    EXPECT_EQ(bad.region(), KYVMATH_RESIZE_FAILED);
+  }
+}
+
+TEST_F(ExportsTest, DISABLED_EveryFailingCallOfTheSystemGivesTwoAndItsMessage) {
+  DebugOutput output;
+  const auto expect_failure = [&](Call call, int after, const char* message, KyvMathStatusCode status) {
+    dst.fill(1);
+    const auto before = dst;
+    system.fail_nothing();
+    system.fail(call, after, 1);
+    EXPECT_EQ(good.region(), status) << message;
+    EXPECT_EQ(output.text(), message);
+    EXPECT_EQ(dst == before, status != KYVMATH_OK) << message;
+    EXPECT_EQ(system.live_handles(), 0);
+  };
+  const int idle = system.live_allocations();
+  expect_failure(Call::kTlsGetValue, 0, "TlsGetValue Error : 4711\n", KYVMATH_RESIZE_FAILED);
+  expect_failure(Call::kTlsSetValue, 0, "TlsSetValue Error : 4711\n", KYVMATH_RESIZE_FAILED);
+  for (int index = 0; index < 3; ++index)  // the context, the buffer's record, the buffer
+    expect_failure(Call::kAllocate, index, "", KYVMATH_RESIZE_FAILED);
+  EXPECT_EQ(system.live_allocations(), idle);
+
+  // Clearing fails after the work is done: the status stands, and the next call finds the context again.
+  expect_failure(Call::kTlsSetValue, 1, "TlsSetValue Error : 4711\n", KYVMATH_OK);
+  EXPECT_EQ(system.live_allocations(), idle + 1);
+  EXPECT_EQ(good.region(), KYVMATH_OK);
+  EXPECT_EQ(system.live_allocations(), idle);
+}
+
+struct Conversion {
+  KyvMathConvertFn function;
+  const char* name;
+};
+const Conversion kConversions[] = {{KyvMathConvertOtfFromPsf, "OtfFromPsf"},
+                                   {KyvMathConvertPsfFromOtf, "PsfFromOtf"},
+                                   {KyvMathConvertOtfFromPsf_D, "OtfFromPsf_D"},
+                                   {KyvMathConvertPsfFromOtf_D, "PsfFromOtf_D"}};
+
+TEST_F(ExportsTest, ConversionsNeedNeitherInitialisationNorTheSlot) {
+  EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
+  for (const Conversion& conversion : kConversions) {
+    std::array<double, 4> real{1, 0, 0, 0};
+    std::array<double, 4> imag{};
+    EXPECT_EQ(conversion.function(real.data(), imag.data(), real.data(), imag.data(), 2, 2, 1), KYVMATH_OK);
+    const bool backward = std::strstr(conversion.name, "PsfFromOtf") != nullptr;
+    for (const double value : real) EXPECT_EQ(value, backward ? 0.25 : 1.0) << conversion.name;
+    for (const double value : imag) EXPECT_EQ(value, 0.0) << conversion.name;
+
+    for (const std::array<int, 3>& sizes :
+         {std::array{2, 2, 0}, std::array{2, 2, -1}, std::array{0, 2, 1}, std::array{2, INT_MIN, 1}})
+      EXPECT_EQ(conversion.function(nullptr, nullptr, nullptr, nullptr, sizes[0], sizes[1], sizes[2]),
+                KYVMATH_OK);
+
+    const std::array<double, 4> before = real;
+    system.fail(Call::kAllocate, 0, 1);
+    EXPECT_EQ(conversion.function(real.data(), imag.data(), real.data(), imag.data(), 2, 2, 1),
+              KYVMATH_FAILED);
+    EXPECT_EQ(real, before);
+  }
+  EXPECT_EQ(system.calls(Call::kTlsGetValue) + system.calls(Call::kTlsSetValue), 0);
+}
+
+TEST_F(ExportsTest, DISABLED_TheHostsFloatingPointEnvironmentChangesNothingAndIsKept) {
+  using testing_support::FloatingPointState;
+  constexpr int size = 6;
+  std::array<double, size * size> psf{};
+  for (int i = 0; i < size * size; ++i) psf[static_cast<std::size_t>(i)] = 1e-310 * (i % 5) + 1.0 / (1.0 + i);
+  const std::array<double, size * size> zeros{};
+
+  const auto run_all = [&](std::vector<unsigned char>& results) {
+    for (const unsigned mode : {1u, 2u, 4u, 8u, 16u}) {
+      Arguments arguments = good;
+      arguments.mode = mode;
+      if (arguments.region() != KYVMATH_OK) return false;
+      results.insert(results.end(), dst.begin(), dst.end());
+      if (arguments.whole() != KYVMATH_OK) return false;
+      results.insert(results.end(), dst.begin(), dst.end());
+    }
+    for (const Conversion& conversion : kConversions) {
+      std::array<double, size * size> real{};
+      std::array<double, size * size> imag{};
+      if (conversion.function(psf.data(), zeros.data(), real.data(), imag.data(), size, size, 1) !=
+          KYVMATH_OK)
+        return false;
+      const auto* bytes = reinterpret_cast<const unsigned char*>(real.data());
+      results.insert(results.end(), bytes, bytes + sizeof real);
+    }
+    return true;
+  };
+
+  std::vector<unsigned char> expected;
+  ASSERT_TRUE(run_all(expected));
+  std::vector<unsigned char> found;
+  found.reserve(expected.size());
+  const FloatingPointState original = testing_support::read_floating_point();
+  testing_support::write_floating_point(testing_support::hostile_floating_point());
+  const FloatingPointState before = testing_support::read_floating_point();
+  const bool done = run_all(found);
+  const FloatingPointState after = testing_support::read_floating_point();
+  testing_support::write_floating_point(original);
+
+  EXPECT_TRUE(done);
+  EXPECT_EQ(found, expected);
+  EXPECT_EQ(after.mxcsr, before.mxcsr);
+  EXPECT_EQ(after.x87_control(), before.x87_control());
+  EXPECT_EQ(after.x87_status(), before.x87_status());
+  EXPECT_EQ(after.x87_tags(), before.x87_tags());
+}
+
+TEST(ExceptionWall, TurnsWhateverIsThrownIntoTheFailureAndRestoresTheEnvironment) {
+  const testing_support::FloatingPointState before = testing_support::read_floating_point();
+  EXPECT_EQ(behind_wall(KYVMATH_FAILED, []() -> KyvMathStatusCode { throw std::bad_alloc(); }),
+            KYVMATH_FAILED);
+  EXPECT_EQ(behind_wall(KYVMATH_RESIZE_FAILED, []() -> KyvMathStatusCode { throw 1; }),
+            KYVMATH_RESIZE_FAILED);
+  EXPECT_EQ(behind_wall(KYVMATH_FAILED, []() -> KyvMathStatusCode { return KYVMATH_OK; }), KYVMATH_OK);
+  EXPECT_EQ(testing_support::read_floating_point().mxcsr, before.mxcsr);
+}
+
+}  // namespace
+}  // namespace kyv::api
