@@ -1,0 +1,149 @@
+#include "resize/front_end.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "resize/resampler.h"
+
+namespace kyv::resize {
+namespace {
+
+constexpr std::uint32_t kEdgeFlags = kFlagSmoothEdge | kFlagSubpixelEdge;
+
+constexpr std::uint32_t mode_of(std::uint32_t word) noexcept { return word & kModeMask; }
+
+// False for NaN as well.
+bool is_positive(double factor) noexcept { return factor > 0.0; }
+
+bool is_served(std::uint32_t word) noexcept {
+  const std::uint32_t mode = mode_of(word);
+  if (mode == 6 || mode == 7 || (word & kEdgeFlags) != 0) return false;
+  return (word & kFlagAntialias) == 0 || mode == 1 || mode == 8;
+}
+
+IppStatus check(const ResizeSqrPixelArguments& a) noexcept {
+  if (a.src_size.width <= 0 || a.src_size.height <= 0) return kSizeError;
+  if (!is_valid(a.src_roi) || !is_valid(a.dst_roi)) return kSizeError;
+  if (!is_positive(a.x_factor) || !is_positive(a.y_factor)) return kFactorError;
+  if (!is_known_interpolation(a.interpolation)) return kInterpolationError;
+  const bool enlarges = a.x_factor > 1.0 || a.y_factor > 1.0;
+  if (mode_of(a.interpolation) == 8 && enlarges) return kFactorError;
+  if (!is_served(a.interpolation)) return kInterpolationError;
+  const bool inside = a.src_roi.x < a.src_size.width && a.src_roi.y < a.src_size.height;
+  return inside ? kNoError : kSourceRoiOutside;
+}
+
+// One axis of the arguments.
+struct AxisRequest {
+  std::int32_t src_size;
+  std::int32_t src_first;
+  std::int32_t src_count;
+  std::int32_t dst_first;
+  std::int32_t dst_count;
+  double factor;
+  double shift;
+};
+
+IppStatus resolve_axis(const AxisRequest& a, AxisGeometry& axis) noexcept {
+  const std::int32_t usable = std::min(a.src_size - a.src_first, a.src_count);
+  const double origin = a.src_first;
+  const double mapped_start = origin * a.factor + a.shift;
+  const double mapped_end = (origin + usable) * a.factor + a.shift;
+  if (std::isnan(mapped_start) || std::isnan(mapped_end)) return kNothingToDo;
+
+  const double dst_first = a.dst_first;
+  const double start = std::max(mapped_start, dst_first);
+  const double end = std::min(mapped_end, dst_first + a.dst_count);
+  Span span;
+  if (!round_span(start, end, 0, span)) return kNothingToDo;
+
+  axis.first = span.first;
+  axis.count = span.end - span.first;
+  axis.inverse = 1.0 / a.factor;
+  axis.offset = -a.shift / a.factor;
+  axis.origin = a.src_first;
+  axis.usable_size = usable;
+  return kNoError;
+}
+
+bool is_finite(const AxisGeometry& axis) noexcept {
+  return std::isfinite(axis.inverse) && std::isfinite(axis.offset);
+}
+
+// The geometry of a resize of one whole rectangle to the other.
+AxisGeometry whole_axis(std::int32_t src_count, std::int32_t dst_count) noexcept {
+  AxisGeometry axis;
+  axis.count = dst_count;
+  axis.inverse = 1.0 / (static_cast<double>(dst_count) / static_cast<double>(src_count));
+  axis.usable_size = src_count;
+  return axis;
+}
+
+}  // namespace
+
+bool is_valid(const IppiRect& roi) noexcept {
+  return roi.x >= 0 && roi.y >= 0 && roi.width > 0 && roi.height > 0;
+}
+
+bool is_known_interpolation(std::uint32_t word) noexcept {
+  const std::uint32_t mode = mode_of(word);
+  const bool known = mode == 1 || mode == 2 || (mode >= 4 && mode <= 8) || mode == 16;
+  return known && std::popcount(word & ~kModeMask) <= 1;
+}
+
+Mode effective_mode(std::uint32_t mode, IppiSize src_size) noexcept {
+  const std::int32_t smaller = std::min(src_size.width, src_size.height);
+  if (smaller >= 6) return static_cast<Mode>(mode);
+  const Mode shortened = mode == 16 ? Mode::kCubic : static_cast<Mode>(mode);
+  const bool is_cubic = shortened == Mode::kCubic || shortened == Mode::kBSpline;
+  return smaller < 4 && is_cubic ? Mode::kLinear : shortened;
+}
+
+bool round_span(double start, double end, std::uint32_t word, Span& span) noexcept {
+  const bool inwards = (word & kEdgeFlags) != 0;
+  const double first = inwards ? std::ceil(start - 1e-10) : std::trunc(start + 0.4999999999);
+  const double last = inwards ? std::floor(end + 1e-10) : std::trunc(end + 0.5000000001);
+  const double clamped_first = std::max(first, 0.0);
+  const double clamped_last = std::max(last, 0.0);
+  constexpr double limit = std::numeric_limits<std::int32_t>::max();
+  if (!(clamped_first < clamped_last) || clamped_last > limit) return false;
+  span = {static_cast<std::int32_t>(clamped_first), static_cast<std::int32_t>(clamped_last)};
+  return true;
+}
+
+IppStatus resolve(const ResizeSqrPixelArguments& a, Geometry& geometry) noexcept {
+  if (const IppStatus status = check(a); status != kNoError) return status;
+
+  Geometry resolved;
+  resolved.mode = effective_mode(mode_of(a.interpolation), a.src_size);
+  const AxisRequest x{a.src_size.width, a.src_roi.x, a.src_roi.width, a.dst_roi.x,
+                      a.dst_roi.width,  a.x_factor,  a.x_shift};
+  const AxisRequest y{a.src_size.height, a.src_roi.y, a.src_roi.height, a.dst_roi.y,
+                      a.dst_roi.height,  a.y_factor,  a.y_shift};
+  if (const IppStatus status = resolve_axis(x, resolved.x); status != kNoError) return status;
+  if (const IppStatus status = resolve_axis(y, resolved.y); status != kNoError) return status;
+  if (!is_finite(resolved.x) || !is_finite(resolved.y)) return kFactorError;
+  geometry = resolved;
+  return kNoError;
+}
+
+std::int64_t queried_work_buffer_bytes(const IppiRect& src_roi, const IppiRect& dst_roi,
+                                       std::int32_t channels, std::uint32_t interpolation) noexcept {
+  Geometry geometry;
+  geometry.x = whole_axis(src_roi.width, dst_roi.width);
+  geometry.y = whole_axis(src_roi.height, dst_roi.height);
+  // The query does not know the source image, hence not whether a shorter filter will take over.
+  std::int64_t bytes = 0;
+  constexpr IppiSize source_sizes[] = {{6, 6}, {5, 5}, {3, 3}};
+  const std::uint32_t mode =
+      mode_of(interpolation) == 6 || mode_of(interpolation) == 7 ? 4 : mode_of(interpolation);
+  for (const IppiSize size : source_sizes) {
+    geometry.mode = effective_mode(mode, size);
+    bytes = std::max(bytes, work_buffer_bytes(geometry, channels));
+  }
+  return bytes;
+}
+
+}  // namespace kyv::resize
