@@ -135,7 +135,7 @@ std::int64_t queried_work_buffer_bytes(const IppiRect& src_roi, const IppiRect& 
   geometry.x = whole_axis(src_roi.width, dst_roi.width);
   geometry.y = whole_axis(src_roi.height, dst_roi.height);
   // The query does not know the source image, hence not whether a shorter filter will take over.
-  std::int64_t bytes = 0;
+  std::int64_t bytes = 1;  // the primitives ask for a buffer, even where they need none
   constexpr IppiSize source_sizes[] = {{6, 6}, {5, 5}, {3, 3}};
   const std::uint32_t mode =
       mode_of(interpolation) == 6 || mode_of(interpolation) == 7 ? 4 : mode_of(interpolation);

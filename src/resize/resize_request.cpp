@@ -1,7 +1,7 @@
 #include "resize/resize_request.h"
 
 #include "resize/primitive.h"
-#include "runtime/aligned_memory.h"
+#include "thread/thread_context.h"
 
 namespace kyv::resize {
 namespace {
@@ -29,15 +29,6 @@ bool is_acceptable(const ResizeRequest& r) noexcept {
   return is_known_mode(r.mode);
 }
 
-struct AlignedBlock {
-  explicit AlignedBlock(std::size_t bytes) noexcept : data(runtime::aligned_allocate(bytes)) {}
-  ~AlignedBlock() { runtime::aligned_free(data); }
-  AlignedBlock(const AlignedBlock&) = delete;
-  AlignedBlock& operator=(const AlignedBlock&) = delete;
-
-  void* const data;
-};
-
 }  // namespace
 
 int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels) noexcept {
@@ -57,8 +48,9 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
   if (ippiResizeGetBufSize(region, destination, r.channels, interpolation, &bytes) != kNoError) {
     return kRejected;
   }
-  const AlignedBlock work(static_cast<std::size_t>(bytes));
-  if (work.data == nullptr) return kNoResources;
+  thread::ScratchBuffer* const scratch = thread::get_scratch_buffer();
+  void* const work = scratch == nullptr ? nullptr : scratch->ensure(bytes);
+  if (work == nullptr) return kNoResources;
 
   // The shifts move the mapped region's first pixel to column 0, row 0.
   const ResizeSqrPixelArguments arguments{.src = r.src,
@@ -73,7 +65,7 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
                                           .x_shift = 0.0 - static_cast<double>(mapped.x),
                                           .y_shift = 0.0 - static_cast<double>(mapped.y),
                                           .interpolation = interpolation,
-                                          .work = work.data};
+                                          .work = work};
   const IppStatus status = resize_sqr_pixel(r.bits, r.channels)(arguments, *kernels.resize);
   return status == kNoError ? 0 : kRejected;
 }

@@ -27,7 +27,8 @@ struct ResizeRequest {
 };
 
 // 0 done; -1 rejected by validation or by a primitive; -2 no thread context or no work buffer.
-// The destination is untouched unless the request passed validation.
+// The destination is untouched unless the result is 0. The work buffer stays in the calling thread's context,
+// which the caller releases.
 int run_resize_request(const ResizeRequest& request, const runtime::KernelSet& kernels) noexcept;
 
 }  // namespace kyv::resize

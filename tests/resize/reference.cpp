@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "resize/sine.h"
+#include "resize/kernels/sine.h"
 
 namespace kyv::reference {
 namespace {
@@ -42,12 +42,16 @@ double b_spline(double d) {
   return 0.0;
 }
 
+double sine(double x) {
+  return resize::sine(x, [](double value) { return value; });
+}
+
 double lanczos(double d) {
   if (d == 0.0) return 1.0;
   if (d >= 3.0) return 0.0;
   const double a = kPi * d;
   const double b = a / 3.0;
-  return resize::sine(a) / a * (resize::sine(b) / b);
+  return sine(a) / a * (sine(b) / b);
 }
 
 double kernel(int mode, double d) {

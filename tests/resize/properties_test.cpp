@@ -1,0 +1,178 @@
+// Facts of resizing that need no reference.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "api/lifecycle.h"
+#include "resize/picture.h"
+#include "support/variants.h"
+
+namespace kyv::test {
+namespace {
+
+struct Format {
+  int bits;
+  int channels;
+};
+constexpr Format kFormats[] = {{8, 1}, {8, 3}, {8, 4}, {16, 1}, {16, 3}, {16, 4}};
+constexpr int kModes[] = {1, 2, 4, 8, 16};
+constexpr int kFilters[] = {2, 4, 16};
+
+class ResizeFacts : public PerVariant {
+ protected:
+  void SetUp() override {
+    PerVariant::SetUp();
+    api::initialize();
+  }
+  void TearDown() override { api::terminate(); }
+
+  Picture run(const Picture& source, int mode, std::int32_t width, std::int32_t height) const {
+    return resized(source, mode, width, height, GetParam());
+  }
+};
+
+TEST_P(ResizeFacts, IdentityReturnsTheSource) {
+  for (const auto [bits, channels] : kFormats) {
+    const Picture source = noise(67, 41, bits, channels, 1);
+    const reference::Rect region{5, 3, 37, 29};
+    for (const int mode : kModes) {
+      EXPECT_EQ(run(source, mode, 67, 41), source) << "mode " << mode;
+      EXPECT_EQ(resized(source, region, mode, 37, 29, GetParam()), crop(source, region)) << "mode " << mode;
+    }
+  }
+}
+
+TEST_P(ResizeFacts, ConstantImagesStayConstant) {
+  struct Sizes {
+    std::int32_t src_width, src_height, dst_width, dst_height;
+  };
+  constexpr Sizes sizes[] = {{31, 17, 64, 50}, {31, 17, 30, 5},    {9000, 2, 1, 1}, {2, 9000, 1, 1},
+                             {4999, 3, 5, 2},  {70000, 1, 100, 1}, {1, 1, 19, 23},  {6, 6, 97, 1}};
+  for (const auto& s : sizes) {
+    for (const auto [bits, channels] : kFormats) {
+      for (const std::uint32_t value : {65535u, 65534u, 40503u, 1u, 0u}) {
+        const auto constant = [&](auto...) { return value; };
+        const Picture source = make_picture(s.src_width, s.src_height, bits, channels, constant);
+        for (const int mode : kModes) {
+          if (mode == 8 && (s.dst_width > s.src_width || s.dst_height > s.src_height)) continue;
+          ASSERT_EQ(run(source, mode, s.dst_width, s.dst_height),
+                    make_picture(s.dst_width, s.dst_height, bits, channels, constant))
+              << "mode " << mode << ", value " << value << ", " << s.src_width << 'x' << s.src_height;
+        }
+      }
+    }
+  }
+}
+
+TEST_P(ResizeFacts, OddCubicEnlargementKeepsThePixelsAtCoincidingCentres) {
+  for (const auto [bits, channels] : kFormats) {
+    const Picture source = noise(23, 11, bits, channels, 2);
+    for (const std::int32_t factor : {3, 5, 7}) {
+      const Picture large = run(source, 4, 23 * factor, 11 * factor);
+      const Picture centres =
+          make_picture(23, 11, bits, channels, [&](std::int32_t x, std::int32_t y, int c) {
+            return large.at(x * factor + factor / 2, y * factor + factor / 2, c);
+          });
+      EXPECT_EQ(centres, source) << "factor " << factor;
+    }
+  }
+}
+
+TEST_P(ResizeFacts, MirroredSourcesGiveMirroredResults) {
+  const auto mirrored = [](const Picture& p) {
+    return make_picture(p.width, p.height, p.bits, p.channels, [&](std::int32_t x, std::int32_t y, int c) {
+      return p.at(p.width - 1 - x, p.height - 1 - y, c);
+    });
+  };
+  constexpr std::int32_t sizes[][2] = {{90, 61}, {20, 75}, {40, 13}, {7, 5}};
+  for (const auto [bits, channels] : kFormats) {
+    const Picture source = noise(40, 26, bits, channels, 3);
+    for (const int mode : kFilters) {
+      for (const auto& [width, height] : sizes) {
+        EXPECT_LE(largest_difference(run(mirrored(source), mode, width, height),
+                                     mirrored(run(source, mode, width, height))),
+                  1)
+            << "mode " << mode << ' ' << width << 'x' << height;
+      }
+    }
+  }
+}
+
+// Every sample of the source names its own place. Odd sizes to even ones: no centre falls between two pixels.
+TEST_P(ResizeFacts, NearestNeighbourCopiesWholePixelsInOrder) {
+  const Picture source = make_picture(
+      61, 51, 16, 3, [](std::int32_t x, std::int32_t y, int c) { return x * 1000 + y * 10 + c; });
+  constexpr std::int32_t sizes[][2] = {{96, 32}, {14, 170}, {60, 8}, {2, 2}};
+  for (const auto& [width, height] : sizes) {
+    const Picture result = run(source, 1, width, height);
+    EXPECT_EQ(result, make_picture(width, height, 16, 3, [&](std::int32_t x, std::int32_t y, int c) {
+                return source.at((2 * x + 1) * 61 / (2 * width), (2 * y + 1) * 51 / (2 * height), c);
+              }));
+  }
+}
+
+TEST_P(ResizeFacts, SuperSamplingByIntegersIsTheMean) {
+  for (const auto [bits, channels] : kFormats) {
+    for (const std::int32_t n : {2, 3, 4, 5, 6, 7, 8, 11, 16}) {
+      const std::int32_t width = 9;
+      const std::int32_t height = 5;
+      const Picture source = noise(width * n, height * n, bits, channels, 4);
+      const Picture mean =
+          make_picture(width, height, bits, channels, [&](std::int32_t x, std::int32_t y, int c) {
+            std::int64_t sum = 0;
+            for (std::int32_t k = 0; k < n * n; ++k) sum += source.at(x * n + k % n, y * n + k / n, c);
+            const std::int64_t whole = sum / (n * n);
+            const std::int64_t twice_rest = sum % (n * n) * 2;
+            return whole + (twice_rest > n * n || (twice_rest == n * n && whole % 2 == 1));
+          });
+      const bool exact = (n & (n - 1)) == 0;
+      EXPECT_LE(largest_difference(run(source, 8, width, height), mean), exact ? 0 : 1) << "by " << n;
+    }
+  }
+}
+
+TEST_P(ResizeFacts, SixteenBitResultsAgreeWithEightBitOnes) {
+  for (const int channels : {1, 3, 4}) {
+    const Picture narrow = noise(44, 37, 8, channels, 5);
+    const Picture wide = make_picture(44, 37, 16, channels, [&](std::int32_t x, std::int32_t y, int c) {
+      return narrow.at(x, y, c) * 257;
+    });
+    for (const int mode : kModes) {
+      const std::int32_t width = mode == 8 ? 31 : 71;
+      const Picture result = run(wide, mode, width, 20);
+      const Picture divided = make_picture(
+          width, 20, 8, channels,
+          [&](std::int32_t x, std::int32_t y, int c) { return (result.at(x, y, c) + 128) / 257; });
+      EXPECT_LE(largest_difference(run(narrow, mode, width, 20), divided), 1) << "mode " << mode;
+    }
+  }
+}
+
+// Where origin times factor is a whole number, a region is resized as if it were the whole image.
+TEST_P(ResizeFacts, ARegionResizesLikeItsCrop) {
+  struct Case {
+    reference::Rect region;
+    std::int32_t width, height;
+  };
+  constexpr Case cases[] = {
+      {{10, 6, 20, 12}, 30, 30}, {{12, 8, 24, 16}, 8, 4}, {{0, 5, 40, 10}, 17, 4}, {{7, 9, 6, 6}, 12, 6}};
+  for (const auto [bits, channels] : kFormats) {
+    const Picture source = noise(50, 40, bits, channels, 6);
+    for (const auto& [region, width, height] : cases) {
+      for (const int mode : kFilters) {
+        const Picture result = resized(source, region, mode, width, height, GetParam());
+        EXPECT_LE(largest_difference(result, run(crop(source, region), mode, width, height)), 1)
+            << "mode " << mode << " -> " << width << 'x' << height;
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Variants, ResizeFacts,
+                         testing::ValuesIn(runtime::all_kernel_sets().begin(),
+                                           runtime::all_kernel_sets().end()),
+                         variant_name);
+
+}  // namespace
+}  // namespace kyv::test
