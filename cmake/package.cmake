@@ -20,6 +20,9 @@ install(FILES README.md CHANGELOG.md cmake/package/NOTICES.md DESTINATION share/
 install(DIRECTORY docs DESTINATION share/doc/KyvMath PATTERN "*.py" EXCLUDE PATTERN "__pycache__" EXCLUDE)
 install(DIRECTORY examples DESTINATION . PATTERN "__pycache__" EXCLUDE)
 
+configure_file(cmake/package/README.md.in ${KYVMATH_PACKAGE_DIR}/README.md @ONLY)
+install(FILES ${KYVMATH_PACKAGE_DIR}/README.md DESTINATION .)
+
 configure_file(cmake/package/KyvMathConfig.cmake.in ${KYVMATH_PACKAGE_DIR}/KyvMathConfig.cmake @ONLY)
 write_basic_package_version_file(${KYVMATH_PACKAGE_DIR}/KyvMathConfigVersion.cmake
   VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)

@@ -24,7 +24,7 @@ umask 022
 build_and_install() { # preset, stage
   build=build/package/$1
   # The symbols are taken out again below. The prefix map makes them the same from every folder.
-  flags="-O3 -DNDEBUG -g -ffile-prefix-map=$root/$build=. -ffile-prefix-map=$root=."
+  flags="-O3 -DNDEBUG -g1 -ffile-prefix-map=$root/$build=. -ffile-prefix-map=$root=."
   cmake --preset "$1" -B "$build" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_C_FLAGS_RELEASE="$flags" -DCMAKE_CXX_FLAGS_RELEASE="$flags" \
     -DKYVMATH_BUILD_TESTS=OFF -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
@@ -67,8 +67,9 @@ build_deb() { # stage
   cp -a "$1" "$tree/usr"
   mkdir -p "$tree/usr/share/doc/KyvMath"
   mv "$tree/usr/examples" "$tree/usr/share/doc/KyvMath/examples"
-  depends="libc6 (>= 2.34)"
-  [ ! -e "$tree/usr/bin/kyvmath" ] || depends="$depends, libpng16-16, libjpeg62-turbo, libtiff6"
+  rm "$tree/usr/README.md" # describes the folder of an unpacked archive
+  depends="libc6 (>= 2.35)"
+  [ ! -e "$tree/usr/bin/kyvmath" ] || depends="$depends, libstdc++6, libpng16-16, libjpeg62-turbo, libtiff6"
   cat >"$tree/DEBIAN/control" <<CONTROL
 Package: kyvmath
 Version: $version

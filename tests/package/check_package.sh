@@ -55,6 +55,9 @@ check_linux() {
   check_no_paths
   exports=$(nm -D --defined-only lib/libKyvMath.so | awk '$2 == "T"' | wc -l)
   [ "$exports" -eq 8 ] || fail "$exports exports"
+  # What the package's README and the .deb state.
+  newest=$(objdump -T lib/libKyvMath.so bin/* | grep -o 'GLIBC_2\.[0-9]*' | sort -Vu | tail -n 1)
+  [ "$(printf 'GLIBC_2.35\n%s\n' "$newest" | sort -V | tail -n 1)" = GLIBC_2.35 ] || fail "needs $newest"
   follow_readme c "sh linux"
   follow_readme cpp "sh linux"
   follow_readme python "sh linux"
