@@ -17,7 +17,7 @@ function(kyvmath_kernel_variants target folder)
       list(APPEND flags -Wno-uninitialized -Wno-maybe-uninitialized)
     endif()
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
-    list(APPEND flags -O2 -fno-math-errno -fno-trapping-math)
+    list(APPEND flags -O2 -fno-math-errno -fno-trapping-math -fno-exceptions)
     target_sources(${target} PRIVATE ${unit})
     set_source_files_properties(${unit} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
   endforeach()

@@ -2,10 +2,10 @@
 # objects, exporting the eight functions by their plain names and nothing else.
 #
 # bin/KyvMath.dll, lib/libKyvMath.dll.a (GNU linkers), lib/KyvMath.lib (MSVC-style linkers); on Linux
-# lib/libKyvMath.so, a link to libKyvMath.so.<version>. Two builds of the same sources give the same bytes, wherever they were built.
-set(KYVMATH_API_DIR ${PROJECT_SOURCE_DIR}/src/api)
-
+# lib/libKyvMath.so, a link to libKyvMath.so.<version>. Two builds of the same sources give the same bytes,
+# wherever they were built.
 function(kyvmath_add_shared_library target)
+  set(api ${PROJECT_SOURCE_DIR}/src/api)
   cmake_parse_arguments(arg "" "OUTPUT_SUBDIRECTORY" "" ${ARGN})
   set(out ${PROJECT_BINARY_DIR})
   if(arg_OUTPUT_SUBDIRECTORY)
@@ -23,7 +23,7 @@ function(kyvmath_add_shared_library target)
   if(WIN32)
     kyvmath_link_dll(${target} ${out})
   else()
-    set(exports ${KYVMATH_API_DIR}/exports.map)
+    set(exports ${api}/exports.map)
     target_link_libraries(${target} PRIVATE Threads::Threads)
     target_link_options(${target} PRIVATE
       -Wl,--version-script=${exports} -Wl,--no-undefined-version -Wl,--exclude-libs,ALL)
@@ -38,19 +38,21 @@ function(kyvmath_add_shared_library target)
 endfunction()
 
 function(kyvmath_link_dll target out)
+  set(api ${PROJECT_SOURCE_DIR}/src/api)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    set(exports ${KYVMATH_API_DIR}/exports_i686.def)
+    set(exports ${api}/exports_i686.def)
     set(machine i386)
-    # The linker would otherwise derive the preferred base from the output path.
-    target_link_options(${target} PRIVATE -Wl,--image-base,0x6B760000)
+    set(base 0x6B760000)
   else()
-    set(exports ${KYVMATH_API_DIR}/exports_x64.def)
+    set(exports ${api}/exports_x64.def)
     set(machine i386:x86-64)
+    set(base 0x36B760000)
   endif()
 
   target_sources(${target} PRIVATE ${PROJECT_BINARY_DIR}/generated/version.rc)
   target_link_options(${target} PRIVATE
-    ${exports} -Wl,--kill-at -Wl,--no-insert-timestamp -Wl,--exclude-all-symbols
+    # The linker would otherwise derive the preferred base from the output path.
+    ${exports} -Wl,--image-base,${base} -Wl,--kill-at -Wl,--no-insert-timestamp -Wl,--exclude-all-symbols
     -Wl,--dynamicbase -Wl,--nxcompat)
   set_target_properties(${target} PROPERTIES
     PREFIX "" IMPORT_PREFIX "lib" IMPORT_SUFFIX ".dll.a"
@@ -73,5 +75,5 @@ function(kyvmath_link_dll target out)
 endfunction()
 
 if(WIN32)
-  configure_file(${KYVMATH_API_DIR}/version.rc.in ${PROJECT_BINARY_DIR}/generated/version.rc @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/src/api/version.rc.in ${PROJECT_BINARY_DIR}/generated/version.rc @ONLY)
 endif()

@@ -1,0 +1,76 @@
+"""Kernel objects: one symbol given away, none that the linker may merge, no instruction above their level.
+
+check_kernels.py <objdump> <nm> <objects...>: of the objects, those in a folder named kernels.
+"""
+
+import os
+import re
+import subprocess
+import sys
+
+LEVELS = ["scalar", "sse2", "avx2", "avx512"]
+
+# What comes after SSE2 and before AVX, by mnemonic; VEX and EVEX forms are recognised by their v.
+AFTER_SSE2 = re.compile(
+    r"^(p(shufb|mulld|mull?hrsw|maddubsw|hadd|hsub|sign[bwd]|abs[bwd]|alignr|blend|min[su][bd]|min(sb|uw|sd|ud)|"
+    r"max(sb|uw|sd|ud)|ackusdw|mov[sz]x|extr[bdq]|insr[bdq]|cmp[eg][qt]q|test|cmp[ei]str|muldq|hminpos)|"
+    r"round[ps][sd]|blendp|blendvp|dpp[sd]|insertps|extractps|haddp|hsubp|addsubp|lddqu|movddup|movs[hl]dup|"
+    r"mpsadbw|movntdqa|crc32|popcnt|lzcnt|tzcnt|andn|bextr|bls|mulx|[ps]dep|pext|rorx|sarx|shlx|shrx|movbe)")
+
+
+def run(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def instructions(objdump, path):
+    for line in run(objdump, "-d", "--no-show-raw-insn", path).splitlines():
+        parts = line.split("\t")
+        if len(parts) >= 2 and parts[0].strip().endswith(":"):
+            words = parts[1].split(None, 1)
+            if words:
+                yield words[0], words[1] if len(words) > 1 else ""
+
+
+def level_of(mnemonic, operands):
+    if re.search(r"%zmm|%k[1-7]|%[xy]mm(1[6-9]|2\d|3[01])", operands):
+        return "avx512"
+    if "%ymm" in operands or (mnemonic.startswith("v") and mnemonic not in ("verr", "verw")):
+        return "avx2"
+    return "avx2" if AFTER_SSE2.match(mnemonic) else "sse2"
+
+
+def faults(objdump, nm, path):
+    allowed = os.path.basename(path).split(".")[0]
+    symbols = [line.split()[-2:] for line in run(nm, path).splitlines()]
+    # The compiler's own helpers for finding its code (32-bit) hold no instruction but a move.
+    given = [name for kind, name in symbols if kind in "TDRBGSC" and "get_pc_thunk" not in name]
+    if len(given) != 1 or f"kernels_{allowed}" not in given[0]:
+        yield f"gives away {given}"
+    merged = [name for kind, name in symbols if kind in "VvWwu"]
+    if merged:
+        yield f"weak or shared symbols {merged}"
+    if allowed == "scalar":
+        allowed = "sse2"  # the baseline of every build
+    found = {}
+    for mnemonic, operands in instructions(objdump, path):
+        level = level_of(mnemonic, operands)
+        if LEVELS.index(level) > LEVELS.index(allowed):
+            found.setdefault(f"{mnemonic} {operands}", level)
+    for instruction, level in list(found.items())[:10]:
+        yield f"{level} instruction {instruction}"
+
+
+def main():
+    objdump, nm, *objects = sys.argv[1:]
+    kernels = [path for path in objects if os.path.basename(os.path.dirname(path)) == "kernels"]
+    failed = len(kernels) < 8
+    print(f"{len(kernels)} kernel objects")
+    for path in kernels:
+        for fault in faults(objdump, nm, path):
+            print(f"FAIL {path}: {fault}")
+            failed = True
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
