@@ -8,11 +8,13 @@ static unsigned char result[4 * 4];
 static int run(void) {
   int k, call;
   for (k = 0; k < 64; ++k) source[k] = 77;
-  if (KyvMathResize(KYVMATH_LINEAR, 1, 8, source, 8, 8, 8, result, 4, 4, 4) != KYVMATH_NOT_INITIALIZED) return 1;
+  if (KyvMathResize(KYVMATH_LINEAR, 1, 8, source, 8, 8, 8, result, 4, 4, 4) != KYVMATH_NOT_INITIALIZED)
+    return 1;
   if (KyvMathInitialize() != KYVMATH_OK) return 2;
   for (call = 0; call < 1000; ++call) {
     if (KyvMathResize(KYVMATH_LINEAR, 1, 8, source, 8, 8, 8, result, 4, 4, 4) != KYVMATH_OK) return 3;
-    if (KyvMathResizeWithRegion(KYVMATH_LINEAR, 1, 8, source, 8, 8, 8, 0, 0, 8, 8, result, 4, 4, 4) != KYVMATH_OK)
+    if (KyvMathResizeWithRegion(KYVMATH_LINEAR, 1, 8, source, 8, 8, 8, 0, 0, 8, 8, result, 4, 4, 4) !=
+        KYVMATH_OK)
       return 4;
   }
   for (k = 0; k < 16; ++k)

@@ -33,7 +33,8 @@ void check_linear_light() {
   expect(bool(resize_in_linear_light(Mode::super, board, 64, 64, small, 8, 8, 1)), "linear light");
   expect(small[27] == 188, "a checkerboard's light is 188");
   std::vector<std::uint8_t> naive(64);
-  expect(bool(kyvmath::resize(Mode::super, ImageView(board.data(), 64, 64, 1), ImageView(naive.data(), 8, 8, 1))) &&
+  expect(bool(kyvmath::resize(Mode::super, ImageView(board.data(), 64, 64, 1),
+                              ImageView(naive.data(), 8, 8, 1))) &&
              naive[27] == 128,
          "a checkerboard's mean is 128");
 }
@@ -61,7 +62,8 @@ void check_tiles(Mode mode, int width, int height, int channels, int dst_width, 
   const ImageView<const Sample> src(picture.data(), width, height, channels);
   const ImageView at_once(whole.data(), dst_width, dst_height, channels);
   const ImageView by_tiles(tiled.data(), dst_width, dst_height, channels);
-  expect(bool(kyvmath::resize(mode, src, at_once)) && bool(resize_in_tiles(mode, src, by_tiles, tile)), "tiles");
+  expect(bool(kyvmath::resize(mode, src, at_once)) && bool(resize_in_tiles(mode, src, by_tiles, tile)),
+         "tiles");
   expect(largest_difference(whole, tiled) <= 1, "tiles equal the whole within 1");
   std::fill(tiled.begin(), tiled.end(), Sample{0});
   expect(resize_on_all_cores(mode, src, by_tiles, 3), "threads");
