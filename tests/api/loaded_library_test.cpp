@@ -60,7 +60,7 @@ constexpr std::array<unsigned char, 36> kSource = {1,  2,  3,  4,  5,  6,  11, 2
                                                    91, 82, 73, 64, 55, 46, 31, 42, 53, 64, 75, 86,
                                                    7,  77, 17, 71, 27, 72, 37, 73, 47, 74, 57, 75};
 
-TEST_F(LoadedLibrary, DISABLED_DoesItsWorkThroughItsEightNames) {
+TEST_F(LoadedLibrary, DoesItsWorkThroughItsEightNames) {
   for (const char* name : kExports) ASSERT_NE(address(name), nullptr);
   const auto resize = function<KyvMathResizeFn>("KyvMathResize");
   std::array<unsigned char, 9> dst{};
@@ -156,7 +156,7 @@ constexpr std::uint32_t kCalleePops = 1;
 constexpr std::uint32_t kCalleePops = 0;
 #endif
 
-TEST_F(LoadedLibrary, DISABLED_RemovesItsArgumentsAndWorksFromAnyStack) {
+TEST_F(LoadedLibrary, RemovesItsArgumentsAndWorksFromAnyStack) {
   constexpr int size = 16;
   std::vector<double> real(size * size);
   std::vector<double> imag(size * size);
