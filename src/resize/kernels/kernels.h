@@ -1,12 +1,78 @@
 // The function table that one instruction set gives to the resize service.
+//
+// "Lanes" below is float_lanes: a block of that many source rows is turned into vectors whose lanes are its
+// rows, so that a tap is one weight in every lane and one vector for any number of channels.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kyv::resize {
 
+// Taps of one block: the products of a block are summed from zero, the blocks' sums are added in order.
+inline constexpr std::int32_t kTapBlock = 128;
+
+// The taps of one destination index on its axis.
+struct TapSpan {
+  std::int64_t first = 0;  // source position of the first tap; may lie outside the source
+  std::int32_t count = 0;
+  std::uint32_t phase = 0;  // number of its row of weights
+};
+
+// One axis' weight table.
+struct TapTable {
+  const TapSpan* spans = nullptr;
+  const float* weights = nullptr;  // `stride` floats per phase
+  std::size_t stride = 0;
+};
+
+// The destination pixels [first, first + count) of one block of rows.
+struct RowPassArgs {
+  const float* samples = nullptr;  // [source pixel from `origin`][vector of the pixel][lane]
+  std::int64_t origin = 0;
+  TapTable table;
+  std::int32_t first = 0;
+  std::int32_t count = 0;
+  float* out = nullptr;  // [destination pixel from `first`][vector of the pixel][lane]
+};
+
+// One or two destination rows from the row results that they share.
+struct ColumnPassArgs {
+  const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
+  const float* weights[2] = {};
+  std::int32_t count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
+  std::int32_t lead = 0;       // first tap of row 1, counted from that of row 0
+  std::size_t samples = 0;     // samples of a row
+  void* dst[2] = {};
+};
+
 struct Kernels {
   std::int32_t float_lanes;  // floats in one vector of this variant
+  bool fused;                // has a fused multiply-add; without it, provably exact sums are cheaper
+
+  // Turns `samples` samples of `lanes` rows, from byte `offset` on, into vectors `stride` floats apart.
+  // [0] 8-bit, [1] 16-bit samples. May write up to 15 vectors more; reads nothing more.
+  void (*load_block[2])(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples, float* out,
+                        std::size_t stride);
+  // The reverse for row results: vectors `stride` floats apart to `lanes` rows, from float `offset` on.
+  // Handles groups of 4: may read and write up to 3 samples more.
+  void (*store_block)(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
+                      std::size_t offset);
+  // Row pass for 1, 3 or 4 vectors per pixel: [vectors == 1 ? 0 : vectors - 2][sums are exact in double].
+  void (*row_pass[3][2])(const RowPassArgs& args);
+  // Column pass to the destination's samples: [0] 8-bit, [1] 16-bit. Reads up to kColumnSlack floats more of
+  // each row; writes the destination's samples only.
+  void (*column_pass[2])(const ColumnPassArgs& args);
+  // One block of a longer column sum (row 0 of `args` only): totals = first ? sum : totals + sum.
+  void (*column_block)(const ColumnPassArgs& args, bool first, float* totals);
+  // Rounds and stores finished totals: [0] 8-bit, [1] 16-bit.
+  void (*store_row[2])(const float* totals, std::size_t samples, void* dst);
+  // Unnormalised Lanczos weights of the positions first + 0 .. first + count - 1, seen from `centre`, at
+  // distances times `scale`. Writes whole vectors: `out` has room for 7 more.
+  void (*lanczos)(double centre, double first, double scale, std::int32_t count, double* out);
 };
+
+// Floats that a column pass may read beyond a row's last sample.
+inline constexpr std::size_t kColumnSlack = 64;
 
 }  // namespace kyv::resize

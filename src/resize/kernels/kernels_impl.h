@@ -1,13 +1,32 @@
 // The kernels of the resize service, written once against the vector type of runtime/simd.
-// A unit includes its simd header first and then this one.
+// A unit includes its simd header first, then the blocks that suit it, then this one.
 #pragma once
 
+#include "resize/kernels/column_impl.h"
 #include "resize/kernels/kernels.h"
+#include "resize/kernels/row_impl.h"
+#include "resize/kernels/weights_impl.h"
 
 namespace kyv::resize {
 namespace {
 
-constexpr Kernels make_kernels() noexcept { return {simd::F32::kLanes}; }
+constexpr Kernels make_kernels() noexcept {
+  // Where the multiply-add is fused, both entries are the same function.
+  constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
+  return {
+      .float_lanes = simd::F32::kLanes,
+      .fused = simd::kHasFusedMultiplyAdd,
+      .load_block = {load_block<8>, load_block<16>},
+      .store_block = store_block,
+      .row_pass = {{row_pass<1, false>, row_pass<1, kShortcut>},
+                   {row_pass<3, false>, row_pass<3, kShortcut>},
+                   {row_pass<4, false>, row_pass<4, kShortcut>}},
+      .column_pass = {column_pass<8>, column_pass<16>},
+      .column_block = column_block,
+      .store_row = {store_row<8>, store_row<16>},
+      .lanczos = lanczos_weights,
+  };
+}
 
 }  // namespace
 }  // namespace kyv::resize

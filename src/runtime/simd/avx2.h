@@ -109,3 +109,83 @@ inline void transpose(F64* r) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: sums of products with one rounding per tap, and blocks of rows turned into vectors.
+namespace kyv::simd {
+namespace {
+
+inline constexpr bool kHasFusedMultiplyAdd = true;
+
+// A weight in every lane, a vector of samples, and the running sum of their products.
+using Weight = F32;
+using Samples = F32;
+using Sum = F32;
+inline Weight load_weight(const float* p) noexcept { return {_mm256_broadcast_ss(p)}; }
+inline Samples load_samples(const float* p) noexcept { return load(p); }
+inline Sum zero_sum() noexcept { return {_mm256_setzero_ps()}; }
+// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+template <bool kSumsAreExact>
+inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
+  return mul_add(w, x, sum);
+}
+inline F32 value_of(Sum sum) noexcept { return sum; }
+
+// 32-bit lanes of raw samples. A vector is made of quads (16 bytes); quad q belongs to row 4 * q.
+struct Raw {
+  __m256i v;
+};
+inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+  const auto quad = [&](int row) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
+  };
+  return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(0)), quad(4), 1)};
+}
+inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
+  _mm_storeu_ps(rows[0] + offset, _mm256_castps256_ps128(a.v));
+  _mm_storeu_ps(rows[4] + offset, _mm256_extractf128_ps(a.v, 1));
+}
+inline F32 as_floats(Raw a) noexcept { return {_mm256_castsi256_ps(a.v)}; }
+inline Raw as_raw(F32 a) noexcept { return {_mm256_castps_si256(a.v)}; }
+// Transposes the 4 x 4 matrix that the quads of the same number form.
+inline void transpose_quads(F32& a, F32& b, F32& c, F32& d) noexcept {
+  const __m256 ab_lo = _mm256_unpacklo_ps(a.v, b.v);
+  const __m256 ab_hi = _mm256_unpackhi_ps(a.v, b.v);
+  const __m256 cd_lo = _mm256_unpacklo_ps(c.v, d.v);
+  const __m256 cd_hi = _mm256_unpackhi_ps(c.v, d.v);
+  a.v = _mm256_shuffle_ps(ab_lo, cd_lo, 0x44);
+  b.v = _mm256_shuffle_ps(ab_lo, cd_lo, 0xEE);
+  c.v = _mm256_shuffle_ps(ab_hi, cd_hi, 0x44);
+  d.v = _mm256_shuffle_ps(ab_hi, cd_hi, 0xEE);
+}
+// Byte or 16-bit field number kField of each 32-bit lane.
+template <int kBits, int kField>
+inline F32 field_to_float(Raw a) noexcept {
+  __m256i v = a.v;
+  if constexpr (kField != 0) v = _mm256_srli_epi32(v, kBits * kField);
+  if constexpr (kBits * (kField + 1) != 32) v = _mm256_and_si256(v, _mm256_set1_epi32((1 << kBits) - 1));
+  return {_mm256_cvtepi32_ps(v)};
+}
+
+// Rounds to nearest, ties to even, saturates, and stores 4 vectors as bytes or 2 as 16-bit samples.
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b, F32 c, F32 d) noexcept {
+  const __m256i ab = _mm256_packs_epi32(_mm256_cvtps_epi32(a.v), _mm256_cvtps_epi32(b.v));
+  const __m256i cd = _mm256_packs_epi32(_mm256_cvtps_epi32(c.v), _mm256_cvtps_epi32(d.v));
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                      _mm256_permutevar8x32_epi32(_mm256_packus_epi16(ab, cd), order));
+}
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b) noexcept {
+  const __m256i ab = _mm256_packus_epi32(_mm256_cvtps_epi32(a.v), _mm256_cvtps_epi32(b.v));
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_permute4x64_epi64(ab, 0xD8));
+}
+
+inline F64 operator/(F64 a, F64 b) noexcept { return {_mm256_div_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) noexcept { return {_mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v)}; }
+// a < b ? x : y, lane by lane.
+inline F64 select_less(F64 a, F64 b, F64 x, F64 y) noexcept {
+  return {_mm256_blendv_pd(y.v, x.v, _mm256_cmp_pd(a.v, b.v, _CMP_LT_OQ))};
+}
+inline F64 lane_numbers() noexcept { return {_mm256_setr_pd(0, 1, 2, 3)}; }
+
+}  // namespace
+}  // namespace kyv::simd

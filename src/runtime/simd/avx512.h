@@ -123,3 +123,88 @@ inline void transpose(F64* r) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: sums of products with one rounding per tap, and blocks of rows turned into vectors.
+namespace kyv::simd {
+namespace {
+
+inline constexpr bool kHasFusedMultiplyAdd = true;
+
+// A weight in every lane, a vector of samples, and the running sum of their products.
+using Weight = F32;
+using Samples = F32;
+using Sum = F32;
+inline Weight load_weight(const float* p) noexcept { return broadcast(*p); }
+inline Samples load_samples(const float* p) noexcept { return load(p); }
+inline Sum zero_sum() noexcept { return {_mm512_setzero_ps()}; }
+// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+template <bool kSumsAreExact>
+inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
+  return mul_add(w, x, sum);
+}
+inline F32 value_of(Sum sum) noexcept { return sum; }
+
+// 32-bit lanes of raw samples. A vector is made of quads (16 bytes); quad q belongs to row 4 * q.
+struct Raw {
+  __m512i v;
+};
+inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+  const auto quad = [&](int row) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
+  };
+  __m512i v = _mm512_castsi128_si512(quad(0));
+  v = _mm512_mask_broadcast_i32x4(v, 0x00F0, quad(4));
+  v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(8));
+  return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(12))};
+}
+inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
+  _mm_storeu_ps(rows[0] + offset, _mm512_castps512_ps128(a.v));
+  _mm_storeu_ps(rows[4] + offset, _mm512_extractf32x4_ps(a.v, 1));
+  _mm_storeu_ps(rows[8] + offset, _mm512_extractf32x4_ps(a.v, 2));
+  _mm_storeu_ps(rows[12] + offset, _mm512_extractf32x4_ps(a.v, 3));
+}
+inline F32 as_floats(Raw a) noexcept { return {_mm512_castsi512_ps(a.v)}; }
+inline Raw as_raw(F32 a) noexcept { return {_mm512_castps_si512(a.v)}; }
+// Transposes the 4 x 4 matrix that the quads of the same number form.
+inline void transpose_quads(F32& a, F32& b, F32& c, F32& d) noexcept {
+  const __m512 ab_lo = _mm512_unpacklo_ps(a.v, b.v);
+  const __m512 ab_hi = _mm512_unpackhi_ps(a.v, b.v);
+  const __m512 cd_lo = _mm512_unpacklo_ps(c.v, d.v);
+  const __m512 cd_hi = _mm512_unpackhi_ps(c.v, d.v);
+  a.v = _mm512_shuffle_ps(ab_lo, cd_lo, 0x44);
+  b.v = _mm512_shuffle_ps(ab_lo, cd_lo, 0xEE);
+  c.v = _mm512_shuffle_ps(ab_hi, cd_hi, 0x44);
+  d.v = _mm512_shuffle_ps(ab_hi, cd_hi, 0xEE);
+}
+// Byte or 16-bit field number kField of each 32-bit lane.
+template <int kBits, int kField>
+inline F32 field_to_float(Raw a) noexcept {
+  __m512i v = a.v;
+  if constexpr (kField != 0) v = _mm512_srli_epi32(v, kBits * kField);
+  if constexpr (kBits * (kField + 1) != 32) v = _mm512_and_si512(v, _mm512_set1_epi32((1 << kBits) - 1));
+  return {_mm512_cvtepi32_ps(v)};
+}
+
+// Rounds to nearest, ties to even, saturates, and stores 4 vectors as bytes or 2 as 16-bit samples.
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b, F32 c, F32 d) noexcept {
+  const __m512i ab = _mm512_packs_epi32(_mm512_cvtps_epi32(a.v), _mm512_cvtps_epi32(b.v));
+  const __m512i cd = _mm512_packs_epi32(_mm512_cvtps_epi32(c.v), _mm512_cvtps_epi32(d.v));
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  _mm512_storeu_si512(p, _mm512_permutexvar_epi32(order, _mm512_packus_epi16(ab, cd)));
+}
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b) noexcept {
+  const __m512i ab = _mm512_packus_epi32(_mm512_cvtps_epi32(a.v), _mm512_cvtps_epi32(b.v));
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  _mm512_storeu_si512(p, _mm512_permutexvar_epi64(order, ab));
+}
+
+inline F64 operator/(F64 a, F64 b) noexcept { return {_mm512_div_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) noexcept { return {_mm512_abs_pd(a.v)}; }
+// a < b ? x : y, lane by lane.
+inline F64 select_less(F64 a, F64 b, F64 x, F64 y) noexcept {
+  return {_mm512_mask_blend_pd(_mm512_cmp_pd_mask(a.v, b.v, _CMP_LT_OQ), y.v, x.v)};
+}
+inline F64 lane_numbers() noexcept { return {_mm512_setr_pd(0, 1, 2, 3, 4, 5, 6, 7)}; }
+
+}  // namespace
+}  // namespace kyv::simd

@@ -94,3 +94,104 @@ inline void transpose(F64* r) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: sums of products with one rounding per tap, and blocks of rows turned into vectors.
+namespace kyv::simd {
+namespace {
+
+inline constexpr bool kHasFusedMultiplyAdd = false;
+
+// A weight in every lane, a vector of samples, and the running sum of their products: all floats, kept as
+// doubles, in which their products are exact.
+struct Weight {
+  __m128d v;
+};
+struct Samples {
+  __m128d lo, hi;
+};
+using Sum = Samples;
+inline Weight load_weight(const float* p) noexcept {
+  const __m128d w = _mm_cvtss_sd(_mm_setzero_pd(), _mm_load_ss(p));
+  return {_mm_unpacklo_pd(w, w)};
+}
+inline Samples load_samples(const float* p) noexcept {
+  const __m128 x = _mm_loadu_ps(p);
+  return {_mm_cvtps_pd(x), _mm_cvtps_pd(_mm_movehl_ps(x, x))};
+}
+inline Sum zero_sum() noexcept { return {_mm_setzero_pd(), _mm_setzero_pd()}; }
+
+// a + b rounded to odd: where the sum is inexact, the neighbouring double with the odd last bit. Rounding
+// that to float gives the correctly rounded sum (S. Boldo and G. Melquiond, Emulation of a FMA and correctly
+// rounded sums, IEEE Trans. Computers 57, 2008). The error term is Knuth's.
+inline __m128d add_to_odd(__m128d a, __m128d b) noexcept {
+  const __m128d sum = _mm_add_pd(a, b);
+  const __m128d b_part = _mm_sub_pd(sum, a);
+  const __m128d error = _mm_add_pd(_mm_sub_pd(a, _mm_sub_pd(sum, b_part)), _mm_sub_pd(b, b_part));
+  const __m128i inexact = _mm_srli_epi64(_mm_castpd_si128(_mm_cmpneq_pd(error, _mm_setzero_pd())), 63);
+  const __m128i opposite = _mm_srli_epi64(_mm_castpd_si128(_mm_xor_pd(error, sum)), 63);
+  const __m128i truncated = _mm_sub_epi64(_mm_castpd_si128(sum), _mm_and_si128(inexact, opposite));
+  return _mm_castsi128_pd(_mm_or_si128(truncated, inexact));
+}
+
+// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+template <bool kSumsAreExact>
+inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
+  const auto add = [](__m128d a, __m128d b) {
+    if constexpr (kSumsAreExact) return _mm_add_pd(a, b);
+    return add_to_odd(a, b);
+  };
+  const auto round = [](__m128d a) { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); };
+  return {round(add(sum.lo, _mm_mul_pd(w.v, x.lo))), round(add(sum.hi, _mm_mul_pd(w.v, x.hi)))};
+}
+inline F32 value_of(Sum sum) noexcept { return {_mm_movelh_ps(_mm_cvtpd_ps(sum.lo), _mm_cvtpd_ps(sum.hi))}; }
+
+// 32-bit lanes of raw samples. A vector is made of quads (16 bytes); quad q belongs to row 4 * q.
+struct Raw {
+  __m128i v;
+};
+inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+  return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[0] + offset))};
+}
+inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
+  _mm_storeu_ps(rows[0] + offset, a.v);
+}
+inline F32 as_floats(Raw a) noexcept { return {_mm_castsi128_ps(a.v)}; }
+inline Raw as_raw(F32 a) noexcept { return {_mm_castps_si128(a.v)}; }
+// Transposes the 4 x 4 matrix that the quads of the same number form.
+inline void transpose_quads(F32& a, F32& b, F32& c, F32& d) noexcept {
+  _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
+}
+// Byte or 16-bit field number kField of each 32-bit lane.
+template <int kBits, int kField>
+inline F32 field_to_float(Raw a) noexcept {
+  __m128i v = a.v;
+  if constexpr (kField != 0) v = _mm_srli_epi32(v, kBits * kField);
+  if constexpr (kBits * (kField + 1) != 32) v = _mm_and_si128(v, _mm_set1_epi32((1 << kBits) - 1));
+  return {_mm_cvtepi32_ps(v)};
+}
+
+// Rounds to nearest, ties to even, saturates, and stores 4 vectors as bytes or 2 as 16-bit samples.
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b, F32 c, F32 d) noexcept {
+  const __m128i ab = _mm_packs_epi32(_mm_cvtps_epi32(a.v), _mm_cvtps_epi32(b.v));
+  const __m128i cd = _mm_packs_epi32(_mm_cvtps_epi32(c.v), _mm_cvtps_epi32(d.v));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(ab, cd));
+}
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b) noexcept {
+  // There is only a signed saturation: shift the range down by 2^15 and back by flipping the top bit.
+  const __m128i shift = _mm_set1_epi32(0x8000);
+  const __m128i ab =
+      _mm_packs_epi32(_mm_sub_epi32(_mm_cvtps_epi32(a.v), shift), _mm_sub_epi32(_mm_cvtps_epi32(b.v), shift));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_xor_si128(ab, _mm_set1_epi16(-0x8000)));
+}
+
+inline F64 operator/(F64 a, F64 b) noexcept { return {_mm_div_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) noexcept { return {_mm_andnot_pd(_mm_set1_pd(-0.0), a.v)}; }
+// a < b ? x : y, lane by lane.
+inline F64 select_less(F64 a, F64 b, F64 x, F64 y) noexcept {
+  const __m128d mask = _mm_cmplt_pd(a.v, b.v);
+  return {_mm_or_pd(_mm_and_pd(mask, x.v), _mm_andnot_pd(mask, y.v))};
+}
+inline F64 lane_numbers() noexcept { return {_mm_setr_pd(0, 1)}; }
+
+}  // namespace
+}  // namespace kyv::simd

@@ -1,0 +1,197 @@
+#include "resize/weights.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace kyv::resize {
+namespace {
+
+constexpr double kFarthest = 1099511627776.0;  // 2^40: beyond every position of a real request
+
+double base_radius(Mode mode) noexcept {
+  switch (mode) {
+    case Mode::kLinear:
+      return 1.0;
+    case Mode::kCubic:
+    case Mode::kBSpline:
+      return 2.0;
+    case Mode::kLanczos:
+      return 3.0;
+    default:
+      return 0.0;
+  }
+}
+
+// The reach of a destination index on one axis, in source positions counted from the region's origin.
+// Super-sampling: the ends of the box. Other modes: the centre (twice).
+struct Placement {
+  double low = 0.0;
+  double high = 0.0;
+};
+
+double bounded(double position) noexcept {
+  return position > -kFarthest ? std::min(position, kFarthest) : -kFarthest;
+}
+
+Placement place(const AxisGeometry& axis, Mode mode, std::int32_t i) noexcept {
+  const double index = static_cast<double>(axis.first) + static_cast<double>(i);
+  const double origin = axis.origin;
+  if (mode == Mode::kSuper) {
+    return {bounded(index * axis.inverse + axis.offset - origin),
+            bounded((index + 1.0) * axis.inverse + axis.offset - origin)};
+  }
+  const double offset = axis.offset - 0.5 - origin;
+  const double centre = bounded((index + 0.5) * axis.inverse + offset);
+  return {centre, centre};
+}
+
+// Evaluates the rows of one table.
+class Filter {
+ public:
+  Filter(const AxisGeometry& axis, Mode mode, const Kernels& kernels) noexcept
+      : mode_(mode),
+        radius_(base_radius(mode) * std::max(axis.inverse, 1.0)),
+        scale_(axis.inverse >= 1.0 ? 1.0 / axis.inverse : 1.0),
+        kernels_(kernels) {}
+
+  // First tap and one past the last.
+  std::array<std::int64_t, 2> range(const Placement& at) const noexcept {
+    if (mode_ == Mode::kSuper) {
+      return {static_cast<std::int64_t>(std::floor(at.low)), static_cast<std::int64_t>(std::ceil(at.high))};
+    }
+    const double low = at.low - radius_;
+    std::int64_t first = static_cast<std::int64_t>(low);
+    if (low > 0.0 && static_cast<double>(first) != low) ++first;
+    return {first, static_cast<std::int64_t>(at.low + radius_) + 1};
+  }
+
+  // Weights of `count` taps from `first` on, before they are normalised.
+  void evaluate(const Placement& at, std::int64_t first, std::int32_t count, double* out) const noexcept {
+    if (mode_ == Mode::kLanczos) {
+      return kernels_.lanczos(at.low, static_cast<double>(first), scale_, count, out);
+    }
+    for (std::int32_t tap = 0; tap < count; ++tap) {
+      out[tap] = weight(at, static_cast<double>(first + tap));
+    }
+  }
+
+ private:
+  double weight(const Placement& at, double n) const noexcept {
+    if (mode_ == Mode::kSuper) return std::min(at.high, n + 1.0) - std::max(at.low, n);
+    const double d = std::abs(at.low - n) * scale_;
+    if (mode_ == Mode::kLinear) return d < 1.0 ? 1.0 - d : 0.0;
+    if (d >= 2.0) return 0.0;
+    if (mode_ == Mode::kCubic) {
+      if (d < 1.0) return (0.5 * d * d - d - 0.5) * d + 1.0;
+      return (-0.16666666666666666 * d * d + d - 1.8333333333333333) * d + 1.0;
+    }
+    if (d < 1.0) return (0.5 * d * d - d) * d + 0.6666666666666666;
+    return (-0.16666666666666666 * d * d + d) * d + (1.3333333333333333 - 2.0 * d);
+  }
+
+  Mode mode_;
+  double radius_;
+  double scale_;
+  const Kernels& kernels_;
+};
+
+// Recently built rows of weights. Two destination indices have the same weights bit for bit when their
+// placements relative to the first tap are the same real numbers: every weight is then computed from the
+// same rounded distances. Relative placements are exact for positions from 0 on.
+class PhaseCache {
+ public:
+  struct Entry {
+    double low = std::numeric_limits<double>::quiet_NaN();
+    double high = 0.0;
+    std::int64_t lead = 0;  // first tap, counted from the floor of the placement
+    std::int32_t count = 0;
+    std::uint32_t phase = 0;
+  };
+
+  Entry& slot_of(double low) noexcept {
+    const std::uint64_t bits = std::bit_cast<std::uint64_t>(low) * 0x9E3779B97F4A7C15u;
+    return entries_[bits >> 58];
+  }
+
+ private:
+  std::array<Entry, 64> entries_{};
+};
+
+std::int64_t clamp_first(std::int64_t first, std::int32_t count, std::int32_t usable_size) noexcept {
+  return std::clamp<std::int64_t>(first, 1 - count, usable_size - 1);
+}
+
+}  // namespace
+
+std::uint64_t tap_room(const AxisGeometry& axis, Mode mode) noexcept {
+  const double inverse = axis.inverse > 1.0 ? std::min(axis.inverse, kFarthest) : 1.0;
+  const double reach =
+      mode == Mode::kSuper ? std::ceil(inverse) + 2.0 : 2.0 * std::ceil(base_radius(mode) * inverse) + 1.0;
+  return static_cast<std::uint64_t>(reach);
+}
+
+TapTableStorage take_tap_table(Arena& arena, const AxisGeometry& axis, Mode mode) noexcept {
+  const std::uint64_t room = tap_room(axis, mode);
+  const auto count = static_cast<std::uint64_t>(axis.count);
+  TapTableStorage storage;
+  storage.stride = (room + 3) / 4 * 4;
+  storage.spans = arena.take<TapSpan>(count);
+  storage.weights = arena.take<float>(storage.stride * count);
+  storage.scratch = arena.take<double>(room + 8);
+  return storage;
+}
+
+BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& axis, Mode mode,
+                           const Kernels& kernels) noexcept {
+  const Filter filter(axis, mode, kernels);
+  const auto room = static_cast<std::int64_t>(tap_room(axis, mode));
+  PhaseCache cache;
+  std::uint32_t phases = 0;
+  float smallest = 1.0f;
+  for (std::int32_t i = 0; i < axis.count; ++i) {
+    const Placement at = place(axis, mode, i);
+    const auto [first, end] = filter.range(at);
+    const auto count = static_cast<std::int32_t>(std::clamp<std::int64_t>(end - first, 1, room));
+    TapSpan& span = storage.spans[i];
+    span.first = clamp_first(first, count, axis.usable_size);
+    span.count = count;
+
+    const double floor = std::floor(at.low);
+    const PhaseCache::Entry wanted{at.low - floor, at.high - floor, first - static_cast<std::int64_t>(floor),
+                                   count, phases};
+    PhaseCache::Entry& entry = cache.slot_of(wanted.low);
+    if (at.low >= 0.0) {
+      if (entry.low == wanted.low && entry.high == wanted.high && entry.lead == wanted.lead &&
+          entry.count == count) {
+        span.phase = entry.phase;
+        continue;
+      }
+      entry = wanted;
+    }
+    span.phase = phases++;
+
+    filter.evaluate(at, first, count, storage.scratch);
+    double sum = 0.0;
+    for (std::int32_t tap = 0; tap < count; ++tap) sum += storage.scratch[tap];
+    float* weights = storage.weights + span.phase * storage.stride;
+    for (std::int32_t tap = 0; tap < count; ++tap) {
+      weights[tap] = static_cast<float>(storage.scratch[tap] / sum);
+      const float magnitude = std::abs(weights[tap]);
+      if (magnitude != 0.0f) smallest = std::min(smallest, magnitude);
+    }
+  }
+  return {{storage.spans, storage.weights, static_cast<std::size_t>(storage.stride)}, smallest};
+}
+
+std::int32_t nearest_source(const AxisGeometry& axis, std::int32_t i) noexcept {
+  const double index = static_cast<double>(axis.first) + static_cast<double>(i);
+  const double position = (index + 0.5) * axis.inverse + axis.offset - static_cast<double>(axis.origin);
+  const double last = static_cast<double>(axis.usable_size) - 1.0;
+  if (!(position > 0.0)) return 0;
+  return static_cast<std::int32_t>(position < last ? position : last);
+}
+
+}  // namespace kyv::resize
