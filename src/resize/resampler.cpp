@@ -17,7 +17,7 @@ constexpr std::int32_t kStripSamples = 256;  // destination samples of one strip
 constexpr std::int32_t kSegment = 16;        // destination pixels between two steps of conversion
 constexpr double kStripSource = 4096.0;  // source pixels of one strip, unless one destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a strip whose block has several groups
-constexpr std::uint64_t kActiveRows = 8;     // destination rows that a source row contributes to
+constexpr std::size_t kActiveRows = 8;       // destination rows that a source row contributes to
 constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
 
 std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexcept {
@@ -231,8 +231,9 @@ class FilteredResize {
   void emit_long_rows(std::int64_t end) noexcept {
     for (std::int32_t row = next_row_; row < job_.geometry.y.count; ++row) {
       const TapSpan& span = y_.spans[row];
-      std::int32_t& done = taps_done_[row % kActiveRows];
-      float* totals = work_.totals + (row % kActiveRows) * work_.ring_stride;
+      const std::size_t slot = size(row) % kActiveRows;
+      std::int32_t& done = taps_done_[slot];
+      float* totals = work_.totals + slot * work_.ring_stride;
       while (done < span.count) {
         const std::int32_t taps = std::min(kTapBlock, span.count - done);
         if (clamp_row(span.first + done + taps - 1) >= end) break;

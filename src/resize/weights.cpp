@@ -113,7 +113,7 @@ class PhaseCache {
 
   Entry& slot_of(double low) noexcept {
     const std::uint64_t bits = std::bit_cast<std::uint64_t>(low) * 0x9E3779B97F4A7C15u;
-    return entries_[bits >> 58];
+    return entries_[static_cast<std::size_t>(bits >> 58)];
   }
 
  private:

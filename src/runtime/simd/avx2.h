@@ -135,7 +135,7 @@ struct Raw {
   __m256i v;
 };
 inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
-  const auto quad = [&](int row) {
+  const auto quad = [&](int row) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
   };
   return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(0)), quad(4), 1)};

@@ -149,7 +149,7 @@ struct Raw {
   __m512i v;
 };
 inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
-  const auto quad = [&](int row) {
+  const auto quad = [&](int row) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
   };
   __m512i v = _mm512_castsi128_si512(quad(0));

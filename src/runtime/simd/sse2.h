@@ -136,11 +136,11 @@ inline __m128d add_to_odd(__m128d a, __m128d b) noexcept {
 // sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
 template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
-  const auto add = [](__m128d a, __m128d b) {
+  const auto add = [](__m128d a, __m128d b) noexcept {
     if constexpr (kSumsAreExact) return _mm_add_pd(a, b);
     return add_to_odd(a, b);
   };
-  const auto round = [](__m128d a) { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); };
+  const auto round = [](__m128d a) noexcept { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); };
   return {round(add(sum.lo, _mm_mul_pd(w.v, x.lo))), round(add(sum.hi, _mm_mul_pd(w.v, x.hi)))};
 }
 inline F32 value_of(Sum sum) noexcept { return {_mm_movelh_ps(_mm_cvtpd_ps(sum.lo), _mm_cvtpd_ps(sum.hi))}; }
