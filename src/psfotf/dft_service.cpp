@@ -178,7 +178,7 @@ std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONF
   return create(handle, Precision::kDouble, domain, dimension, lengths);
 }
 
-std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter, ...) noexcept {
+std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept {
   if (!is_sound(handle)) return DFTI_BAD_DESCRIPTOR;
   if (parameter != DFTI_BACKWARD_SCALE) return DFTI_INVALID_CONFIGURATION;
   va_list values;

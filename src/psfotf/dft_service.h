@@ -41,8 +41,8 @@ std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONF
 std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
                                        std::int32_t dimension, const std::int32_t* lengths) noexcept;
 
-// DFTI_BACKWARD_SCALE and a double. Undoes a commit.
-std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter, ...) noexcept;
+// DFTI_BACKWARD_SCALE (a DFTI_CONFIG_PARAM) and a double. Undoes a commit.
+std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept;
 
 std::int32_t DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) noexcept;
 
