@@ -8,7 +8,9 @@ CMyThread::~CMyThread() { close(); }
 
 int CMyThread::start() noexcept {
   handle_ = services._beginthreadex(routine_, argument_, &identifier_);
-  return handle_ != nullptr ? 0 : -1;
+  if (handle_ != nullptr) return 0;
+  identifier_ = 0;
+  return -1;
 }
 
 void CMyThread::join() const noexcept {
