@@ -22,8 +22,8 @@ constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
 
 std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexcept {
   const std::int32_t pixels = kStripSamples / channels / kSegment * kSegment;
-  const std::int32_t needed = (geometry.x.count - 1) / kSegment * kSegment + kSegment;
-  return geometry.x.count >= pixels ? pixels : needed;
+  if (geometry.x.count >= pixels) return pixels;
+  return (geometry.x.count - 1) / kSegment * kSegment + kSegment;
 }
 
 // Every array of a filtered resize. All sizes grow with the counts, the sizes and the inverse factors, so

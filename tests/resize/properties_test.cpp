@@ -104,7 +104,9 @@ TEST_P(ResizeFacts, NearestNeighbourCopiesWholePixelsInOrder) {
   const Picture source = make_picture(
       61, 51, 16, 3, [](std::int32_t x, std::int32_t y, int c) { return x * 1000 + y * 10 + c; });
   constexpr std::int32_t sizes[][2] = {{96, 32}, {14, 170}, {60, 8}, {2, 2}};
-  for (const auto& [width, height] : sizes) {
+  for (const auto& size : sizes) {
+    const std::int32_t width = size[0];
+    const std::int32_t height = size[1];
     const Picture result = run(source, 1, width, height);
     EXPECT_EQ(result, make_picture(width, height, 16, 3, [&](std::int32_t x, std::int32_t y, int c) {
                 return source.at((2 * x + 1) * 61 / (2 * width), (2 * y + 1) * 51 / (2 * height), c);

@@ -189,8 +189,12 @@ Axis map_axis(const AxisCall& call) {
   const double r0 = axis.region_origin;
   const double dst_end = static_cast<double>(call.dst_origin) + call.dst_size;
   const double region_end = r0 + static_cast<double>(axis.usable);
-  const double start = std::fmax(r0 * call.factor + call.shift, call.dst_origin);
-  const double end = std::fmin(region_end * call.factor + call.shift, dst_end);
+  const double mapped_start = r0 * call.factor + call.shift;
+  const double mapped_end = region_end * call.factor + call.shift;
+  if (std::isnan(mapped_start) || std::isnan(mapped_end)) return axis;
+  const double start = std::fmax(mapped_start, call.dst_origin);
+  const double end = std::fmin(mapped_end, dst_end);
+  if (start > end || end > 2147483647.0) return axis;
   axis.first = static_cast<std::int64_t>(start + 0.4999999999);
   axis.count = static_cast<std::int64_t>(end + 0.5000000001) - axis.first;
   return axis;
