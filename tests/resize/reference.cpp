@@ -194,7 +194,7 @@ Axis map_axis(const AxisCall& call) {
   if (std::isnan(mapped_start) || std::isnan(mapped_end)) return axis;
   const double start = std::fmax(mapped_start, call.dst_origin);
   const double end = std::fmin(mapped_end, dst_end);
-  if (start > end || end > 2147483647.0) return axis;
+  if (start > end || std::trunc(end + 0.5000000001) > 2147483647.0) return axis;
   axis.first = static_cast<std::int64_t>(start + 0.4999999999);
   axis.count = static_cast<std::int64_t>(end + 0.5000000001) - axis.first;
   return axis;
