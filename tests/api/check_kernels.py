@@ -12,10 +12,10 @@ LEVELS = ["scalar", "sse2", "avx2", "avx512"]
 
 # What comes after SSE2 and before AVX, by mnemonic; VEX and EVEX forms are recognised by their v.
 AFTER_SSE2 = re.compile(
-    r"^(p(shufb|mulld|mull?hrsw|maddubsw|hadd|hsub|sign[bwd]|abs[bwd]|alignr|blend|min[su][bd]|min(sb|uw|sd|ud)|"
+    r"^(p(shufb|mulld|mulhrsw|maddubsw|hadd|hsub|sign[bwd]|abs[bwd]|alignr|blend|min(sb|uw|sd|ud)|"
     r"max(sb|uw|sd|ud)|ackusdw|mov[sz]x|extr[bdq]|insr[bdq]|cmp[eg][qt]q|test|cmp[ei]str|muldq|hminpos)|"
     r"round[ps][sd]|blendp|blendvp|dpp[sd]|insertps|extractps|haddp|hsubp|addsubp|lddqu|movddup|movs[hl]dup|"
-    r"mpsadbw|movntdqa|crc32|popcnt|lzcnt|tzcnt|andn(?!p[sd])|bextr|bls|mulx|[ps]dep|pext|rorx|sarx|shlx|shrx|movbe)")
+    r"mpsadbw|movntdqa|crc32|popcnt|lzcnt|tzcnt|andn$|bextr|bls|mulx|pdep$|pext$|rorx|sarx|shlx|shrx|movbe)")
 
 
 def run(*command):
