@@ -18,7 +18,8 @@ function(kyvmath_kernel_variants target folder)
     endif()
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
-    list(APPEND flags -O3 -fno-math-errno -fno-trapping-math -fno-exceptions)
+    # The kernels are vectors already: what the compiler would vectorise are leftovers and the scalar reference.
+    list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions)
     target_sources(${target} PRIVATE ${unit})
     set_source_files_properties(${unit} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
   endforeach()
