@@ -208,7 +208,6 @@ class Resampler {
  public:
   Resampler(const PrimitiveCall& call, const Axis& x, const Axis& y)
       : call_(call),
-        x_(x),
         y_(y),
         mode_(mode_in_effect(call.mode, call.src_width, call.src_height)),
         columns_(axis_taps(x, mode_)),
@@ -249,7 +248,6 @@ class Resampler {
   }
 
   const PrimitiveCall& call_;
-  const Axis& x_;
   const Axis& y_;
   int mode_;
   std::vector<Taps> columns_;
