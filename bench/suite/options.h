@@ -12,7 +12,7 @@
 namespace kyv::bench {
 
 struct Options {
-  std::regex filter;                                // cells whose name it finds are run
+  std::regex filter{""};                            // cells whose name it finds are run
   std::vector<const runtime::KernelSet*> variants;  // at least one, all of them run on this processor
   Effort effort;
   bool peers = true;
