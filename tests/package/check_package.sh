@@ -128,8 +128,8 @@ make_windows_tools() { # triple
 run_exe() { "$root/cmake/wine-run.sh" "${KYVMATH_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/kyvmath/wine}" "$@"; }
 
 # The README's lines for Windows, for this package's bitness and with programs started through Wine.
-follow_windows_readme() { # example, triple
-  blocks "$package/examples/$1/README.md" "sh windows" |
+follow_windows_readme() { # example, triple, kind of block
+  blocks "$package/examples/$1/README.md" "$3" |
     sed -e "s/i686-w64-mingw32/$2/" -e 's|^\./\(.*\.exe\)|run_exe \1|' >"$work/commands"
   (
     cd "$package/examples/$1"
@@ -138,9 +138,9 @@ follow_windows_readme() { # example, triple
     . "$work/commands"
   ) >"$work/log" 2>&1 || {
     cat "$work/log" >&2
-    fail "examples/$1, the commands for Windows"
+    fail "examples/$1, the commands marked '$3'"
   }
-  say "examples/$1 works"
+  say "examples/$1 ($3) works"
 }
 
 check_windows() { # triple, MSVC target, machine of the linker
@@ -152,8 +152,13 @@ check_windows() { # triple, MSVC target, machine of the linker
   others=$(sed -n 's/.*DLL Name: //p' "$work/dump" | grep -viE '^(kernel32|msvcrt)\.dll$' || true)
   [ -z "$others" ] || fail "imports $others"
   make_windows_tools "$1"
-  follow_windows_readme c "$1"
-  follow_windows_readme cpp "$1"
+  follow_windows_readme c "$1" "sh windows"
+  follow_windows_readme cpp "$1" "sh windows"
+  if command -v "$1-g++-posix" >/dev/null; then
+    follow_windows_readme cpp "$1" "sh windows posix"
+  else
+    say "examples/cpp/threads.cpp: not compiled, there is no $1-g++-posix here"
+  fi
   check_cmake_cross "$1"
   check_msvc_library "$1" "$2" "$3"
 }
