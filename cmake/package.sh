@@ -28,7 +28,7 @@ build_and_install() { # preset, stage
   cmake --preset "$1" -B "$build" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_C_FLAGS_RELEASE="$flags" -DCMAKE_CXX_FLAGS_RELEASE="$flags" \
     -DKYVMATH_BUILD_TESTS=OFF -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
-  cmake --build "$build" -j "$jobs" >"$build/build.log" || {
+  cmake --build "$build" -j "$jobs" --target KyvMath KyvMathStatic kyvmath >"$build/build.log" || {
     cat "$build/build.log" >&2
     exit 1
   }
@@ -39,16 +39,15 @@ build_and_install() { # preset, stage
 split_debug() { # stage, folder of the symbols, prefix of the tools
   mkdir -p "$2"
   for binary in "$1"/bin/* "$1"/lib/*.so.*.*; do
-    [ -f "$binary" ] && [ ! -L "$binary" ] || continue
+    if [ ! -f "$binary" ] || [ -L "$binary" ]; then continue; fi
     kept=$(basename "$binary").debug
     "$3"objcopy --only-keep-debug "$binary" "$2/$kept"
     chmod 644 "$2/$kept"
     "$3"strip --strip-unneeded --preserve-dates "$binary"
     (cd "$2" && "$3"objcopy --add-gnu-debuglink="$kept" "$binary")
   done
-  for archive in "$1"/lib/libKyvMath.a; do
-    [ ! -f "$archive" ] || "$3"strip --strip-debug --enable-deterministic-archives "$archive"
-  done
+  static=$1/lib/libKyvMath.a
+  [ ! -f "$static" ] || "$3"strip --strip-debug --enable-deterministic-archives "$static"
 }
 
 add_notices() { # stage, package names...
@@ -106,8 +105,10 @@ for platform in "$@"; do
   cmake/package/archive.py "$symbols" "$dist/$name-debug.$suffix" "$SOURCE_DATE_EPOCH"
   if [ "$platform" = linux ] && command -v dpkg-deb >/dev/null; then build_deb "$stage"; fi
 done
-(cd "$dist" && rm -f SHA256SUMS && sha256sum -- *.zip *.tar.gz *.deb 2>/dev/null >SHA256SUMS.new || true
- mv SHA256SUMS.new SHA256SUMS && cat SHA256SUMS)
+cd "$dist"
+find . -maxdepth 1 -type f ! -name SHA256SUMS | sort | sed 's|^\./||' | xargs sha256sum -- >SHA256SUMS
+cat SHA256SUMS
+cd "$root"
 
 if [ "$check" = yes ]; then
   for platform in "$@"; do tests/package/check_package.sh "$dist" "$platform"; done

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int kWidth = 1200, kHeight = 800, kSmallWidth = 300, kSmallHeight = 200, kChannels = 3;
-constexpr int kPictures = 48, kRepeats = 9;
+constexpr int kPictures = 16, kRepeats = 5;
 
 using Pixels = std::vector<std::uint8_t>;
 

@@ -159,8 +159,33 @@ check_windows() { # triple, MSVC target, machine of the linker
   else
     say "examples/cpp/threads.cpp: not compiled, there is no $1-g++-posix here"
   fi
+  check_document_programs "$1"
   check_cmake_cross "$1"
   check_msvc_library "$1" "$2" "$3"
+}
+
+# The two Windows programs of the documents: one prints the version of the DLL beside it, the other shows what
+# any process writes to the debugger output.
+check_document_programs() { # triple
+  mkdir -p "$work/programs"
+  cp bin/KyvMath.dll "$work/programs"
+  blocks share/doc/KyvMath/docs/ABI.md "c windows" >"$work/programs/version.c"
+  blocks share/doc/KyvMath/docs/GUIDE.md "c windows" >"$work/programs/viewer.c"
+  printf '#include <windows.h>\nint main(void) { OutputDebugStringA("a line\\n"); return 0; }\n' \
+    >"$work/programs/writer.c"
+  for program in version viewer writer; do
+    "$1-gcc-win32" "$work/programs/$program.c" -o "$work/programs/$program.exe"
+  done
+  cd "$work/programs"
+  version=$(sed -n 's/^Version: //p' "$package/lib/pkgconfig/KyvMath.pc")
+  [ "$(run_exe version.exe | tr -d '\r')" = "$version" ] || fail "the version program of ABI.md"
+  run_exe viewer.exe >viewed &
+  sleep 4
+  run_exe writer.exe
+  wait $!
+  grep -q ': a line' viewed || fail "the viewer of GUIDE.md"
+  cd "$package"
+  say "the programs of the documents work"
 }
 
 check_cmake_cross() {
