@@ -189,6 +189,7 @@ class FilteredResize {
 
   // Copies the converted pixel at `from` to [to, to + count), in pixels from the strip's origin.
   void repeat_pixel(std::int64_t from, std::int64_t to, std::int64_t count, std::size_t pixel) noexcept {
+    if (count <= 0) return;
     const float* source = work_.samples + size(from) * pixel;
     for (std::int64_t i = 0; i < count; ++i) {
       std::memcpy(work_.samples + size(to + i) * pixel, source, pixel * sizeof(float));
