@@ -13,6 +13,7 @@ namespace kyv::bench {
 namespace {
 
 constexpr bool k64Bit = sizeof(void*) == 8;
+constexpr double kSetupGoal = 0.25;  // of a small picture's call, at most
 
 // The share of the roofline that a large picture is to reach, 0 where no goal is set.
 double roof_goal(const CellResult& r) {
@@ -104,6 +105,15 @@ void print_roof_goals(const std::vector<CellResult>& results) {
   }
 }
 
+void print_setup_goal(const std::vector<CellResult>& results) {
+  double worst = 0.0;
+  for (const CellResult& r : results)
+    worst = std::max(worst, std::isnan(r.setup_share) ? 0.0 : r.setup_share);
+  if (worst == 0.0) return;
+  std::printf("  set-up of small pictures: at most %.0f %% of the call, goal 25 %% %s\n", 100 * worst,
+              verdict(worst <= kSetupGoal));
+}
+
 void print_scalar_goal(const std::vector<CellResult>& results, const std::string& variant) {
   GeometricMean mean;
   for (const CellResult& r : results) {
@@ -133,6 +143,7 @@ std::string misses_of(const CellResult& r) {
   if (goal > 0.0 && r.roof_share < goal) {
     misses += (misses.empty() ? "" : "; ") + ("roof below " + figure(100 * goal) + " %");
   }
+  if (r.setup_share > kSetupGoal) misses += (misses.empty() ? "" : "; ") + std::string("set-up");
   return misses;
 }
 
@@ -154,6 +165,7 @@ void print_summary(const std::vector<CellResult>& results, Service service, cons
     }
   }
   print_roof_goals(own);
+  if (resize) print_setup_goal(own);
   if (resize) print_scalar_goal(own, variant);
   print_against_goal(own, service);
 }

@@ -11,6 +11,7 @@
 #include "peers/peers.h"
 #include "resize/resize_request.h"
 #include "suite/resize_cell.h"
+#include "suite/resize_setup.h"
 #include "thread/thread_context.h"
 
 namespace kyv::bench {
@@ -94,6 +95,7 @@ constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 // The candidates of one cell: our variants first, then the peers that can do it.
 struct Contest {
   std::vector<Work> candidates;
+  std::size_t setup = kNone;  // the first of the variants' set-ups, on small pictures
   std::size_t zimg = kNone;
   std::size_t stb = kNone;
 
@@ -109,6 +111,10 @@ Contest contest_of(const ResizeCell& cell, Images& images, const Options& option
   const resize::ResizeRequest request = request_of(cell, images);
   for (const runtime::KernelSet* variant : options.variants) {
     contest.add([request, variant] { resize_once(request, *variant); });
+  }
+  if (cell.is_small()) {
+    contest.setup = contest.candidates.size();
+    for (const runtime::KernelSet* variant : options.variants) contest.add(resize_setup(cell, *variant));
   }
   if (!options.peers) return contest;
   peers::ResizeTask task = task_of(cell, images);
@@ -154,6 +160,7 @@ void take_times(CellResult& r, const ResizeCell& cell, const Contest& contest,
   r.seconds = timings[ours].minimum();
   r.median = timings[ours].median();
   r.noise = timings[ours].noise();
+  if (contest.setup != kNone) r.setup_share = ratio_to(timings, contest.setup + ours, ours);
   const double zimg = ratio_to(timings, contest.zimg, ours);
   r.reference_ratio = cell.mode == 8 ? kUnknown : zimg;
   r.stb_ratio = ratio_to(timings, contest.stb, ours);

@@ -83,6 +83,8 @@ std::string ResizeCell::name() const {
 
 bool ResizeCell::is_copy() const { return mode == 1 || (src_width == dst_width && src_height == dst_height); }
 
+bool ResizeCell::is_small() const { return dst_width * dst_height <= 128 * 128 && src_width <= 256; }
+
 std::size_t ResizeCell::src_bytes() const {
   return static_cast<std::size_t>(src_width) * static_cast<std::size_t>(src_height) *
          static_cast<std::size_t>(channels * bits / 8);

@@ -27,6 +27,7 @@ struct ResizeCell {
 
   std::string name() const;  // "A 4000x3000 1000x750 8uC3 lanczos3"
   bool is_copy() const;      // nearest, or nothing to resample
+  bool is_small() const;     // set-up counts
   // Bytes of a tightly packed image.
   std::size_t src_bytes() const;
   std::size_t dst_bytes() const;

@@ -43,6 +43,7 @@ struct CellResult {
   double best_ratio = kUnknown;
   double roof_share = kUnknown;     // of the time that the machine needs at the least
   std::string bound;                // what makes up that time: "arithmetic" or "memory"
+  double setup_share = kUnknown;    // resize of small pictures: context, buffer and tables in the call's time
   double scalar_ratio = kUnknown;   // the scalar variant in the same run
   double against_ratio = kUnknown;  // the same cell and variant in an earlier run
 };

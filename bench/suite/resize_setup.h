@@ -1,0 +1,15 @@
+// What a resize call does before and after its pixels.
+#pragma once
+
+#include "common/timing.h"
+#include "runtime/dispatch.h"
+#include "suite/resize_cell.h"
+
+namespace kyv::bench {
+
+// The set-up of one call on its own: the thread's context and a work buffer of the call's size are made and
+// released, and between them the weight tables of both axes (for nearest neighbour: the source columns) are
+// filled. The checks of the request, some tens of nanoseconds, are left out.
+Work resize_setup(const ResizeCell& cell, const runtime::KernelSet& variant);
+
+}  // namespace kyv::bench
