@@ -43,7 +43,7 @@ struct Workspace {
   Workspace(Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
     x = take_tap_table(arena, geometry.x, geometry.mode);
     y = take_tap_table(arena, geometry.y, geometry.mode);
-    const double taps_x = static_cast<double>(tap_room(geometry.x, geometry.mode));
+    const auto taps_x = static_cast<double>(tap_room(geometry.x, geometry.mode));
     const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
     const double inverse_x = std::min(std::max(geometry.x.inverse, 0.0), taps_x);
     const std::int32_t limit = strip_limit(geometry, channels);

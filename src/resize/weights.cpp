@@ -63,7 +63,7 @@ class Filter {
       return {static_cast<std::int64_t>(std::floor(at.low)), static_cast<std::int64_t>(std::ceil(at.high))};
     }
     const double low = at.low - radius_;
-    std::int64_t first = static_cast<std::int64_t>(low);
+    auto first = static_cast<std::int64_t>(low);
     if (low > 0.0 && static_cast<double>(first) != low) ++first;
     return {first, static_cast<std::int64_t>(at.low + radius_) + 1};
   }
