@@ -26,8 +26,9 @@ struct LinePlan {
   LineMethod method;
   std::uint8_t stages;
   std::uint8_t radices[kMaxStages];  // in the order of use; their product is the length
-  const T* root_re;                  // exp(-2 pi i k / length), k < length (mixed radix)
+  const T* root_re;                  // exp(-2 pi i k / length) at root_step * k, k < length (mixed radix)
   const T* root_im;
+  std::int32_t root_step;
   const std::int32_t* positions;  // result k of the finished transform is element positions[k]
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, the
@@ -46,8 +47,13 @@ template <class T>
 struct PlanePlan {
   std::int32_t rows;
   std::int32_t row_length;
-  const LinePlan<T>* row;  // over row_length, across several rows at a time
   const LinePlan<T>* column;
+
+  // Rows several at a time, one in each lane, or else each row in itself: value n in lane n % lanes of
+  // element n / lanes, so that a row is row_length / lanes elements.
+  bool rows_within_lanes;
+  const LinePlan<T>* row;  // over row_length or over those elements
+  const T* row_twiddles;   // within lanes: element k, lane l is exp(-2 pi i k l / row_length)
 
   // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements, block_pitch
   // values apart; behind them, from value `line_offset` on, the lines in work. The last block starts at

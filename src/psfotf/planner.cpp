@@ -159,25 +159,45 @@ void fill_positions(const LineShape& shape, std::int32_t* positions) noexcept {
   }
 }
 
+// Roots of unity of one order: entry k at place k.
 template <class T>
-LinePlan<T>* lay_mixed_radix(const LineShape& shape, Arena& arena) noexcept {
-  const auto n = static_cast<std::uint64_t>(shape.length);
+struct RootTable {
+  std::int32_t order = 0;
+  const T* re = nullptr;
+  const T* im = nullptr;
+};
+
+template <class T>
+RootTable<T> lay_roots(std::int32_t order, Arena& arena) noexcept {
+  auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
+  auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
+  if (!arena.counting()) fill_roots(order, order, re, im);
+  return {order, re, im};
+}
+
+// The order of the roots is a multiple of the length.
+template <class T>
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, const RootTable<T>& roots, Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
-  auto* root_re = arena.take<T>(n);
-  auto* root_im = arena.take<T>(n);
-  auto* positions = arena.take<std::int32_t>(n);
+  auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   if (arena.counting()) return nullptr;
   *plan = {};
   plan->length = shape.length;
   plan->method = shape.method;
   plan->stages = shape.stages;
   std::copy(shape.radices, shape.radices + kMaxStages, plan->radices);
-  fill_roots(shape.length, shape.length, root_re, root_im);
   fill_positions(shape, positions);
-  plan->root_re = root_re;
-  plan->root_im = root_im;
+  plan->root_re = roots.re;
+  plan->root_im = roots.im;
+  plan->root_step = roots.order / shape.length;
   plan->positions = positions;
   return plan;
+}
+
+template <class T>
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, Arena& arena) noexcept {
+  const RootTable<T> roots = lay_roots<T>(shape.length, arena);
+  return lay_mixed_radix<T>(shape, roots, arena);
 }
 
 std::int32_t power_mod(std::int64_t base, std::int32_t exponent, std::int32_t modulus) noexcept {
@@ -319,6 +339,35 @@ LinePlan<T>* lay_line(const LineShape& shape, int max_power_of_two_radix, Arena&
                                                  : lay_convolution<T>(shape, max_power_of_two_radix, arena);
 }
 
+// How both axes of a plane are transformed.
+struct PlaneMethod {
+  LineShape column;
+  LineShape row;  // of the elements of a row, where rows are transformed within their lanes
+  bool rows_within_lanes;
+};
+
+// A row within its lanes needs whole vectors, unrolled radices, and enough elements to fill the vectors of
+// its last step.
+bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
+  if (lanes == 1 || 2 * elements.length < lanes || elements.stages == 0) return false;
+  return std::all_of(elements.radices, elements.radices + elements.stages,
+                     [](int radix) { return radix <= kMaxFixedRadix; });
+}
+
+template <class T>
+PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  const int max_radix = kernels.max_power_of_two_radix;
+  PlaneMethod method{choose_line(shape.rows, max_radix), choose_line(shape.row_length, max_radix), false};
+  LineShape elements;
+  if (shape.row_length % kernels.lanes == 0 &&
+      factorize(elements, shape.row_length / kernels.lanes, max_radix) &&
+      fits_lanes(elements, kernels.lanes)) {
+    method.row = elements;
+    method.rows_within_lanes = true;
+  }
+  return method;
+}
+
 // The plan's own places in the workspace, in values.
 struct WorkspaceLayout {
   std::int32_t blocks;
@@ -328,7 +377,7 @@ struct WorkspaceLayout {
 };
 
 template <class T>
-WorkspaceLayout lay_workspace(const PlaneShape& shape, const LineShape& row, const LineShape& column,
+WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
                               std::int32_t lanes) noexcept {
   constexpr std::uint64_t line = 64 / sizeof(T);
   constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
@@ -338,29 +387,57 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const LineShape& row, con
   const std::uint64_t block = element * static_cast<std::uint64_t>(shape.rows);
   layout.block_pitch = (block + line - 1) / line * line + padding;
   layout.line_offset = layout.block_pitch * static_cast<std::uint64_t>(layout.blocks);
-  const auto row_elements =
-      static_cast<std::uint64_t>(shape.row_length) + 2 * static_cast<std::uint64_t>(row.inner_length);
-  const std::uint64_t column_elements = 2 * static_cast<std::uint64_t>(column.inner_length);
+  // Within lanes: the row's elements and a plain row with a vector's room behind each part.
+  const auto row = static_cast<std::uint64_t>(method.row.length);
+  const std::uint64_t row_elements =
+      method.rows_within_lanes ? 2 * row + 1 : row + 2 * static_cast<std::uint64_t>(method.row.inner_length);
+  const std::uint64_t column_elements = 2 * static_cast<std::uint64_t>(method.column.inner_length);
   layout.values = layout.line_offset + element * std::max(row_elements, column_elements);
   return layout;
 }
 
-// Plans of both axes; a square plane needs only one.
 template <class T>
-PlanePlan<T>* lay_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels, Arena& arena) noexcept {
+void fill_row_twiddles(const RootTable<T>& roots, std::int32_t elements, std::int32_t lanes,
+                       T* twiddles) noexcept {
+  for (std::int32_t k = 0; k < elements; ++k, twiddles += 2 * lanes) {
+    for (std::int32_t lane = 0; lane < lanes; ++lane) {
+      twiddles[lane] = roots.re[k * lane];
+      twiddles[lanes + lane] = roots.im[k * lane];
+    }
+  }
+}
+
+// Axes of equal length share their tables.
+template <class T>
+PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
+                        const PrecisionKernels<T>& kernels, Arena& arena) noexcept {
   const int max_radix = kernels.max_power_of_two_radix;
-  const LineShape row = choose_line(shape.row_length, max_radix);
-  const LineShape column = choose_line(shape.rows, max_radix);
+  const bool square = shape.rows == shape.row_length;
   auto* plan = arena.take<PlanePlan<T>>(1);
-  const LinePlan<T>* row_plan = lay_line<T>(row, max_radix, arena);
-  const LinePlan<T>* column_plan =
-      shape.rows == shape.row_length ? row_plan : lay_line<T>(column, max_radix, arena);
+  const LinePlan<T>* column = lay_line<T>(method.column, max_radix, arena);
+  const LinePlan<T>* row = column;
+  T* row_twiddles = nullptr;
+  if (method.rows_within_lanes) {
+    RootTable<T> roots;
+    if (!square) {
+      roots = lay_roots<T>(shape.row_length, arena);
+    } else if (column != nullptr) {
+      roots = {shape.rows, column->root_re, column->root_im};
+    }
+    row = lay_mixed_radix<T>(method.row, roots, arena);
+    row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
+    if (!arena.counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
+  } else if (!square) {
+    row = lay_line<T>(method.row, max_radix, arena);
+  }
   if (arena.counting()) return nullptr;
-  const WorkspaceLayout layout = lay_workspace<T>(shape, row, column, kernels.lanes);
+  const WorkspaceLayout layout = lay_workspace<T>(shape, method, kernels.lanes);
   *plan = {shape.rows,
            shape.row_length,
-           row_plan,
-           column_plan,
+           column,
+           method.rows_within_lanes,
+           row,
+           row_twiddles,
            layout.blocks,
            static_cast<std::size_t>(layout.block_pitch),
            static_cast<std::size_t>(layout.line_offset)};
@@ -371,28 +448,25 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PrecisionKernels<T>& kern
 
 template <class T>
 std::uint64_t plan_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  if (!is_possible(choose_line(shape.row_length, kernels.max_power_of_two_radix)) ||
-      !is_possible(choose_line(shape.rows, kernels.max_power_of_two_radix))) {
-    return kImpossible;
-  }
+  const PlaneMethod method = choose_plane(shape, kernels);
+  if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   Arena arena(nullptr);
-  lay_plane<T>(shape, kernels, arena);
+  lay_plane<T>(shape, method, kernels, arena);
   return arena.used();
 }
 
 template <class T>
 std::uint64_t workspace_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  const LineShape row = choose_line(shape.row_length, kernels.max_power_of_two_radix);
-  const LineShape column = choose_line(shape.rows, kernels.max_power_of_two_radix);
-  if (!is_possible(row) || !is_possible(column)) return kImpossible;
-  return lay_workspace<T>(shape, row, column, kernels.lanes).values * sizeof(T);
+  const PlaneMethod method = choose_plane(shape, kernels);
+  if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
+  return lay_workspace<T>(shape, method, kernels.lanes).values * sizeof(T);
 }
 
 template <class T>
 const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PrecisionKernels<T>& kernels,
                                     void* memory) noexcept {
   Arena arena(memory);
-  return lay_plane<T>(shape, kernels, arena);
+  return lay_plane<T>(shape, choose_plane(shape, kernels), kernels, arena);
 }
 
 template std::uint64_t plan_bytes(const PlaneShape&, const PrecisionKernels<float>&) noexcept;

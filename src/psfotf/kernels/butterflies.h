@@ -14,24 +14,24 @@ struct Complex {
 };
 
 template <class V>
-inline Complex<V> operator+(const Complex<V>& a, const Complex<V>& b) noexcept {
+[[gnu::always_inline]] inline Complex<V> operator+(const Complex<V>& a, const Complex<V>& b) noexcept {
   return {a.re + b.re, a.im + b.im};
 }
 template <class V>
-inline Complex<V> operator-(const Complex<V>& a, const Complex<V>& b) noexcept {
+[[gnu::always_inline]] inline Complex<V> operator-(const Complex<V>& a, const Complex<V>& b) noexcept {
   return {a.re - b.re, a.im - b.im};
 }
 // a + i b and a - i b.
 template <class V>
-inline Complex<V> add_i(const Complex<V>& a, const Complex<V>& b) noexcept {
+[[gnu::always_inline]] inline Complex<V> add_i(const Complex<V>& a, const Complex<V>& b) noexcept {
   return {a.re - b.im, a.im + b.re};
 }
 template <class V>
-inline Complex<V> sub_i(const Complex<V>& a, const Complex<V>& b) noexcept {
+[[gnu::always_inline]] inline Complex<V> sub_i(const Complex<V>& a, const Complex<V>& b) noexcept {
   return {a.re + b.im, a.im - b.re};
 }
 template <class V>
-inline Complex<V> multiply(const Complex<V>& a, V re, V im) noexcept {
+[[gnu::always_inline]] inline Complex<V> multiply(const Complex<V>& a, V re, V im) noexcept {
   return {mul_sub(a.re, re, a.im * im), mul_add(a.re, im, a.im * re)};
 }
 
@@ -76,13 +76,13 @@ template <class V>
 using LaneOf = typename Lane<V>::Type;
 
 template <class V>
-inline V constant(double a) noexcept {
+[[gnu::always_inline]] inline V constant(double a) noexcept {
   return simd::broadcast(static_cast<LaneOf<V>>(a));
 }
 
 // a * exp(-2 pi i K / N)
 template <int K, int N, class V>
-inline Complex<V> rotate(const Complex<V>& a) noexcept {
+[[gnu::always_inline]] inline Complex<V> rotate(const Complex<V>& a) noexcept {
   if constexpr (K % N == 0) {
     return a;
   } else {
@@ -97,7 +97,7 @@ struct Butterfly {
   static_assert(R % 2 == 1);
 
   template <class V>
-  static inline void apply(Complex<V>* x) noexcept {
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
     constexpr int half = R / 2;
     Complex<V> sum[half];
     Complex<V> difference[half];
@@ -143,7 +143,7 @@ struct Butterfly {
 template <>
 struct Butterfly<2> {
   template <class V>
-  static inline void apply(Complex<V>* x) noexcept {
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
     const Complex<V> a = x[0];
     x[0] = a + x[1];
     x[1] = a - x[1];
@@ -153,7 +153,7 @@ struct Butterfly<2> {
 template <>
 struct Butterfly<4> {
   template <class V>
-  static inline void apply(Complex<V>* x) noexcept {
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
     const Complex<V> a = x[0] + x[2];
     const Complex<V> b = x[0] - x[2];
     const Complex<V> c = x[1] + x[3];
@@ -168,7 +168,7 @@ struct Butterfly<4> {
 template <>
 struct Butterfly<8> {
   template <class V>
-  static inline void apply(Complex<V>* x) noexcept {
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
     Complex<V> even[4] = {x[0], x[2], x[4], x[6]};
     Complex<V> odd[4] = {x[1], x[3], x[5], x[7]};
     Butterfly<4>::apply(even);
@@ -193,7 +193,7 @@ struct Butterfly<8> {
 template <>
 struct Butterfly<16> {
   template <class V>
-  static inline void apply(Complex<V>* x) noexcept {
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
     Complex<V> t[4][4];
 #pragma GCC unroll 4
     for (int i = 0; i < 4; ++i) {
@@ -221,7 +221,7 @@ struct Butterfly<16> {
 
  private:
   template <class V>
-  static inline V zero_minus(V a) noexcept {
+  [[gnu::always_inline]] static inline V zero_minus(V a) noexcept {
     return constant<V>(0) - a;
   }
 };

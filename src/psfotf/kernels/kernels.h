@@ -14,11 +14,12 @@ struct PrecisionKernels {
 
   // Transforms one plane and scales the results; every value is read before any is written. The workspace
   // holds workspace_bytes() bytes, aligned to a cache line.
-  void (*transform_plane)(const PlanePlan<T>& plan, T scale, const PlaneArrays& arrays, void* workspace);
+  void (*transform_plane)(const PlanePlan<T>& plan, T scale, const PlaneArrays& arrays,
+                          void* workspace) noexcept;
 
   // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
   // methods 2 * plan.inner->length elements of `work`. Result k is then element plan.positions[k].
-  void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work);
+  void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 };
 
 struct Kernels {

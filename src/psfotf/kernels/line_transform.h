@@ -17,12 +17,12 @@ template <class V>
 inline constexpr std::ptrdiff_t kElement = 2 * V::kLanes;  // values
 
 template <class V>
-inline Complex<V> load_element(const LaneOf<V>* p) noexcept {
+[[gnu::always_inline]] inline Complex<V> load_element(const LaneOf<V>* p) noexcept {
   return {simd::load(p), simd::load(p + V::kLanes)};
 }
 
 template <class V>
-inline void store_element(LaneOf<V>* p, const Complex<V>& a) noexcept {
+[[gnu::always_inline]] inline void store_element(LaneOf<V>* p, const Complex<V>& a) noexcept {
   simd::store_aligned(p, a.re);
   simd::store_aligned(p + V::kLanes, a.im);
 }
@@ -57,6 +57,35 @@ void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m,
       at += roots.step;
     }
     data += (R - 1) * stride;
+  }
+}
+
+// The first stage, straight from the caller's values: element i is kLanes contiguous doubles.
+template <class V, int R>
+void load_first_stage(const double* re, const double* im, LaneOf<V>* data, std::int32_t m,
+                      const Roots<LaneOf<V>>& roots) noexcept {
+  const std::ptrdiff_t stride = m * kElement<V>;
+  const std::ptrdiff_t source_stride = m * static_cast<std::ptrdiff_t>(V::kLanes);
+  std::ptrdiff_t at = 0;
+  for (std::int32_t j = 0; j < m; ++j) {
+    Complex<V> x[R];
+#pragma GCC unroll 16
+    for (int i = 0; i < R; ++i) {
+      simd::load_doubles(x[i].re, re + i * source_stride);
+      simd::load_doubles(x[i].im, im + i * source_stride);
+    }
+    Butterfly<R>::apply(x);
+    store_element<V>(data, x[0]);
+#pragma GCC unroll 16
+    for (int q = 1; q < R; ++q) {
+      const Complex<V> y =
+          multiply(x[q], simd::broadcast(roots.re[q * at]), simd::broadcast(roots.im[q * at]));
+      store_element<V>(data + q * stride, y);
+    }
+    re += V::kLanes;
+    im += V::kLanes;
+    data += kElement<V>;
+    at += roots.step;
   }
 }
 
@@ -158,6 +187,8 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
 
 template <class V>
 struct RadixCode {
+  void (*load_first)(const double*, const double*, LaneOf<V>*, std::int32_t,
+                     const Roots<LaneOf<V>>&) noexcept;
   void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&) noexcept;
@@ -165,7 +196,7 @@ struct RadixCode {
 
 template <class V, int R>
 constexpr RadixCode<V> radix_code() noexcept {
-  return {twiddled_stage<V, R>, last_stage<V, R>, store_last_stage<V, R>};
+  return {load_first_stage<V, R>, twiddled_stage<V, R>, last_stage<V, R>, store_last_stage<V, R>};
 }
 
 template <class V>
@@ -189,24 +220,32 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     radix_code<V, 16>(),
 };
 
-// The first `stages` stages of a mixed-radix plan.
+// Stages first to last - 1 of a mixed-radix plan.
 template <class V>
-void run_stages(const LinePlan<LaneOf<V>>& plan, int stages, LaneOf<V>* data) noexcept {
+void run_stages(const LinePlan<LaneOf<V>>& plan, int first, int last, LaneOf<V>* data) noexcept {
   std::int32_t groups = 1;
   std::int32_t m = plan.length;
-  for (int s = 0; s < stages; ++s) {
+  for (int s = 0; s < last; ++s) {
     const int radix = plan.radices[s];
     m /= radix;
-    const Roots<LaneOf<V>> roots{plan.root_re, plan.root_im, groups};
-    if (radix > kMaxFixedRadix) {
-      direct_stage<V>(data, radix, groups, m, roots);
-    } else if (m == 1) {
-      kRadixCode<V>[radix].last(data, groups);
-    } else {
-      kRadixCode<V>[radix].twiddled(data, groups, m, roots);
+    if (s >= first) {
+      const Roots<LaneOf<V>> roots{plan.root_re, plan.root_im,
+                                   static_cast<std::ptrdiff_t>(groups) * plan.root_step};
+      if (radix > kMaxFixedRadix) {
+        direct_stage<V>(data, radix, groups, m, roots);
+      } else if (m == 1) {
+        kRadixCode<V>[radix].last(data, groups);
+      } else {
+        kRadixCode<V>[radix].twiddled(data, groups, m, roots);
+      }
     }
     groups *= radix;
   }
+}
+
+template <class V>
+void run_stages(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
+  run_stages<V>(plan, 0, plan.stages, data);
 }
 
 // work[second] = the convolution's spectrum times work[first], parts swapped and in natural order: the same
@@ -230,14 +269,14 @@ void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work
   for (std::int32_t q = 0; q < inner.length; ++q) {
     store_element<V>(work + q * kElement<V>, load_element<V>(data + plan.gather[q] * kElement<V>));
   }
-  run_stages<V>(inner, inner.stages, work);
+  run_stages<V>(inner, work);
   const Complex<V> first = load_element<V>(data);
   store_element<V>(data, first + load_element<V>(work));
   convolve<V>(plan, work, other);
   // A constant in every result of the inverse transform is a constant in its first input.
   const Complex<V> c = load_element<V>(other);
   store_element<V>(other, c + Complex<V>{first.im, first.re});
-  run_stages<V>(inner, inner.stages, other);
+  run_stages<V>(inner, other);
   for (std::int32_t q = 0; q < inner.length; ++q) {
     const Complex<V> y = load_element<V>(other + inner.positions[q] * kElement<V>);
     store_element<V>(data + plan.scatter[q] * kElement<V>, Complex<V>{y.im, y.re});
@@ -258,9 +297,9 @@ void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* 
   for (std::int32_t j = plan.length; j < inner.length; ++j) {
     store_element<V>(work + j * kElement<V>, Complex<V>{zero, zero});
   }
-  run_stages<V>(inner, inner.stages, work);
+  run_stages<V>(inner, work);
   convolve<V>(plan, work, other);
-  run_stages<V>(inner, inner.stages, other);
+  run_stages<V>(inner, other);
   for (std::int32_t k = 0; k < plan.length; ++k) {
     const Complex<V> y = load_element<V>(other + inner.positions[k] * kElement<V>);
     store_element<V>(data + k * kElement<V>,
@@ -270,10 +309,10 @@ void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* 
 }
 
 template <class V>
-void transform_lines(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) {
+void transform_lines(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   switch (plan.method) {
     case LineMethod::kMixedRadix:
-      return run_stages<V>(plan, plan.stages, data);
+      return run_stages<V>(plan, data);
     case LineMethod::kRader:
       return run_rader<V>(plan, data, work);
     case LineMethod::kBluestein:

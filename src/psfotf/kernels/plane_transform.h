@@ -86,8 +86,8 @@ void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* li
 }
 
 template <class V>
-void transform_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
-                    const Workspace<V>& workspace) noexcept {
+void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
+                           const Workspace<V>& workspace) noexcept {
   LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
   for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
     const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
@@ -99,6 +99,79 @@ void transform_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays
     const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
     scatter_rows<V>(plan, scale, workspace.line, first, valid, workspace.blocks);
     scatter_rows<V>(plan, scale, workspace.line + V::kLanes, first, valid, workspace.blocks + V::kLanes);
+  }
+}
+
+// The last step of a row in itself: kLanes elements, transposed, are the inputs of as many butterflies
+// across what were the lanes; result q of them holds columns first + q * plan.row->length onwards.
+template <class V>
+[[gnu::always_inline]] inline void finish_row(const PlanePlan<LaneOf<V>>& plan, V scale,
+                                              const LaneOf<V>* line, std::int32_t first,
+                                              Complex<V>* results) noexcept {
+  constexpr int lanes = V::kLanes;
+  const std::int32_t last = plan.row->length - 1;
+  V re[lanes];
+  V im[lanes];
+#pragma GCC unroll 16
+  for (int i = 0; i < lanes; ++i) {
+    const std::int32_t k = first + i <= last ? first + i : last;
+    const Complex<V> x = load_element<V>(line + plan.row->positions[k] * kElement<V>);
+    const Complex<V> w = load_element<V>(plan.row_twiddles + k * kElement<V>);
+    const Complex<V> y = multiply(x, w.re, w.im);
+    re[i] = y.re * scale;
+    im[i] = y.im * scale;
+  }
+  simd::transpose(re);
+  simd::transpose(im);
+#pragma GCC unroll 16
+  for (int i = 0; i < lanes; ++i) results[i] = {re[i], im[i]};
+  Butterfly<lanes>::apply(results);
+}
+
+// One row after another, each in itself.
+template <class V>
+void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
+                           const Workspace<V>& workspace) noexcept {
+  constexpr int lanes = V::kLanes;
+  using T = LaneOf<V>;
+  const LinePlan<T>& line = *plan.row;
+  const std::int32_t elements = line.length;
+  const bool aligned = elements % lanes == 0;
+  const int radix = line.radices[0];
+  const std::int32_t m = elements / radix;
+  const Roots<T> roots{line.root_re, line.root_im, line.root_step};
+  T* row_re = workspace.line + elements * kElement<V>;  // plain rows with room for one vector more
+  T* row_im = row_re + plan.row_length + lanes;
+  for (std::int32_t r = 0; r < plan.rows; ++r) {
+    const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
+    kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, workspace.line, m, roots);
+    run_stages<V>(line, 1, line.stages, workspace.line);
+    T* row = workspace.blocks + r * kElement<V>;
+    if (aligned) {
+      const std::ptrdiff_t pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
+      for (std::int32_t k = 0; k < elements; k += lanes) {
+        Complex<V> x[lanes];
+        finish_row<V>(plan, scale, workspace.line, k, x);
+        T* place = row + k / lanes * pitch;
+#pragma GCC unroll 16
+        for (int q = 0; q < lanes; ++q) store_element<V>(place + q * (elements / lanes) * pitch, x[q]);
+      }
+      continue;
+    }
+    // Vectors of results run over the end of their stretch; what belongs there is written later.
+    for (std::int32_t k = elements / lanes * lanes; k >= 0; k -= lanes) {
+      Complex<V> x[lanes];
+      finish_row<V>(plan, scale, workspace.line, k, x);
+#pragma GCC unroll 16
+      for (int q = 0; q < lanes; ++q) {
+        simd::store(row_re + k + q * elements, x[q].re);
+        simd::store(row_im + k + q * elements, x[q].im);
+      }
+    }
+    for (std::int32_t b = 0; b < plan.blocks; ++b) {
+      T* place = row + static_cast<std::size_t>(b) * plan.block_pitch;
+      store_element<V>(place, Complex<V>{simd::load(row_re + b * lanes), simd::load(row_im + b * lanes)});
+    }
   }
 }
 
@@ -153,7 +226,7 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arra
     out.count = left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>;
     for (int i = 0; i < out.count; ++i) {
       LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b + i) * plan.block_pitch;
-      run_stages<V>(column, column.stages - 1, block);
+      run_stages<V>(column, 0, column.stages - 1, block);
       out.blocks[i] = block;
       out.columns[i] = first_column<V>(b + i, plan.row_length);
     }
@@ -163,10 +236,16 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arra
 
 template <class V>
 void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const PlaneArrays& arrays,
-                     void* memory) {
+                     void* memory) noexcept {
   auto* values = static_cast<LaneOf<V>*>(memory);
   const Workspace<V> workspace{values, values + plan.line_offset};
-  transform_rows<V>(plan, simd::broadcast(scale), arrays, workspace);
+  if constexpr (V::kLanes > 1) {
+    if (plan.rows_within_lanes) {
+      transform_rows_within<V>(plan, simd::broadcast(scale), arrays, workspace);
+      return transform_columns<V>(plan, arrays, workspace);
+    }
+  }
+  transform_rows_across<V>(plan, simd::broadcast(scale), arrays, workspace);
   transform_columns<V>(plan, arrays, workspace);
 }
 

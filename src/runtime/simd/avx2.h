@@ -78,7 +78,7 @@ inline void stream_doubles(double* p, F64 a) noexcept { _mm256_stream_pd(p, a.v)
 inline void stream_fence() noexcept { _mm_sfence(); }
 
 // Row i, lane j of kLanes rows becomes row j, lane i.
-inline void transpose(F32* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   __m256 pairs[8];
   for (int i = 0; i < 8; i += 2) {
     pairs[i] = _mm256_unpacklo_ps(r[i].v, r[i + 1].v);
@@ -96,7 +96,7 @@ inline void transpose(F32* r) noexcept {
     r[i + 4].v = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x31);
   }
 }
-inline void transpose(F64* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F64* r) noexcept {
   const __m256d a = _mm256_unpacklo_pd(r[0].v, r[1].v);
   const __m256d b = _mm256_unpackhi_pd(r[0].v, r[1].v);
   const __m256d c = _mm256_unpacklo_pd(r[2].v, r[3].v);

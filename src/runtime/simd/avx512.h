@@ -78,7 +78,7 @@ inline void stream_doubles(double* p, F64 a) noexcept { _mm512_stream_pd(p, a.v)
 inline void stream_fence() noexcept { _mm_sfence(); }
 
 // Row i, lane j of kLanes rows becomes row j, lane i.
-inline void transpose(F32* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   __m512 t[16];
   for (int i = 0; i < 16; i += 2) {
     t[i] = _mm512_unpacklo_ps(r[i].v, r[i + 1].v);
@@ -103,7 +103,7 @@ inline void transpose(F32* r) noexcept {
     r[12 + k].v = _mm512_shuffle_f32x4(b, d, 0xDD);
   }
 }
-inline void transpose(F64* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F64* r) noexcept {
   __m512d t[8];
   for (int i = 0; i < 8; i += 2) {
     t[i] = _mm512_unpacklo_pd(r[i].v, r[i + 1].v);

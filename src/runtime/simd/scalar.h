@@ -66,8 +66,8 @@ inline void stream_doubles(double* p, F64 a) noexcept { *p = a.v; }
 inline void stream_fence() noexcept {}
 
 // Row i, lane j of kLanes rows becomes row j, lane i.
-inline void transpose(F32*) noexcept {}
-inline void transpose(F64*) noexcept {}
+[[gnu::always_inline]] inline void transpose(F32*) noexcept {}
+[[gnu::always_inline]] inline void transpose(F64*) noexcept {}
 
 }  // namespace
 }  // namespace kyv::simd

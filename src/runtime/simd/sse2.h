@@ -76,7 +76,7 @@ inline void stream_doubles(double* p, F64 a) noexcept { _mm_stream_pd(p, a.v); }
 inline void stream_fence() noexcept { _mm_sfence(); }
 
 // Row i, lane j of kLanes rows becomes row j, lane i.
-inline void transpose(F32* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   const __m128 a = _mm_unpacklo_ps(r[0].v, r[1].v);
   const __m128 b = _mm_unpackhi_ps(r[0].v, r[1].v);
   const __m128 c = _mm_unpacklo_ps(r[2].v, r[3].v);
@@ -86,7 +86,7 @@ inline void transpose(F32* r) noexcept {
   r[2].v = _mm_movelh_ps(b, d);
   r[3].v = _mm_movehl_ps(d, b);
 }
-inline void transpose(F64* r) noexcept {
+[[gnu::always_inline]] inline void transpose(F64* r) noexcept {
   const __m128d a = _mm_unpacklo_pd(r[0].v, r[1].v);
   r[1].v = _mm_unpackhi_pd(r[0].v, r[1].v);
   r[0].v = a;
