@@ -44,11 +44,15 @@ class Descriptor {
     const std::int32_t lengths[2] = {shape_.rows, shape_.row_length};
     const std::uint64_t workspace = array_workspace_bytes(precision_, lengths, kernels_);
     const std::uint64_t parts = 2 * sizeof(double) * elements();
-    if (workspace <= SIZE_MAX - parts) {
-      interleaved_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(parts + workspace));
+    if (parts <= SIZE_MAX && workspace <= SIZE_MAX - parts) {
+      interleaved_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(workspace + parts));
     }
-    if (interleaved_memory_ == nullptr) release();
-    return interleaved_memory_ != nullptr;
+    if (interleaved_memory_ == nullptr) {
+      release();
+      return false;
+    }
+    parts_ = reinterpret_cast<double*>(static_cast<std::byte*>(interleaved_memory_) + workspace);
+    return true;
   }
 
   void compute(Direction direction, const PlaneArrays& arrays, void* workspace) const noexcept {
@@ -98,13 +102,13 @@ class Descriptor {
   template <class T>
   void compute_pairs(Direction direction, T* pairs) const noexcept {
     const auto count = static_cast<std::size_t>(elements());
-    auto* re = static_cast<double*>(interleaved_memory_);
+    double* re = parts_;
     double* im = re + count;
     for (std::size_t i = 0; i < count; ++i) {
       re[i] = static_cast<double>(pairs[2 * i]);
       im[i] = static_cast<double>(pairs[2 * i + 1]);
     }
-    compute(direction, {re, im, re, im}, im + count);
+    compute(direction, {re, im, re, im}, interleaved_memory_);
     for (std::size_t i = 0; i < count; ++i) {
       pairs[2 * i] = static_cast<T>(re[i]);
       pairs[2 * i + 1] = static_cast<T>(im[i]);
@@ -127,7 +131,8 @@ class Descriptor {
   const PlanePlan<float>* single_ = nullptr;
   const PlanePlan<double>* double_ = nullptr;
   void* plan_memory_ = nullptr;
-  void* interleaved_memory_ = nullptr;
+  void* interleaved_memory_ = nullptr;  // the workspace and, behind it, the parts
+  double* parts_ = nullptr;
   alignas(64) std::byte inline_memory_[kInlineBytes];
 };
 

@@ -88,10 +88,10 @@ ExtendedRoot root(std::int64_t k, std::int64_t n) noexcept {
 
 constexpr std::int32_t kMaxFine = 256;
 
-// About the square root of n, and at most an eighth of the circle.
+// About the square root of n, and at most a sixteenth of the circle.
 std::int32_t fine_count(std::int32_t n) noexcept {
   std::int32_t size = 1;
-  while (size < kMaxFine && size * size < n && 16 * size <= n) size *= 2;
+  while (size < kMaxFine && size * size < n && 32 * size <= n) size *= 2;
   return size;
 }
 

@@ -1,6 +1,7 @@
 // Transforms by their definition in extended precision, and the tools to compare with them.
 #pragma once
 
+#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -160,6 +161,19 @@ inline Spectrum values_of(const Stack& stack, std::size_t plane) {
                  static_cast<long double>(stack.im[offset + i])};
   }
   return values;
+}
+
+// The factor by which a backward transform misses the exact one: its scale is a single-precision reciprocal.
+inline double scale_error(const Stack& s) {
+  const auto count = static_cast<float>(s.plane_size());
+  return static_cast<double>(1.0f / count) * static_cast<double>(count);
+}
+
+inline Stack without_scale_error(Stack psf) {
+  const double factor = 1.0 / scale_error(psf);
+  for (double& v : psf.re) v *= factor;
+  for (double& v : psf.im) v *= factor;
+  return psf;
 }
 
 // Error bounds of a forward transform, by the prime factors of its lengths.

@@ -1,0 +1,435 @@
+// What the conversions promise whatever the transform: layout, scale, planes, identities, failures.
+#include "psfotf/conversion.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "platform/platform.h"
+#include "psfotf/reference.h"
+#include "support/faulty_system.h"
+
+namespace kyv::psfotf::test {
+namespace {
+
+using testing_support::Call;
+using testing_support::FaultySystem;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+struct Variant {
+  const runtime::KernelSet* kernels;
+  Precision precision;
+
+  Stack forward(const Stack& s) const { return converted(s, Direction::kForward, precision, *kernels); }
+  Stack backward(const Stack& s) const { return converted(s, Direction::kBackward, precision, *kernels); }
+  double tolerance() const { return precision == Precision::kSingle ? 6e-7 : 1.2e-15; }
+};
+
+std::vector<Variant> variants() {
+  std::vector<Variant> all;
+  for (const runtime::KernelSet* set : runnable_kernel_sets()) {
+    all.push_back({set, Precision::kSingle});
+    all.push_back({set, Precision::kDouble});
+  }
+  return all;
+}
+
+class Conversion : public testing::TestWithParam<Variant> {
+ protected:
+  static constexpr std::pair<std::int32_t, std::int32_t> kSizes[] = {
+      {1, 1}, {8, 8}, {12, 5}, {16, 64}, {31, 31}, {64, 48}, {3, 256}, {107, 19}, {100, 60}};
+};
+
+Spectrum combined(const Spectrum& a, Extended s, const Spectrum& b, Extended t) {
+  Spectrum sum(a.size());
+  for (std::size_t i = 0; i < a.size(); ++i) sum[i] = s * a[i] + t * b[i];
+  return sum;
+}
+
+TEST_P(Conversion, IsTheDoubleSumOfItsDefinition) {
+  // Squares are the textbook transform of the picture; other planes that of `width` runs of `height` values.
+  for (const auto& [width, height] : {std::pair{4, 4}, {4, 2}, {2, 4}, {9, 6}, {5, 16}}) {
+    const Stack psf = rounded(random_stack(width, height, 1), GetParam().precision);
+    Spectrum expected(psf.plane_size());
+    for (std::int32_t u = 0; u < width; ++u) {
+      for (std::int32_t v = 0; v < height; ++v) {
+        for (std::int32_t j = 0; j < width; ++j) {
+          for (std::int32_t k = 0; k < height; ++k) {
+            const long double turns = static_cast<long double>(j * u % width) / width +
+                                      static_cast<long double>(k * v % height) / height;
+            const auto at = static_cast<std::size_t>(j * height + k);
+            expected[static_cast<std::size_t>(u * height + v)] +=
+                Extended(psf.re[at], psf.im[at]) * std::polar(1.0L, -2 * 3.14159265358979323846L * turns);
+          }
+        }
+      }
+    }
+    EXPECT_LE(relative_error(GetParam().forward(psf), 0, expected), GetParam().tolerance())
+        << width << " x " << height;
+  }
+}
+
+TEST_P(Conversion, ObeysTheIdentitiesOfTheTransform) {
+  for (const auto& [width, height] : kSizes) {
+    SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+    const Stack a = rounded(random_stack(width, height, 1, 1), GetParam().precision);
+    const Stack b = rounded(random_stack(width, height, 1, 2), GetParam().precision);
+    const Spectrum fa = values_of(GetParam().forward(a), 0);
+    const Spectrum fb = values_of(GetParam().forward(b), 0);
+    const std::size_t n = a.plane_size();
+
+    Stack sum = a;  // halves, so that the sums round as little as the inputs
+    for (std::size_t i = 0; i < n; ++i) {
+      sum.re[i] = a.re[i] / 2 - b.re[i] / 4;
+      sum.im[i] = a.im[i] / 2 - b.im[i] / 4;
+    }
+    EXPECT_LE(relative_error(GetParam().forward(sum), 0, combined(fa, 0.5L, fb, -0.25L)),
+              3 * GetParam().tolerance());
+
+    long double energy = 0;
+    long double transformed_energy = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      energy += static_cast<long double>(a.re[i]) * a.re[i] + static_cast<long double>(a.im[i]) * a.im[i];
+      transformed_energy += std::norm(fa[i]);
+    }
+    EXPECT_NEAR(static_cast<double>(transformed_energy / energy / static_cast<long double>(n)), 1.0,
+                4 * GetParam().tolerance());
+
+    const std::int32_t shift_j = width / 3;
+    const std::int32_t shift_k = height / 2;
+    Stack shifted = a;
+    Spectrum turned(n);
+    for (std::int32_t j = 0; j < width; ++j) {
+      for (std::int32_t k = 0; k < height; ++k) {
+        const auto at = static_cast<std::size_t>(j * height + k);
+        const auto to = static_cast<std::size_t>((j + shift_j) % width * height + (k + shift_k) % height);
+        shifted.re[to] = a.re[at];
+        shifted.im[to] = a.im[at];
+        const long double turns = static_cast<long double>(j * shift_j % width) / width +
+                                  static_cast<long double>(k * shift_k % height) / height;
+        turned[at] = fa[at] * std::polar(1.0L, -2 * 3.14159265358979323846L * turns);
+      }
+    }
+    EXPECT_LE(relative_error(GetParam().forward(shifted), 0, turned), 2 * GetParam().tolerance());
+
+    Stack real = a;
+    std::fill(real.im.begin(), real.im.end(), 0.0);
+    const Stack otf = GetParam().forward(real);
+    Spectrum mirrored(n);
+    for (std::int32_t j = 0; j < width; ++j) {
+      for (std::int32_t k = 0; k < height; ++k) {
+        const auto at = static_cast<std::size_t>((width - j) % width * height + (height - k) % height);
+        mirrored[static_cast<std::size_t>(j * height + k)] = {otf.re[at], -otf.im[at]};
+      }
+    }
+    EXPECT_LE(relative_error(otf, 0, mirrored), 2 * GetParam().tolerance());
+  }
+}
+
+TEST_P(Conversion, DeltaBecomesAConstantAndBack) {
+  // Sums of zeros and one value are exact wherever no convolution is used.
+  for (const auto& [width, height] : {std::pair{1, 1}, {8, 8}, {15, 7}, {32, 32}, {64, 96}, {34, 256}}) {
+    Stack delta(width, height, 1);
+    delta.re[0] = 3;
+    delta.im[0] = -0.5;
+    const Stack otf = GetParam().forward(delta);
+    EXPECT_TRUE(std::all_of(otf.re.begin(), otf.re.end(), [](double v) { return v == 3; }));
+    EXPECT_TRUE(std::all_of(otf.im.begin(), otf.im.end(), [](double v) { return v == -0.5; }));
+
+    // The scale is a single-precision reciprocal in both precisions.
+    const double scale = static_cast<double>(1.0f / static_cast<float>(width * height));
+    const Stack psf = GetParam().backward(delta);
+    const double re = GetParam().precision == Precision::kSingle ? static_cast<float>(3 * scale) : 3 * scale;
+    const double im = -0.5 * scale;
+    EXPECT_TRUE(std::all_of(psf.re.begin(), psf.re.end(), [&](double v) { return v == re; }))
+        << width << " x " << height;
+    EXPECT_TRUE(std::all_of(psf.im.begin(), psf.im.end(), [&](double v) { return v == im; }))
+        << width << " x " << height;
+
+    Stack constant(width, height, 1);
+    std::fill(constant.re.begin(), constant.re.end(), 0.75);
+    Spectrum peak(constant.plane_size());
+    peak[0] = 0.75L * width * height;
+    EXPECT_LE(relative_error(GetParam().forward(constant), 0, peak), GetParam().tolerance());
+  }
+}
+
+TEST_P(Conversion, DoubleBackwardUsesTheRoundedScale) {
+  // 1.0f / 15.0f is off by 3e-8 or so: visible in double precision.
+  Stack otf(5, 3, 1);
+  otf.re[0] = 15;
+  const double scale = static_cast<double>(1.0f / 15.0f);
+  ASSERT_GT(std::abs(15 * scale - 1), 1e-9);
+  const Stack psf = converted(otf, Direction::kBackward, Precision::kDouble, *GetParam().kernels);
+  for (const double v : psf.re) EXPECT_EQ(v, 15 * scale);
+}
+
+TEST_P(Conversion, PlanesAreIndependentAndInPlaceWorks) {
+  for (const auto& [width, height] : kSizes) {
+    for (const Direction direction : {Direction::kForward, Direction::kBackward}) {
+      const Stack stack = random_stack(width, height, 5);
+      const Stack all = converted(stack, direction, GetParam().precision, *GetParam().kernels);
+      const std::size_t n = stack.plane_size();
+      for (std::size_t p = 0; p < 5; ++p) {
+        Stack one(width, height, 1);
+        std::copy_n(stack.re.begin() + static_cast<std::ptrdiff_t>(p * n), n, one.re.begin());
+        std::copy_n(stack.im.begin() + static_cast<std::ptrdiff_t>(p * n), n, one.im.begin());
+        one = converted(one, direction, GetParam().precision, *GetParam().kernels);
+        EXPECT_TRUE(
+            std::equal(one.re.begin(), one.re.end(), all.re.begin() + static_cast<std::ptrdiff_t>(p * n)));
+        EXPECT_TRUE(
+            std::equal(one.im.begin(), one.im.end(), all.im.begin() + static_cast<std::ptrdiff_t>(p * n)));
+      }
+      Stack same = stack;
+      EXPECT_EQ(convert(same, same, direction, GetParam().precision, *GetParam().kernels), 0);
+      EXPECT_TRUE(same == all) << width << " x " << height;
+      // Real and imaginary arrays exchanged between source and destination.
+      Stack crossed = stack;
+      EXPECT_EQ(convert_planes({crossed.re.data(), crossed.im.data(), crossed.im.data(), crossed.re.data(),
+                                width, height, 5},
+                               direction, GetParam().precision, *GetParam().kernels),
+                0);
+      EXPECT_TRUE(crossed.re == all.im && crossed.im == all.re) << width << " x " << height;
+    }
+  }
+}
+
+TEST_P(Conversion, SameBitsForAnyAlignmentAndNothingBeyondThePlanes) {
+  constexpr std::size_t kMargin = 16;
+  for (const auto& [width, height] : kSizes) {
+    const Stack stack = random_stack(width, height, 2);
+    const Stack expected = GetParam().forward(stack);
+    const std::size_t n = stack.re.size();
+    for (std::size_t offset = 0; offset < 8; ++offset) {
+      std::vector<double> source(2 * (n + 2 * kMargin), kNan);
+      double* src_re = source.data() + kMargin + offset;
+      double* src_im = src_re + n + kMargin / 2;
+      std::copy(stack.re.begin(), stack.re.end(), src_re);
+      std::copy(stack.im.begin(), stack.im.end(), src_im);
+      std::vector<double> target(2 * (n + 2 * kMargin), 1234.5);
+      double* dst_re = target.data() + kMargin + (offset * 3) % 8;
+      double* dst_im = dst_re + n + kMargin / 2;
+      ASSERT_EQ(convert_planes({src_re, src_im, dst_re, dst_im, width, height, 2}, Direction::kForward,
+                               GetParam().precision, *GetParam().kernels),
+                0);
+      EXPECT_TRUE(std::equal(expected.re.begin(), expected.re.end(), dst_re)) << width << " x " << height;
+      EXPECT_TRUE(std::equal(expected.im.begin(), expected.im.end(), dst_im)) << width << " x " << height;
+      std::fill(dst_re, dst_re + n, 1234.5);
+      std::fill(dst_im, dst_im + n, 1234.5);
+      EXPECT_EQ(std::count(target.begin(), target.end(), 1234.5), static_cast<std::ptrdiff_t>(target.size()));
+    }
+  }
+}
+
+TEST_P(Conversion, OverflowAndNanStayInTheirPlane) {
+  for (const auto& [width, height] : kSizes) {
+    for (const double bad : {1e300, kInfinity, kNan}) {
+      Stack stack = random_stack(width, height, 3);
+      const Stack clean = GetParam().forward(stack);
+      const std::size_t n = stack.plane_size();
+      stack.re[n] = bad;
+      const Stack otf = GetParam().forward(stack);
+      const bool finite = bad == 1e300 && GetParam().precision == Precision::kDouble;
+      for (std::size_t i = 0; i < n; ++i) {
+        EXPECT_EQ(otf.re[i], clean.re[i]);
+        EXPECT_EQ(otf.im[2 * n + i], clean.im[2 * n + i]);
+        EXPECT_EQ(std::isfinite(otf.re[n + i]), finite);
+      }
+    }
+  }
+  Stack one(1, 1, 1);
+  one.re[0] = -1e300;
+  one.im[0] = 3.4028235677973366e38;  // the least double that rounds to infinity in single precision
+  const Stack result = GetParam().backward(one);
+  const bool single = GetParam().precision == Precision::kSingle;
+  EXPECT_EQ(result.re[0], single ? -kInfinity : -1e300);
+  EXPECT_EQ(result.im[0], single ? kInfinity : 3.4028235677973366e38);
+}
+
+TEST_P(Conversion, EmptyIsDoneBeforeAnythingElseIsLookedAt) {
+  constexpr std::int32_t huge = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
+  FaultySystem system;
+  system.fail(Call::kAllocate);
+  for (const auto& [width, height, planes] : {std::tuple{4, 4, 0},
+                                              {4, 4, -1},
+                                              {0, 4, 2},
+                                              {4, 0, 2},
+                                              {-3, 4, 1},
+                                              {4, least, 1},
+                                              {huge, huge, 0},
+                                              {huge, huge, least},
+                                              {0, huge, huge},
+                                              {huge, -1, huge}}) {
+    for (const Direction direction : {Direction::kForward, Direction::kBackward}) {
+      EXPECT_EQ(convert_planes({nullptr, nullptr, nullptr, nullptr, width, height, planes}, direction,
+                               GetParam().precision, *GetParam().kernels),
+                0);
+    }
+  }
+}
+
+TEST_P(Conversion, AbsurdSizesFailBeforeAnythingIsTouched) {
+  constexpr std::int32_t huge = std::numeric_limits<std::int32_t>::max();
+  for (const auto& [width, height] : {std::pair{46341, 46341},
+                                      {65536, 65536},
+                                      {65536, 32768},
+                                      {huge, huge},
+                                      {huge, 2},
+                                      {2, huge},
+                                      {huge, 1},
+                                      {1, huge}}) {
+    EXPECT_NE(convert_planes({nullptr, nullptr, nullptr, nullptr, width, height, 1}, Direction::kForward,
+                             GetParam().precision, *GetParam().kernels),
+              0)
+        << width << " x " << height;
+  }
+}
+
+TEST_P(Conversion, EveryAllocationMayFail) {
+  constexpr std::int32_t kPlanes = 3;
+  for (const auto& [width, height] : {std::pair{4, 4}, {20, 300}, {107, 103}}) {
+    const Stack stack = random_stack(width, height, kPlanes);
+    const Stack good = GetParam().forward(stack);
+    const Stack untransformed = rounded(stack, GetParam().precision);
+    const std::size_t n = stack.plane_size();
+    const auto plane_is = [&](const Stack& s, std::size_t p, const Stack& like) {
+      return std::memcmp(&s.re[p * n], &like.re[p * n], n * sizeof(double)) == 0 &&
+             std::memcmp(&s.im[p * n], &like.im[p * n], n * sizeof(double)) == 0;
+    };
+    FaultySystem system;
+    GetParam().forward(stack);
+    const int count = system.calls(Call::kAllocate);
+    ASSERT_EQ((count - 1) % kPlanes, 0);
+    const int per_plane = (count - 1) / kPlanes;
+    ASSERT_GE(per_plane, 1);
+    for (const int times : {1, testing_support::kForGood}) {
+      for (int failing = 0; failing < count; ++failing) {
+        SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + ", allocation " +
+                     std::to_string(failing) + (times == 1 ? " once" : " and all later ones"));
+        Stack result(width, height, kPlanes);
+        std::fill(result.re.begin(), result.re.end(), 99.0);
+        const Stack before = result;
+        system.fail_nothing();
+        system.fail(Call::kAllocate, failing, times);
+        const int status =
+            convert(stack, result, Direction::kForward, GetParam().precision, *GetParam().kernels);
+        EXPECT_TRUE(system.nothing_leaked());
+        if (failing == 0) {  // the scratch
+          EXPECT_NE(status, 0);
+          EXPECT_TRUE(result == before);
+          continue;
+        }
+        EXPECT_EQ(status, 0);
+        const auto hit = static_cast<std::size_t>((failing - 1) / per_plane);
+        for (std::size_t p = 0; p < kPlanes; ++p) {
+          const bool failed = times == 1 ? p == hit : p >= hit;
+          EXPECT_TRUE(plane_is(result, p, failed ? untransformed : good)) << "plane " << p;
+        }
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Variants, Conversion, testing::ValuesIn(variants()), [](const auto& variant) {
+  return std::string(variant.param.kernels->name) +
+         (variant.param.precision == Precision::kSingle ? "_single" : "_double");
+});
+
+// Large planes, where columns are gathered over many pages: chosen results by their definition, and back.
+class LargeConversion : public testing::TestWithParam<std::pair<std::int32_t, std::int32_t>> {};
+
+TEST_P(LargeConversion, SparseResultsAndRoundTrip) {
+  const auto [width, height] = GetParam();
+  const Stack psf = rounded(random_stack(width, height, 1), Precision::kSingle);
+  const Spectrum column_roots = extended_roots(width);
+  const Spectrum row_roots = extended_roots(height);
+  const auto rows = static_cast<std::size_t>(width);
+  const auto length = static_cast<std::size_t>(height);
+  const std::pair<std::size_t, std::size_t> chosen[] = {
+      {0, 1}, {rows / 2, 3}, {rows - 1, length / 3}, {rows / 7, length - 1}};
+  Spectrum expected;
+  for (const auto& [u, v] : chosen) {
+    Extended total = 0;
+    for (std::size_t j = 0; j < rows; ++j) {
+      long double re = 0;
+      long double im = 0;
+      std::size_t index = 0;
+      for (std::size_t k = 0; k < length; ++k) {
+        const Extended& w = row_roots[index];
+        const auto x = static_cast<long double>(psf.re[j * length + k]);
+        const auto y = static_cast<long double>(psf.im[j * length + k]);
+        re += x * w.real() - y * w.imag();
+        im += x * w.imag() + y * w.real();
+        index += v;
+        if (index >= length) index -= length;
+      }
+      total += Extended(re, im) * column_roots[j * u % rows];
+    }
+    expected.push_back(total);
+  }
+  for (const Variant& variant : variants()) {
+    SCOPED_TRACE(describe(psf, variant.precision, *variant.kernels));
+    const Stack otf = variant.forward(psf);
+    Stack picked(static_cast<std::int32_t>(expected.size()), 1, 1);
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      picked.re[i] = otf.re[chosen[i].first * length + chosen[i].second];
+      picked.im[i] = otf.im[chosen[i].first * length + chosen[i].second];
+    }
+    EXPECT_LE(relative_error(picked, 0, expected), 2 * variant.tolerance());
+    EXPECT_LE(relative_error(without_scale_error(variant.backward(otf)), 0, values_of(psf, 0)),
+              std::sqrt(2.0) * variant.tolerance());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, LargeConversion,
+                         testing::Values(std::pair{512, 512}, std::pair{1024, 1024}, std::pair{2048, 2048},
+                                         std::pair{512, 1000}, std::pair{1500, 512}),
+                         [](const auto& size) {
+                           return std::to_string(size.param.first) + "x" + std::to_string(size.param.second);
+                         });
+
+// One thread's share: the same conversion again and again.
+struct Converter {
+  const Stack* stack;
+  Stack result;
+  bool same = true;
+
+  static unsigned KYV_STDCALL run(void* argument) {
+    auto& self = *static_cast<Converter*>(argument);
+    for (int i = 0; i < 20; ++i) {
+      Stack result =
+          converted(*self.stack, Direction::kForward, Precision::kDouble, runtime::active_kernel_set());
+      if (i == 0) self.result = result;
+      self.same = self.same && result == self.result;
+    }
+    return 0;
+  }
+};
+
+TEST(ConversionThreads, EightFirstCallersGetTheBitsOfOne) {
+  const Stack stack = random_stack(48, 103, 2);
+  std::vector<Converter> converters(8, Converter{&stack, {}, true});
+  std::vector<platform::Handle> threads;
+  for (Converter& c : converters) {
+    std::uint32_t identifier = 0;
+    threads.push_back(platform::services._beginthreadex(&Converter::run, &c, &identifier));
+    ASSERT_NE(threads.back(), nullptr);
+  }
+  for (const platform::Handle thread : threads) {
+    EXPECT_EQ(platform::services.WaitForSingleObject(thread), platform::kWaitObject0);
+    platform::services.CloseHandle(thread);
+  }
+  const Stack alone = converted(stack, Direction::kForward, Precision::kDouble, runtime::active_kernel_set());
+  for (const Converter& c : converters) EXPECT_TRUE(c.same && c.result == alone);
+}
+
+}  // namespace
+}  // namespace kyv::psfotf::test
