@@ -21,6 +21,9 @@ void CSimpleTaskThread::stop() noexcept {
   if (handle() == nullptr) return;
   wake_up_.set();
   join();
+  // A wait that failed has not waited, and the object must outlive its thread.
+  while (!ended_.load()) {
+  }
   close();
 }
 
@@ -33,9 +36,11 @@ KYV_REALIGN_STACK unsigned KYV_STDCALL CSimpleTaskThread::run(void* self) noexce
                            platform::services.GetLastError());
       continue;
     }
-    if (thread.quit_.load() != 0) return 0;
+    if (thread.quit_.load() != 0) break;
     thread.run_current_task();
   }
+  thread.ended_.store(true);
+  return 0;
 }
 
 void CSimpleTaskThread::run_current_task() noexcept {

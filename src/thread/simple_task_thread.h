@@ -30,6 +30,7 @@ class CSimpleTaskThread : public CMyThread {
 
   CBaseEvent wake_up_;
   std::atomic<std::uint32_t> quit_{0};
+  std::atomic<bool> ended_{false};  // the thread's last access to this object
   std::atomic<TaskRecord*> current_{nullptr};
 };
 

@@ -17,15 +17,18 @@ std::uint32_t slot_index() noexcept {
 
 struct Lookup {
   ThreadContext* context;
-  bool failed;
+  std::uint32_t error;
 };
 
-Lookup look_up_context(std::uint32_t index) noexcept {
+Lookup read_slot(std::uint32_t index) noexcept {
   void* value = services.TlsGetValue(index);
-  if (value != nullptr) return {static_cast<ThreadContext*>(value), false};
-  const std::uint32_t error = services.GetLastError();
-  if (error != 0) debug_print("TlsGetValue Error : %u\n", error);
-  return {nullptr, error != 0};
+  return {static_cast<ThreadContext*>(value), value != nullptr ? 0 : services.GetLastError()};
+}
+
+Lookup look_up_context(std::uint32_t index) noexcept {
+  const Lookup found = read_slot(index);
+  if (found.error != 0) debug_print("TlsGetValue Error : %u\n", found.error);
+  return found;
 }
 
 bool store_context(std::uint32_t index, ThreadContext* context) noexcept {
@@ -40,7 +43,7 @@ ThreadContext* get_thread_context() noexcept {
   const std::uint32_t index = slot_index();
   if (index == platform::kTlsOutOfIndexes) return nullptr;
   const Lookup found = look_up_context(index);
-  if (found.context != nullptr || found.failed) return found.context;
+  if (found.context != nullptr || found.error != 0) return found.context;
   auto context = runtime::make_object<ThreadContext>();
   if (!context || !store_context(index, context.get())) return nullptr;
   return context.release();
@@ -67,7 +70,12 @@ TaskPool* get_task_pool() noexcept {
 void release_thread_context() noexcept {
   const std::uint32_t index = slot_index();
   if (index == platform::kTlsOutOfIndexes) return;
-  runtime::Owned<ThreadContext> context(look_up_context(index).context);
+  Lookup found = look_up_context(index);
+  // Cleared unread, the slot would lose its context: it is read once more, and left as it is when even that
+  // fails, for the next call on this thread to release.
+  if (found.error != 0) found = read_slot(index);
+  if (found.error != 0) return;
+  runtime::Owned<ThreadContext> context(found.context);
   const bool cleared = store_context(index, nullptr);
   if (!context) return;
   context->pool.reset();

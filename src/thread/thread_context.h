@@ -25,7 +25,7 @@ ScratchBuffer* get_scratch_buffer() noexcept;
 TaskPool* get_task_pool() noexcept;
 
 // Destroys the calling thread's context and clears the slot. Where the slot cannot be cleared (logged) the
-// context stays behind it, empty.
+// context stays behind it, empty; where it cannot be read (logged), whole. The next release frees it.
 void release_thread_context() noexcept;
 
 }  // namespace kyv::thread
