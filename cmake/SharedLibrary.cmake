@@ -20,6 +20,11 @@ function(kyvmath_add_shared_library target)
     ARCHIVE_OUTPUT_DIRECTORY ${out}/lib)
   target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR}/include)
 
+  if(NOT KYVMATH_SANITIZE)
+    # Only with a C++ run-time of its own.
+    target_sources(${target} PRIVATE ${api}/unload.cpp)
+    target_link_libraries(${target} PRIVATE kyvmath_flags)
+  endif()
   if(WIN32)
     kyvmath_link_dll(${target} ${out})
   else()
