@@ -1,5 +1,6 @@
 #include "support/faulty_system.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -151,6 +152,11 @@ void FaultySystem::fail_nothing() {
 void FaultySystem::set_processor_count(std::uint32_t count) { g_processors = count + 1; }
 
 int FaultySystem::calls(Call call) const { return plan_of(call).calls; }
+
+int FaultySystem::faults(Call call) const {
+  const Plan& plan = plan_of(call);
+  return std::clamp(plan.calls - plan.first_failure, 0, plan.failures.load());
+}
 
 int FaultySystem::live_allocations() const { return g_allocations; }
 int FaultySystem::live_handles() const { return g_handles; }

@@ -42,7 +42,9 @@ class FaultySystem {
   void fail_nothing();
   void set_processor_count(std::uint32_t count);
 
-  int calls(Call call) const;  // since construction or fail_nothing()
+  // Since construction or fail_nothing().
+  int calls(Call call) const;
+  int faults(Call call) const;  // of these, how many failed by order
 
   // What the library holds now beyond what it held at construction.
   int live_allocations() const;
