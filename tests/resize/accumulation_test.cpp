@@ -72,7 +72,7 @@ TEST_P(Accumulation, RowSumsRoundOnce) {
   std::mt19937 random(2);
   for (int round = 0; round < 200; ++round) {
     const HardCases cases(random);
-    for (const std::size_t vectors : {1, 3, 4}) {
+    for (const std::size_t vectors : {std::size_t{1}, std::size_t{3}, std::size_t{4}}) {
       // Pixel 2i of the block holds the accumulators of destination pixel i, pixel 2i + 1 its samples.
       const std::size_t values = vectors * lanes;
       std::vector<float> block((2 * kPixels + 16) * values + 256);

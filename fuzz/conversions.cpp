@@ -1,0 +1,190 @@
+// The conversions with any sizes and values: the status, one result from every variant within the accuracy of
+// the precision, the round trip, and nothing else touched.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "KyvMath.h"
+#include "arena.h"
+#include "fuzz_target.h"
+#include "input.h"
+#include "psfotf/conversion.h"
+
+namespace {
+
+using namespace kyv;
+
+constexpr std::int32_t kMostValues = 1 << 13;
+constexpr std::size_t kArenaBytes = kMostValues * sizeof(double);
+
+struct Call {
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  std::int32_t planes = 0;
+  psfotf::Direction direction = psfotf::Direction::kForward;
+  psfotf::Precision precision = psfotf::Precision::kSingle;
+  bool in_place = false;
+  bool any_bits = false;  // values are any doubles: infinities, NaNs, denormals
+};
+
+Call read_call(fuzz::Input& in) {
+  Call c;
+  const std::uint8_t kinds = in.byte();
+  c.direction = kinds % 2 == 0 ? psfotf::Direction::kForward : psfotf::Direction::kBackward;
+  c.precision = kinds / 2 % 2 == 0 ? psfotf::Precision::kSingle : psfotf::Precision::kDouble;
+  c.in_place = kinds / 4 % 2 == 1;
+  c.any_bits = kinds / 8 % 8 == 0;
+  c.width = in.integer();
+  c.height = in.integer();
+  c.planes = kinds < 128 ? 1 : in.integer();
+  return c;
+}
+
+bool is_empty(const Call& c) { return c.planes < 1 || c.width <= 0 || c.height <= 0; }
+
+// Beyond 32 bits there is no plane; below, only what fits the arenas is tried.
+bool is_refused(const Call& c) { return std::int64_t{c.width} * c.height > INT32_MAX; }
+
+std::size_t values_of(const Call& c) {
+  return static_cast<std::size_t>(c.width) * static_cast<std::size_t>(c.height) *
+         static_cast<std::size_t>(c.planes);
+}
+
+bool fits(const Call& c) {
+  return c.planes <= kMostValues && std::int64_t{c.width} * c.height <= kMostValues &&
+         std::int64_t{c.width} * c.height * c.planes <= kMostValues;
+}
+
+double value_of(const Call& c, const fuzz::Input& in, std::size_t k) {
+  if (!c.any_bits) return (in.content(k) - 100) / 16.0;
+  double value = 0.0;
+  std::uint8_t bytes[sizeof value];
+  for (std::size_t b = 0; b < sizeof value; ++b) bytes[b] = in.content(k * sizeof value + b);
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+using Values = std::vector<double>;
+
+Values values_at(const std::uint8_t* p, std::size_t count) {
+  Values values(count);
+  std::memcpy(values.data(), p, count * sizeof(double));
+  return values;
+}
+
+// The larger of the two differences in the L2 norm, relative to what was expected.
+double relative_error(const Values& real, const Values& imag, const Values& wanted_real,
+                      const Values& wanted_imag) {
+  double difference = 0.0;
+  double norm = 0.0;
+  for (std::size_t k = 0; k < real.size(); ++k) {
+    difference += std::pow(real[k] - wanted_real[k], 2) + std::pow(imag[k] - wanted_imag[k], 2);
+    norm += std::pow(wanted_real[k], 2) + std::pow(wanted_imag[k], 2);
+  }
+  return norm == 0.0 ? difference : std::sqrt(difference / norm);
+}
+
+// Four arrays, each between inaccessible pages; the results in place where the call says so.
+class Arrays {
+ public:
+  Arrays(const Call& c, bool at_end)
+      : bytes_(values_of(c) * sizeof(double)), in_place_(c.in_place), at_end_(at_end) {
+    for (int k = 0; k < 4; ++k) pointers_[k] = arena(k).take(bytes_, at_end_);
+  }
+
+  void fill(const Values& real, const Values& imag) const {
+    std::memcpy(pointers_[0], real.data(), bytes_);
+    std::memcpy(pointers_[1], imag.data(), bytes_);
+  }
+  Values real() const { return values_at(result(0), bytes_ / sizeof(double)); }
+  Values imag() const { return values_at(result(1), bytes_ / sizeof(double)); }
+
+  int convert(const Call& c, const runtime::KernelSet& set) const {
+    return psfotf::convert_planes(
+        {reinterpret_cast<const double*>(pointers_[0]), reinterpret_cast<const double*>(pointers_[1]),
+         reinterpret_cast<double*>(result(0)), reinterpret_cast<double*>(result(1)), c.width, c.height,
+         c.planes},
+        c.direction, c.precision, set);
+  }
+
+  bool surroundings_untouched() const {
+    for (int k = 0; k < 4; ++k) {
+      if (!arena(k).untouched(false)) return false;
+    }
+    return true;
+  }
+
+ private:
+  static fuzz::Arena& arena(int k) {
+    static fuzz::Arena arenas[4] = {fuzz::Arena(kArenaBytes), fuzz::Arena(kArenaBytes),
+                                    fuzz::Arena(kArenaBytes), fuzz::Arena(kArenaBytes)};
+    return arenas[k];
+  }
+  std::uint8_t* result(int part) const { return pointers_[in_place_ ? part : 2 + part]; }
+
+  std::size_t bytes_;
+  bool in_place_;
+  bool at_end_;
+  std::uint8_t* pointers_[4]{};
+};
+
+KyvMathStatusCode call_export(const Call& c, double* forbidden) {
+  const bool single = c.precision == psfotf::Precision::kSingle;
+  if (c.direction == psfotf::Direction::kForward) {
+    return (single ? KyvMathConvertOtfFromPsf : KyvMathConvertOtfFromPsf_D)(
+        forbidden, forbidden, forbidden, forbidden, c.width, c.height, c.planes);
+  }
+  return (single ? KyvMathConvertPsfFromOtf : KyvMathConvertPsfFromOtf_D)(
+      forbidden, forbidden, forbidden, forbidden, c.width, c.height, c.planes);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::Input in(data, size);
+  const bool at_end = in.byte() % 2 == 0;
+  const Call c = read_call(in);
+  if (is_empty(c) || is_refused(c)) {
+    static const fuzz::Arena nowhere(1);
+    const KyvMathStatusCode status = call_export(c, reinterpret_cast<double*>(nowhere.forbidden()));
+    const KyvMathStatusCode expected = is_empty(c) ? KYVMATH_OK : KYVMATH_FAILED;
+    fuzz::require(status == expected, "status %u instead of %u", status, expected);
+    return 0;
+  }
+  if (!fits(c)) return 0;
+
+  Values real(values_of(c));
+  Values imag(values_of(c));
+  for (std::size_t k = 0; k < real.size(); ++k) {
+    real[k] = value_of(c, in, 2 * k);
+    imag[k] = value_of(c, in, 2 * k + 1);
+  }
+  const double bound = c.precision == psfotf::Precision::kSingle ? 2e-6 : 4e-15;
+  const double round_trip_bound = 1e-6;  // the backward scale is a float's
+  Values first_real;
+  Values first_imag;
+  fuzz::for_each_variant([&](const runtime::KernelSet& set) {
+    Arrays arrays(c, at_end);
+    arrays.fill(real, imag);
+    fuzz::require(arrays.convert(c, set) == 0, "%s: failed", set.name);
+    fuzz::require(arrays.surroundings_untouched(), "%s: bytes outside the planes were written", set.name);
+    if (c.any_bits) return;
+    if (first_real.empty()) first_real = arrays.real(), first_imag = arrays.imag();
+    const double error = relative_error(arrays.real(), arrays.imag(), first_real, first_imag);
+    fuzz::require(error <= bound, "%s: %dx%d differs by %g", set.name, c.width, c.height, error);
+
+    Call back = c;
+    const bool forward = c.direction == psfotf::Direction::kForward;
+    back.direction = forward ? psfotf::Direction::kBackward : psfotf::Direction::kForward;
+    const Values there_real = arrays.real();
+    const Values there_imag = arrays.imag();
+    arrays.fill(there_real, there_imag);
+    fuzz::require(arrays.convert(back, set) == 0, "%s: failed on the way back", set.name);
+    const double trip = relative_error(arrays.real(), arrays.imag(), real, imag);
+    fuzz::require(trip <= round_trip_bound + bound, "%s: %dx%d comes back changed by %g", set.name, c.width,
+                  c.height, trip);
+  });
+  return 0;
+}

@@ -1,0 +1,38 @@
+#!/bin/sh
+# usage: fuzz/run.sh MINUTES [target...]
+# Fuzzes each target (all three by default) for MINUTES, with clang's address and undefined-behaviour
+# sanitizers, starting from the committed inputs. New inputs gather in build/fuzz/corpus; a failing one is left
+# in build/fuzz/findings and ends the run. To keep what was found, merge it into the committed inputs:
+#   build/fuzz/fuzz/fuzz_TARGET -merge=1 fuzz/corpus/TARGET build/fuzz/corpus/TARGET
+set -eu
+cd "$(dirname "$0")/.."
+
+case ${1:-} in
+  '' | *[!0-9]*)
+    echo "usage: fuzz/run.sh MINUTES [target...]" >&2
+    exit 2
+    ;;
+esac
+minutes=$1
+shift
+[ $# -gt 0 ] || set -- resize_exports resize_primitives conversions
+
+cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DKYVMATH_SANITIZE=address,undefined,fuzzer-no-link -DKYVMATH_FUZZERS=ON \
+  -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
+for target; do
+  cmake --build build/fuzz --target "fuzz_$target"
+done
+
+for target; do
+  mkdir -p "build/fuzz/corpus/$target" build/fuzz/findings
+  echo "== $target, $minutes min"
+  "build/fuzz/fuzz/fuzz_$target" -max_total_time=$((minutes * 60)) -max_len=256 -timeout=20 -rss_limit_mb=4096 \
+    -malloc_limit_mb=4096 -print_final_stats=1 "-artifact_prefix=build/fuzz/findings/$target-" \
+    "build/fuzz/corpus/$target" "fuzz/corpus/$target" 2>"build/fuzz/$target.log" || {
+    tail -n 60 "build/fuzz/$target.log"
+    exit 1
+  }
+  tail -n 8 "build/fuzz/$target.log"
+done
