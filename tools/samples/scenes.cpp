@@ -77,12 +77,14 @@ void draw_panel(Canvas& canvas, double scale, int x, int y, int width, int heigh
 }
 
 void draw_text_panel(Canvas& canvas, const Font& font, double scale) {
+  const std::string text = "Sphinx of black quartz, judge my vow: 0123456789 (&) @";
   draw_panel(canvas, scale, 12, 236, 216, 114);
   double y = 236;
-  for (const double size : {26.0, 19.0, 14.0, 11.0, 9.0, 7.0}) {
+  for (const double size : {26.0, 19.0, 14.0, 11.0, 9.0, 7.0, 5.5}) {
+    std::string line = text;
+    while (font.width(size, line) > 204) line.pop_back();
     y += size * 1.12;
-    font.draw(canvas, 18 * scale, (y - size * 0.22) * scale, size * scale,
-              "Resampling quartz 1234 " + std::to_string(static_cast<int>(size)) + " px", kInk);
+    font.draw(canvas, 18 * scale, (y - size * 0.22) * scale, size * scale, line, kInk);
   }
 }
 

@@ -1,0 +1,221 @@
+#include <KyvMath.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "image_io.h"
+#include "modes.h"
+#include "run_tool.h"
+#include "test_files.h"
+
+namespace kyv::host::test {
+namespace {
+
+class Initialised : public testing::Environment {
+  void SetUp() override { ASSERT_EQ(KyvMathInitialize(), static_cast<KyvMathStatusCode>(KYVMATH_OK)); }
+  void TearDown() override { KyvMathTerminate(); }
+};
+
+const auto* const kInitialised = testing::AddGlobalTestEnvironment(new Initialised);
+
+Image resized(KyvMathMode mode, const Image& source, int width, int height) {
+  Image result(width, height, source.format());
+  const KyvMathStatusCode status = KyvMathResize(
+      mode, source.format().channels, source.format().bits, source.row(0), source.width(), source.height(),
+      static_cast<int>(source.step()), result.row(0), width, height, static_cast<int>(result.step()));
+  EXPECT_EQ(status, static_cast<KyvMathStatusCode>(KYVMATH_OK));
+  return result;
+}
+
+TEST(Resize, GivesWhatTheLibraryGivesInEveryModeAndFormat) {
+  for (const int bits : {8, 16}) {
+    for (const int channels : {1, 3, 4}) {
+      const ScratchFolder folder;
+      const Image source = textured(53, 41, {channels, bits});
+      const std::string in = display(folder / "in.tif");
+      const std::string out = display(folder / "out.tif");
+      write_image(folder / "in.tif", source);
+      for (const Mode& mode : kModes) {
+        SCOPED_TRACE(describe(source.format()) + " " + std::string(mode.name));
+        const Run run = run_tool({"resize", in, out, "--size", "31x17", "--mode", std::string(mode.name)});
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_TRUE(same_pixels(read_image(folder / "out.tif"), resized(mode.value, source, 31, 17)));
+        EXPECT_TRUE(run.err.empty()) << run.err;
+      }
+    }
+  }
+}
+
+TEST(Resize, TakesARegion) {
+  const ScratchFolder folder;
+  const Image source = textured(60, 50, {3, 8});
+  write_image(folder / "in.png", source);
+  const Run run = run_tool({"resize", display(folder / "in.png"), display(folder / "out.png"), "--region",
+                            "10,20,30,25", "--size", "90x75", "--mode", "cubic"});
+  ASSERT_EQ(run.status, 0) << run.err;
+
+  Image expected(90, 75, source.format());
+  ASSERT_EQ(KyvMathResizeWithRegion(KYVMATH_CUBIC, 3, 8, source.row(0), 60, 50, 180, 10, 20, 30, 25,
+                                    expected.row(0), 90, 75, 270),
+            static_cast<KyvMathStatusCode>(KYVMATH_OK));
+  EXPECT_TRUE(same_pixels(read_image(folder / "out.png"), expected));
+}
+
+TEST(Resize, FindsTheSizeFromScaleAndBox) {
+  const ScratchFolder folder;
+  write_image(folder / "in.png", textured(100, 60, {1, 8}));
+  const struct {
+    std::vector<std::string> options;
+    int width, height;
+  } cases[] = {{{"--scale", "0.25"}, 25, 15}, {{"--scale", "250%"}, 250, 150},
+               {{"--fit", "50x50"}, 50, 30},  {{"--fit", "400x90"}, 150, 90},
+               {{"--scale", "0.001"}, 1, 1},  {{"--region", "0,0,40,20", "--fit", "80x80"}, 80, 40}};
+  for (const auto& c : cases) {
+    std::vector<std::string> arguments{"resize", display(folder / "in.png"), display(folder / "out.png")};
+    arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+    ASSERT_EQ(run_tool(arguments).status, 0);
+    const Image result = read_image(folder / "out.png");
+    EXPECT_EQ(result.width(), c.width);
+    EXPECT_EQ(result.height(), c.height);
+  }
+}
+
+TEST(Resize, GivesTheSamePictureIn8And16Bits) {
+  const ScratchFolder folder;
+  const Image narrow = textured(80, 64, {3, 8});
+  Image wide(80, 64, {3, 16});
+  for (int y = 0; y < 64; ++y) {
+    for (int x = 0; x < 80; ++x) {
+      for (int c = 0; c < 3; ++c) wide.set_sample(x, y, c, narrow.sample(x, y, c) * 257);
+    }
+  }
+  write_image(folder / "8.tif", narrow);
+  write_image(folder / "16.tif", wide);
+  for (const Mode& mode : kModes) {
+    for (const char* size : {"33x29", "80x64", "131x97"}) {
+      if (mode.value == KYVMATH_SUPER && std::string(size) == "131x97") continue;
+      for (const std::string bits : {"8", "16"}) {
+        const Run run =
+            run_tool({"resize", display(folder / (bits + ".tif")), display(folder / (bits + "-out.tif")),
+                      "--size", size, "--mode", std::string(mode.name)});
+        ASSERT_EQ(run.status, 0) << run.err;
+      }
+      const Image a = read_image(folder / "8-out.tif");
+      const Image b = read_image(folder / "16-out.tif");
+      for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+          for (int c = 0; c < 3; ++c) ASSERT_LE(std::abs(b.sample(x, y, c) / 257.0 - a.sample(x, y, c)), 1.0);
+        }
+      }
+    }
+  }
+}
+
+TEST(Resize, PremultiplyingKeepsHiddenColoursHidden) {
+  const ScratchFolder folder;
+  Image source(40, 40, {4, 8});  // the left half red, the right half invisible green
+  for (int y = 0; y < 40; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      const bool left = x < 20;
+      source.set_sample(x, y, 0, left ? 200 : 0);
+      source.set_sample(x, y, 1, left ? 0 : 255);
+      source.set_sample(x, y, 2, 0);
+      source.set_sample(x, y, 3, left ? 255 : 0);
+    }
+  }
+  write_image(folder / "in.png", source);
+  const std::vector<std::string> plain{
+      "resize", display(folder / "in.png"), display(folder / "out.png"), "--size", "50x50", "--mode",
+      "linear"};
+  std::vector<std::string> premultiplied = plain;
+  premultiplied.push_back("--premultiply");
+
+  ASSERT_EQ(run_tool(plain).status, 0);
+  const Image fringed = read_image(folder / "out.png");
+  ASSERT_EQ(run_tool(premultiplied).status, 0);
+  const Image clean = read_image(folder / "out.png");
+
+  int green_before = 0;
+  for (int x = 0; x < 50; ++x) {
+    if (fringed.sample(x, 25, 3) > 0) green_before += fringed.sample(x, 25, 1);
+    if (clean.sample(x, 25, 3) == 0) continue;
+    EXPECT_EQ(clean.sample(x, 25, 1), 0);
+    EXPECT_NEAR(clean.sample(x, 25, 0), 200, 2);
+  }
+  EXPECT_GT(green_before, 0) << "the picture does not show the fault";
+}
+
+TEST(Batch, OneBadFileDoesNotStopTheRest) {
+  const ScratchFolder folder;
+  for (int i = 0; i < 6; ++i)
+    write_image(folder / ("a" + std::to_string(i) + ".png"), textured(30, 20, {3, 8}));
+  write_bytes(folder / "a3.png", "damaged");
+  std::vector<std::string> arguments{"resize",   "--json", "--jobs", "3",
+                                     "--scale",  "2",      "--out",  display(folder / "results"),
+                                     "--format", "tif"};
+  for (int i = 0; i < 6; ++i) arguments.push_back(display(folder / ("a" + std::to_string(i) + ".png")));
+
+  const Run run = run_tool(arguments);
+
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(std::ranges::count(run.err, '\n'), 1) << run.err;
+  const auto results = nlohmann::json::parse(run.out);
+  ASSERT_EQ(results.size(), 6u);
+  const Image expected = resized(KYVMATH_LANCZOS, textured(30, 20, {3, 8}), 60, 40);
+  for (std::size_t i = 0; i < 6; ++i) {
+    EXPECT_EQ(results[i]["ok"], i != 3);
+    const auto file = folder / "results" / ("a" + std::to_string(i) + ".tif");
+    ASSERT_EQ(std::filesystem::exists(file), i != 3);
+    if (i != 3) EXPECT_TRUE(same_pixels(read_image(file), expected));
+  }
+}
+
+TEST(CommandLine, TellsWhatIsWrongBeforeAnythingIsDone) {
+  const ScratchFolder folder;
+  write_image(folder / "in.png", textured(30, 20, {3, 8}));
+  std::filesystem::create_directory(folder / "other");
+  write_image(folder / "other" / "in.png", textured(30, 20, {3, 8}));
+  const std::string in = display(folder / "in.png");
+  const std::string out = display(folder / "out.png");
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    const char* message;
+  } cases[] = {
+      {{"resize", in, out}, 2, "--size"},
+      {{"resize", in, out, "--size", "12"}, 2, "800x600"},
+      {{"resize", in, out, "--scale", "-1"}, 2, "0.25"},
+      {{"resize", in, out, "--scale", "2", "--mode", "best"}, 2, "lanczos"},
+      {{"resize", in, out, "--scale", "2", "--mode", "super"}, 1, "only reduces"},
+      {{"resize", in, out, "--scale", "2", "--region", "20,0,11,5"}, 1, "30x20"},
+      {{"resize", in, display(folder / "out.bmp"), "--scale", "2"}, 2, ".png, .tif or .jpg"},
+      {{"resize", in, display(folder / "other" / "in.png"), "--out", display(folder / "o"), "--scale", "2"},
+       2,
+       "both"},
+      {{"resize", in, out, "--scale", "2", "--library", display(folder / "none.dll")}, 3, "--library"},
+      {{"resize", in, out, "--scale", "2", "--library", in}, 3, "cannot load"},
+      {{"deblur", in, out}, 2, "--gaussian"},
+      {{"enhance", in, out}, 2, "--help"},
+  };
+  for (const auto& c : cases) {
+    const Run run = run_tool(c.arguments);
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
+    EXPECT_FALSE(std::filesystem::exists(folder / "out.png"));
+  }
+}
+
+TEST(Info, TellsWhichLibraryWasLoaded) {
+  const Run run = run_tool({"info", "--json"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto info = nlohmann::json::parse(run.out);
+  EXPECT_NE(info["library"].get<std::string>().find("KyvMath"), std::string::npos);
+  EXPECT_EQ(info["library_version"], KYVMATH_VERSION_STRING);
+  EXPECT_EQ(info["modes"].size(), 5u);
+  EXPECT_FALSE(info["instruction_sets"].empty());
+}
+
+}  // namespace
+}  // namespace kyv::host::test

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kyv::host::test {
+
+struct Run {
+  int status = -1;
+  std::string out;
+  std::string err;
+  std::int64_t peak_bytes = 0;  // largest resident memory; 0 where it is not measured
+};
+
+// Runs the built program with these arguments and waits for its end.
+Run run_tool(const std::vector<std::string>& arguments);
+
+}  // namespace kyv::host::test
