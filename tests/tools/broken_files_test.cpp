@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "file_builder.h"
 #include "image_io.h"
 #include "run_tool.h"
@@ -62,7 +64,7 @@ TEST(BrokenFiles, EachGetsOneLineAndLeavesNothingBehind) {
     const ScratchFolder folder;
     write_bytes(folder / broken.name, broken.bytes);
 
-    const Run run =
+    const ToolRun run =
         run_tool({"resize", display(folder / broken.name), display(folder / "out.png"), "--size", "8x8"});
 
     EXPECT_EQ(run.status, 1);
@@ -75,13 +77,13 @@ TEST(BrokenFiles, EachGetsOneLineAndLeavesNothingBehind) {
 
 TEST(BrokenFiles, MissingFilesAndFoldersAreNamed) {
   const ScratchFolder folder;
-  const Run missing = run_tool({"info", display(folder / "missing.png")});
+  const ToolRun missing = run_tool({"info", display(folder / "missing.png")});
   EXPECT_EQ(missing.status, 1);
   EXPECT_NE(missing.err.find("missing.png: no such file"), std::string::npos) << missing.err;
   EXPECT_EQ(run_tool({"info", display(folder.path())}).status, 1);
 
   write_image(folder / "in.png", textured(8, 8, {1, 8}));
-  const Run nowhere = run_tool(
+  const ToolRun nowhere = run_tool(
       {"resize", display(folder / "in.png"), display(folder / "no-folder" / "out.png"), "--scale", "2"});
   EXPECT_EQ(nowhere.status, 1);
   EXPECT_NE(nowhere.err.find("folder"), std::string::npos) << nowhere.err;

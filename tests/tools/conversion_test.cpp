@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <nlohmann/json.hpp>
@@ -37,7 +38,7 @@ TEST(Otf, IsTheTextbookTransformOfPicturesOfAnyShape) {
     for (const bool single : {false, true}) {
       std::vector<std::string> arguments{"otf", display(folder / "psf.tif"), display(folder / "otf.npy")};
       if (single) arguments.push_back("--single");
-      const Run run = run_tool(arguments);
+      const ToolRun run = run_tool(arguments);
       ASSERT_EQ(run.status, 0) << run.err;
       const ComplexPlanes otf = npy::read(folder / "otf.npy");
 
@@ -60,7 +61,7 @@ TEST(Otf, IsTheTextbookTransformOfPicturesOfAnyShape) {
 TEST(Otf, OfAGaussianIsAGaussian) {
   const ScratchFolder folder;
   const double sigma = 2;
-  const Run run =
+  const ToolRun run =
       run_tool({"otf", "--gaussian", "2", "--psf-size", "64x48", display(folder / "lens"), "--json"});
   ASSERT_EQ(run.status, 0) << run.err;
   for (const char* name : {"lens.npy", "lens-magnitude.png", "lens-mtf.svg"}) {
@@ -138,8 +139,8 @@ TEST(Deblur, UndoesABlurWithoutAShift) {
         run_tool({"blur", display(folder / "in.tif"), display(folder / "soft.tif"), "--gaussian", "1.2"})
             .status,
         0);
-    const Run run = run_tool({"deblur", display(folder / "soft.tif"), display(folder / "sharp.tif"),
-                              "--gaussian", "1.2", "--snr", "1e5"});
+    const ToolRun run = run_tool({"deblur", display(folder / "soft.tif"), display(folder / "sharp.tif"),
+                                  "--gaussian", "1.2", "--snr", "1e5"});
     ASSERT_EQ(run.status, 0) << run.err;
     const Image soft = read_image(folder / "soft.tif");
     const Image sharp = read_image(folder / "sharp.tif");
@@ -160,8 +161,8 @@ TEST(Blur, SpreadsAPointAsThePsfSays) {
   Image psf = textured(9, 7, {1, 8});  // without any symmetry: a mirrored or transposed PSF would show
   write_image(folder / "point.tif", point);
   write_image(folder / "psf.png", psf);
-  const Run run = run_tool({"blur", display(folder / "point.tif"), display(folder / "out.tif"), "--psf",
-                            display(folder / "psf.png")});
+  const ToolRun run = run_tool({"blur", display(folder / "point.tif"), display(folder / "out.tif"), "--psf",
+                                display(folder / "psf.png")});
   ASSERT_EQ(run.status, 0) << run.err;
 
   ComplexPlanes expected = planes_from(psf);
@@ -186,7 +187,7 @@ TEST(Blur, KeepsAConstantPictureConstantUpToItsEdges) {
   for (const std::string command : {"blur", "deblur"}) {
     for (const std::vector<std::string>& psf :
          {std::vector<std::string>{"--disk", "4"}, {"--motion", "9,30"}, {"--airy", "3"}}) {
-      const Run run =
+      const ToolRun run =
           run_tool({command, display(folder / "flat.png"), display(folder / "out.png"), psf[0], psf[1]});
       ASSERT_EQ(run.status, 0) << run.err;
       EXPECT_TRUE(same_pixels(read_image(folder / "out.png"), flat));

@@ -46,7 +46,9 @@ TEST_P(WriteAndRead, GivesTheSamePixelsProfileAndResolution) {
   EXPECT_EQ(folder.file_count(), 1u) << "a temporary file was left";
   ASSERT_EQ(read.format(), format);
   EXPECT_TRUE(same_pixels(read, image));
-  if (kKeepsProfiles) EXPECT_EQ(read.metadata.icc_profile, image.metadata.icc_profile);
+  if (kKeepsProfiles) {
+    EXPECT_EQ(read.metadata.icc_profile, image.metadata.icc_profile);
+  }
   EXPECT_NEAR(read.metadata.dpi_x, 300, 0.05);
   EXPECT_NEAR(read.metadata.dpi_y, 240, 0.05);
 }

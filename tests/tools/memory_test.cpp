@@ -30,7 +30,7 @@ TEST(Memory, ALargePictureNeedsLittleMoreThanItselfAndItsResult) {
     write_image(folder / "in.tif", source);
     pictures = static_cast<std::int64_t>(source.bytes() + source.bytes() / 16);
   }
-  const Run run =
+  const ToolRun run =
       run_tool({"resize", display(folder / "in.tif"), display(folder / "out.tif"), "--scale", "25%"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_GT(run.peak_bytes, pictures / 2);

@@ -1,6 +1,7 @@
 #include <KyvMath.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -39,7 +40,8 @@ TEST(Resize, GivesWhatTheLibraryGivesInEveryModeAndFormat) {
       write_image(folder / "in.tif", source);
       for (const Mode& mode : kModes) {
         SCOPED_TRACE(describe(source.format()) + " " + std::string(mode.name));
-        const Run run = run_tool({"resize", in, out, "--size", "31x17", "--mode", std::string(mode.name)});
+        const ToolRun run =
+            run_tool({"resize", in, out, "--size", "31x17", "--mode", std::string(mode.name)});
         ASSERT_EQ(run.status, 0) << run.err;
         EXPECT_TRUE(same_pixels(read_image(folder / "out.tif"), resized(mode.value, source, 31, 17)));
         EXPECT_TRUE(run.err.empty()) << run.err;
@@ -52,8 +54,8 @@ TEST(Resize, TakesARegion) {
   const ScratchFolder folder;
   const Image source = textured(60, 50, {3, 8});
   write_image(folder / "in.png", source);
-  const Run run = run_tool({"resize", display(folder / "in.png"), display(folder / "out.png"), "--region",
-                            "10,20,30,25", "--size", "90x75", "--mode", "cubic"});
+  const ToolRun run = run_tool({"resize", display(folder / "in.png"), display(folder / "out.png"), "--region",
+                                "10,20,30,25", "--size", "90x75", "--mode", "cubic"});
   ASSERT_EQ(run.status, 0) << run.err;
 
   Image expected(90, 75, source.format());
@@ -97,7 +99,7 @@ TEST(Resize, GivesTheSamePictureIn8And16Bits) {
     for (const char* size : {"33x29", "80x64", "131x97"}) {
       if (mode.value == KYVMATH_SUPER && std::string(size) == "131x97") continue;
       for (const std::string bits : {"8", "16"}) {
-        const Run run =
+        const ToolRun run =
             run_tool({"resize", display(folder / (bits + ".tif")), display(folder / (bits + "-out.tif")),
                       "--size", size, "--mode", std::string(mode.name)});
         ASSERT_EQ(run.status, 0) << run.err;
@@ -142,7 +144,8 @@ TEST(Resize, PremultiplyingKeepsHiddenColoursHidden) {
     if (fringed.sample(x, 25, 3) > 0) green_before += fringed.sample(x, 25, 1);
     if (clean.sample(x, 25, 3) == 0) continue;
     EXPECT_EQ(clean.sample(x, 25, 1), 0);
-    EXPECT_NEAR(clean.sample(x, 25, 0), 200, 2);
+    // A colour that was multiplied by a small alpha and rounded is known that much less well.
+    EXPECT_NEAR(clean.sample(x, 25, 0), 200, 1 + 255.0 / clean.sample(x, 25, 3));
   }
   EXPECT_GT(green_before, 0) << "the picture does not show the fault";
 }
@@ -157,7 +160,7 @@ TEST(Batch, OneBadFileDoesNotStopTheRest) {
                                      "--format", "tif"};
   for (int i = 0; i < 6; ++i) arguments.push_back(display(folder / ("a" + std::to_string(i) + ".png")));
 
-  const Run run = run_tool(arguments);
+  const ToolRun run = run_tool(arguments);
 
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(std::ranges::count(run.err, '\n'), 1) << run.err;
@@ -168,7 +171,9 @@ TEST(Batch, OneBadFileDoesNotStopTheRest) {
     EXPECT_EQ(results[i]["ok"], i != 3);
     const auto file = folder / "results" / ("a" + std::to_string(i) + ".tif");
     ASSERT_EQ(std::filesystem::exists(file), i != 3);
-    if (i != 3) EXPECT_TRUE(same_pixels(read_image(file), expected));
+    if (i != 3) {
+      EXPECT_TRUE(same_pixels(read_image(file), expected));
+    }
   }
 }
 
@@ -200,7 +205,7 @@ TEST(CommandLine, TellsWhatIsWrongBeforeAnythingIsDone) {
       {{"enhance", in, out}, 2, "--help"},
   };
   for (const auto& c : cases) {
-    const Run run = run_tool(c.arguments);
+    const ToolRun run = run_tool(c.arguments);
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_NE(run.err.find(c.message), std::string::npos) << run.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "out.png"));
@@ -208,7 +213,7 @@ TEST(CommandLine, TellsWhatIsWrongBeforeAnythingIsDone) {
 }
 
 TEST(Info, TellsWhichLibraryWasLoaded) {
-  const Run run = run_tool({"info", "--json"});
+  const ToolRun run = run_tool({"info", "--json"});
   ASSERT_EQ(run.status, 0) << run.err;
   const auto info = nlohmann::json::parse(run.out);
   EXPECT_NE(info["library"].get<std::string>().find("KyvMath"), std::string::npos);

@@ -6,7 +6,7 @@
 
 namespace kyv::host::test {
 
-struct Run {
+struct ToolRun {
   int status = -1;
   std::string out;
   std::string err;
@@ -14,6 +14,6 @@ struct Run {
 };
 
 // Runs the built program with these arguments and waits for its end.
-Run run_tool(const std::vector<std::string>& arguments);
+ToolRun run_tool(const std::vector<std::string>& arguments);
 
 }  // namespace kyv::host::test

@@ -11,7 +11,7 @@
 
 namespace kyv::host::test {
 
-Run run_tool(const std::vector<std::string>& arguments) {
+ToolRun run_tool(const std::vector<std::string>& arguments) {
   const ScratchFolder folder;
   const std::string tool = (platform::executable_path().parent_path() / "../../bin/kyvmath").string();
   const std::string out = (folder / "stdout").string();

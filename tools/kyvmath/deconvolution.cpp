@@ -6,17 +6,18 @@
 #include <string>
 
 #include "error.h"
+#include "geometry.h"
 
 namespace kyv::host {
 namespace {
 
-constexpr int kLeastMargin = 16;
+constexpr int kLeastFade = 16;
 
 using Filter = std::function<void(double& real, double& imag)>;
 
 // Where a frame position of one axis takes its samples: two mirrored positions and the share of the second.
-// Beyond the picture the far mirror image fades into the one of the opposite edge, which the transform sees
-// as the next neighbour.
+// As far as the PSF reaches beyond an edge the picture is mirrored there; in between, one mirror image fades
+// into the other, because the transform joins the frame's ends.
 struct Blend {
   int first = 0;
   int second = 0;
@@ -29,23 +30,35 @@ int mirrored(int position, int size) {
   return wrapped < size ? wrapped : period - 1 - wrapped;
 }
 
-std::vector<Blend> blends(int size, int frame) {
+std::vector<Blend> blends(int size, int frame, int reach) {
   std::vector<Blend> result;
+  const int fade_start = size + reach;
+  const double fade_length = frame - size - 2 * reach;
   for (int i = 0; i < frame; ++i) {
     if (i < size) {
       result.push_back({i, i, 0});
       continue;
     }
-    const double share = (i - size + 1.0) / (frame - size + 1.0);
+    const double share = std::clamp((i - fade_start + 0.5) / fade_length, 0.0, 1.0);
     result.push_back({mirrored(i, size), mirrored(i - frame, size), share});
   }
   return result;
 }
 
+// A quick length that holds the picture, the reach of the PSF on both sides and the fade.
+int frame_length(int size, int psf_size) {
+  return quick_length(size + 2 * (psf_size / 2) + std::max(psf_size, kLeastFade));
+}
+
+struct Frame {
+  Size size;
+  Size reach;  // of the PSF beyond each edge
+};
+
 // Fills real or imaginary parts of the frame with one channel of the picture.
-void spread(const Image& image, int channel, int width, int height, std::vector<double>& frame) {
-  const std::vector<Blend> columns = blends(image.width(), width);
-  const std::vector<Blend> rows = blends(image.height(), height);
+void spread(const Image& image, int channel, const Frame& layout, std::vector<double>& frame) {
+  const std::vector<Blend> columns = blends(image.width(), layout.size.width, layout.reach.width);
+  const std::vector<Blend> rows = blends(image.height(), layout.size.height, layout.reach.height);
   const auto along_row = [&](int y, const Blend& b) {
     const double first = image.sample(b.first, y, channel);
     return b.share == 0 ? first : first + b.share * (image.sample(b.second, y, channel) - first);
@@ -78,8 +91,9 @@ void copy_channel(const Image& source, int channel, Image& destination) {
 }
 
 // The OTF of one plane of the PSF in a frame of the given size, its centre at the origin.
-ComplexPlanes otf_in_frame(const Library& library, const ComplexPlanes& psf, int plane, int width, int height,
+ComplexPlanes otf_in_frame(const Library& library, const ComplexPlanes& psf, int plane, Size size,
                            Precision precision) {
+  const auto [width, height] = size;
   ComplexPlanes otf(width, height, 1);
   for (int y = 0; y < psf.height; ++y) {
     for (int x = 0; x < psf.width; ++x) {
@@ -95,10 +109,10 @@ ComplexPlanes otf_in_frame(const Library& library, const ComplexPlanes& psf, int
 // Applies the filter, whose impulse response is real, to one or two channels: one as real, one as imaginary
 // parts, which such a filter never mixes.
 void filter_channels(const Library& library, const Image& image, const std::vector<int>& channels,
-                     const ComplexPlanes& filter, Precision precision, Image& result) {
+                     const Frame& layout, const ComplexPlanes& filter, Precision precision, Image& result) {
   ComplexPlanes frame(filter.width, filter.height, 1);
-  spread(image, channels[0], frame.width, frame.height, frame.real);
-  if (channels.size() > 1) spread(image, channels[1], frame.width, frame.height, frame.imag);
+  spread(image, channels[0], layout, frame.real);
+  if (channels.size() > 1) spread(image, channels[1], layout, frame.imag);
   library.convert(Direction::kOtfFromPsf, precision, frame.real.data(), frame.imag.data(), frame.width,
                   frame.height, 1);
   for (std::size_t i = 0; i < frame.real.size(); ++i) {
@@ -127,8 +141,8 @@ Image filtered(const Library& library, const Image& image, const ComplexPlanes& 
     throw Error("the point-spread function has " + std::to_string(psf.planes) + " planes, the picture " +
                 std::to_string(colours) + "; one plane serves every picture");
   }
-  const int width = quick_length(image.width() + std::max(psf.width, kLeastMargin));
-  const int height = quick_length(image.height() + std::max(psf.height, kLeastMargin));
+  const Frame layout{{frame_length(image.width(), psf.width), frame_length(image.height(), psf.height)},
+                     {psf.width / 2, psf.height / 2}};
 
   Image result(image.width(), image.height(), image.format());
   result.metadata = image.metadata;
@@ -137,11 +151,11 @@ Image filtered(const Library& library, const Image& image, const ComplexPlanes& 
   for (const std::vector<int>& group : channel_groups(colours, psf.planes == 1)) {
     const int plane = psf.planes == 1 ? 0 : group[0];
     if (plane != filter_plane) {
-      filter = otf_in_frame(library, psf, plane, width, height, precision);
+      filter = otf_in_frame(library, psf, plane, layout.size, precision);
       for (std::size_t i = 0; i < filter.real.size(); ++i) to_filter(filter.real[i], filter.imag[i]);
       filter_plane = plane;
     }
-    filter_channels(library, image, group, filter, precision, result);
+    filter_channels(library, image, group, layout, filter, precision, result);
   }
   if (image.format().channels == 4) copy_channel(image, 3, result);
   return result;

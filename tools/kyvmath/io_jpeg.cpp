@@ -14,7 +14,8 @@
 #include "file_handle.h"
 
 // libjpeg reports errors through a handler that must not return. Every call that may fail is made inside
-// guarded(), whose functor owns nothing with a destructor, so that a jump skips none.
+// guarded(), whose functor owns nothing with a destructor, so that a jump skips none; a call outside would
+// jump into a function that has returned.
 namespace kyv::host::codec {
 namespace {
 
@@ -88,11 +89,14 @@ struct Writer {
   Writer& operator=(const Writer&) = delete;
 };
 
-Metadata metadata_of(jpeg_decompress_struct& codec) {
+// Called between the header and the end of decompression, which forgets the markers.
+Metadata metadata_of(Reader& reader) {
+  jpeg_decompress_struct& codec = reader.codec;
   Metadata metadata;
   JOCTET* profile = nullptr;
   unsigned length = 0;
-  if (jpeg_read_icc_profile(&codec, &profile, &length) != 0) {
+  guarded(reader.errors, "damaged JPEG file: ", [&] { jpeg_read_icc_profile(&codec, &profile, &length); });
+  if (profile != nullptr) {
     metadata.icc_profile.assign(profile, profile + length);
     std::free(profile);
   }
@@ -121,14 +125,14 @@ Image read_jpeg(const std::filesystem::path& file) {
                 "-colour JPEG files are not supported; convert to RGB first");
   }
 
-  Image image;
   guarded(reader.errors, damaged, [&] {
     codec.out_color_space = codec.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
     codec.dct_method = JDCT_ISLOW;
     jpeg_start_decompress(&codec);
   });
-  image = Image(static_cast<int>(codec.output_width), static_cast<int>(codec.output_height),
-                {codec.output_components, 8});
+  Image image(static_cast<int>(codec.output_width), static_cast<int>(codec.output_height),
+              {codec.output_components, 8});
+  image.metadata = metadata_of(reader);
   guarded(reader.errors, damaged, [&] {
     while (codec.output_scanline < codec.output_height) {
       JSAMPROW row = image.row(static_cast<int>(codec.output_scanline));
@@ -136,7 +140,6 @@ Image read_jpeg(const std::filesystem::path& file) {
     }
     jpeg_finish_decompress(&codec);
   });
-  image.metadata = metadata_of(codec);
   return image;
 }
 

@@ -17,6 +17,7 @@ namespace {
 
 constexpr double kMetresPerInch = 0.0254;
 constexpr png_uint_32 kLargestSide = 0x7fffffff;
+constexpr std::size_t kLongestRow = 0x7fffffff;
 
 struct PngErrors {
   std::string message;
@@ -110,8 +111,10 @@ Image read_png(const std::filesystem::path& file) {
     png_init_io(png, in.get());
     png_set_user_limits(png, kLargestSide, kLargestSide);
     png_read_info(png, info);
-    request_plain_samples(png, info);
   });
+  // Before libpng allocates its row buffers.
+  if (png_get_rowbytes(png, info) > kLongestRow) throw Error("too wide: a row may hold 2 GiB at most");
+  guarded(png, reader.errors, [&] { request_plain_samples(png, info); });
 
   Image image(static_cast<int>(png_get_image_width(png, info)),
               static_cast<int>(png_get_image_height(png, info)),

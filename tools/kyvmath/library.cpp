@@ -22,7 +22,7 @@ std::filesystem::path checked_library(const std::optional<std::filesystem::path>
   try {
     return library_to_load(asked_for);
   } catch (const Error& error) {
-    throw Error("cannot load " + display(*asked_for) + ": " + error.what());
+    throw Error(display(*asked_for) + ": " + error.what());
   }
 }
 

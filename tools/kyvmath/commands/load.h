@@ -10,7 +10,8 @@ inline Library load_library(const CommonOptions& common) {
   try {
     return Library(common.library);
   } catch (const std::runtime_error& error) {
-    throw NoLibrary(std::string(error.what()) + "; give its place with --library PATH");
+    throw NoLibrary(std::string("cannot load the library: ") + error.what() +
+                    "; give its place with --library PATH");
   }
 }
 
