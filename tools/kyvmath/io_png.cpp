@@ -112,8 +112,8 @@ Image read_png(const std::filesystem::path& file) {
     png_set_user_limits(png, kLargestSide, kLargestSide);
     png_read_info(png, info);
   });
-  // Before libpng allocates its row buffers.
-  if (png_get_rowbytes(png, info) > kLongestRow) throw Error("too wide: a row may hold 2 GiB at most");
+  // Before libpng allocates its row buffers; expanded pixels have up to 8 bytes.
+  if (png_get_image_width(png, info) > kLongestRow / 8) throw Error("too wide: a row may hold 2 GiB at most");
   guarded(png, reader.errors, [&] { request_plain_samples(png, info); });
 
   Image image(static_cast<int>(png_get_image_width(png, info)),
