@@ -33,6 +33,7 @@ Image resized(KyvMathMode mode, const Image& source, int width, int height) {
 TEST(Resize, GivesWhatTheLibraryGivesInEveryModeAndFormat) {
   for (const int bits : {8, 16}) {
     for (const int channels : {1, 3, 4}) {
+      if (bits == 16 && channels == 1 && !kWritesDeepGrey) continue;
       const ScratchFolder folder;
       const Image source = textured(53, 41, {channels, bits});
       const std::string in = display(folder / "in.tif");

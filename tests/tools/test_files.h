@@ -7,6 +7,13 @@
 
 namespace kyv::host::test {
 
+// Wine 8 writes no 16-bit grey TIFF files.
+#ifdef _WIN32
+inline constexpr bool kWritesDeepGrey = false;
+#else
+inline constexpr bool kWritesDeepGrey = true;
+#endif
+
 // A new folder that goes with everything in it.
 class ScratchFolder {
  public:

@@ -18,6 +18,8 @@ int run(std::vector<std::string> arguments) {
   CLI::App app(
       "Resize pictures and convert between point-spread and optical transfer functions with KyvMath.",
       "kyvmath");
+  // A leading slash begins a path, on Windows too.
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   app.fallthrough();
   app.set_version_flag("--version", "kyvmath " KYVMATH_VERSION);

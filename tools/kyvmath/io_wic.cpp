@@ -66,6 +66,9 @@ ComPointer<IWICImagingFactory> make_factory() {
   return factory;
 }
 
+// What is kept of the four channels that small samples and palettes are expanded to.
+enum class Channels { kAll, kGrey, kAsNeeded };
+
 // How pixels of a format of the component become ours.
 struct Reading {
   const GUID* from;  // the file's format
@@ -73,13 +76,14 @@ struct Reading {
   PixelFormat format;
   bool blue_first;
   bool premultiplied = false;
+  Channels keep = Channels::kAll;
 };
 
 const std::array<Reading, 20>& readings() {
   static const std::array<Reading, 20> table{{
-      {&GUID_WICPixelFormatBlackWhite, &GUID_WICPixelFormat8bppGray, {1, 8}, false},
-      {&GUID_WICPixelFormat2bppGray, &GUID_WICPixelFormat8bppGray, {1, 8}, false},
-      {&GUID_WICPixelFormat4bppGray, &GUID_WICPixelFormat8bppGray, {1, 8}, false},
+      {&GUID_WICPixelFormatBlackWhite, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
+      {&GUID_WICPixelFormat2bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
+      {&GUID_WICPixelFormat4bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
       {&GUID_WICPixelFormat8bppGray, &GUID_WICPixelFormat8bppGray, {1, 8}, false},
       {&GUID_WICPixelFormat16bppGray, &GUID_WICPixelFormat16bppGray, {1, 16}, false},
       {&GUID_WICPixelFormat24bppBGR, &GUID_WICPixelFormat24bppBGR, {3, 8}, true},
@@ -92,10 +96,30 @@ const std::array<Reading, 20>& readings() {
       {&GUID_WICPixelFormat48bppRGB, &GUID_WICPixelFormat48bppRGB, {3, 16}, false},
       {&GUID_WICPixelFormat64bppRGBA, &GUID_WICPixelFormat64bppRGBA, {4, 16}, false},
       {&GUID_WICPixelFormat64bppPRGBA, &GUID_WICPixelFormat64bppPRGBA, {4, 16}, false, true},
-      {&GUID_WICPixelFormat1bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true},
-      {&GUID_WICPixelFormat2bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true},
-      {&GUID_WICPixelFormat4bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true},
-      {&GUID_WICPixelFormat8bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true},
+      {&GUID_WICPixelFormat1bppIndexed,
+       &GUID_WICPixelFormat32bppBGRA,
+       {4, 8},
+       true,
+       false,
+       Channels::kAsNeeded},
+      {&GUID_WICPixelFormat2bppIndexed,
+       &GUID_WICPixelFormat32bppBGRA,
+       {4, 8},
+       true,
+       false,
+       Channels::kAsNeeded},
+      {&GUID_WICPixelFormat4bppIndexed,
+       &GUID_WICPixelFormat32bppBGRA,
+       {4, 8},
+       true,
+       false,
+       Channels::kAsNeeded},
+      {&GUID_WICPixelFormat8bppIndexed,
+       &GUID_WICPixelFormat32bppBGRA,
+       {4, 8},
+       true,
+       false,
+       Channels::kAsNeeded},
       {&GUID_WICPixelFormat16bppBGR565, &GUID_WICPixelFormat24bppBGR, {3, 8}, true},
   }};
   return table;
@@ -129,11 +153,11 @@ bool is_opaque_everywhere(const Image& image) {
   return true;
 }
 
-Image without_alpha(const Image& image) {
-  Image result(image.width(), image.height(), {3, image.format().bits});
+Image first_channels(const Image& image, int channels) {
+  Image result(image.width(), image.height(), {channels, image.format().bits});
   for (int y = 0; y < image.height(); ++y) {
     for (int x = 0; x < image.width(); ++x) {
-      for (int c = 0; c < 3; ++c) result.set_sample(x, y, c, image.sample(x, y, c));
+      for (int c = 0; c < channels; ++c) result.set_sample(x, y, c, image.sample(x, y, c));
     }
   }
   return result;
@@ -252,8 +276,8 @@ Image decode(const std::filesystem::path& file, FileType type) {
     copy_pixels(converted.get(), image);
   }
   if (reading.blue_first) swap_red_and_blue(image);
-  const bool indexed = reading.format.channels == 4 && !IsEqualGUID(*reading.from, *reading.as);
-  if (indexed && is_opaque_everywhere(image)) image = without_alpha(image);
+  if (reading.keep == Channels::kGrey) image = first_channels(image, 1);
+  if (reading.keep == Channels::kAsNeeded && is_opaque_everywhere(image)) image = first_channels(image, 3);
 
   image.metadata.premultiplied = reading.premultiplied;
   image.metadata.icc_profile = icc_profile_of(factory.get(), frame.get());

@@ -31,8 +31,8 @@ void draw_samples(const Font& font, const std::filesystem::path& folder) {
   save(scene(font, 1), {3, 8}, "scene-small.png");
   save(zone_plate(256), {1, 16}, "zone-plate-16.tif");
   save(badge(96), {4, 8}, "badge.png");
-  save(star(64), {1, 16}, "star-psf.tif");
-  save(star_field(480, 360), {1, 16}, "star-field.tif");
+  save(star(64), {3, 16}, "star-psf.tif");
+  save(star_field(480, 360), {3, 16}, "star-field.tif");
 }
 
 int run(const std::vector<std::string>& arguments) {
