@@ -1,4 +1,4 @@
-# kyvmath_kernel_variants(<target> <folder>): adds <folder>/{scalar,sse2,avx2,avx512}.cpp to the target,
+# kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/{scalar,sse2,avx2,avx512}.cpp to the target,
 # each compiled for its own instruction set. A unit of an instruction set gives away one symbol (its table)
 # and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
 function(kyvmath_kernel_variants target folder)
@@ -19,7 +19,7 @@ function(kyvmath_kernel_variants target folder)
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
     # The kernels are vectors already: what the compiler would vectorise are leftovers and the scalar reference.
-    list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions)
+    list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions ${ARGN})
     target_sources(${target} PRIVATE ${unit})
     set_source_files_properties(${unit} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
   endforeach()

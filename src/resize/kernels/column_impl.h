@@ -2,6 +2,7 @@
 #pragma once
 
 #include "resize/kernels/kernels.h"
+#include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
 namespace {
@@ -10,25 +11,30 @@ namespace {
 constexpr int kTile = sizeof(void*) == 8 ? 4 : 2;
 constexpr std::size_t kTileSamples = static_cast<std::size_t>(kTile) * simd::F32::kLanes;
 
-template <int kRows>
 struct ColumnSums {
-  simd::Sum v[kRows][kTile];
+  simd::Sum v[2][kTile];
 };
 
-// Adds the taps `rows[0..count)` at sample `x` to the sums of kRows destination rows.
-template <int kRows>
-inline void add_rows(ColumnSums<kRows>& sums, const float* const* rows, const float* const* weights,
-                     std::int32_t count, std::size_t x) noexcept {
-  for (std::int32_t tap = 0; tap < count; ++tap) {
+template <int kRow>
+[[gnu::always_inline]] inline void clear(ColumnSums& sums) noexcept {
+  unroll<0, kTile>([&](auto i) { sums.v[kRow][i] = simd::zero_sum(); });
+}
+
+// Adds the taps `rows[0..count)` at sample `x` to the sums of the destination rows [kFirst, kEnd).
+template <int kFirst, int kEnd>
+[[gnu::always_inline]] inline void add_rows(ColumnSums& sums, const float* const* rows, const float* weights0,
+                                            const float* weights1, std::ptrdiff_t count,
+                                            std::size_t x) noexcept {
+  const float* const weights[2] = {weights0, weights1};
+  for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
     const float* row = rows[tap] + x;
     simd::Samples samples[kTile];
-    for (int i = 0; i < kTile; ++i) samples[i] = simd::load_samples(row + i * simd::F32::kLanes);
-    for (int r = 0; r < kRows; ++r) {
+    unroll<0, kTile>([&](auto i) { samples[i] = simd::load_samples(row + i * simd::F32::kLanes); });
+    unroll<kFirst, kEnd>([&](auto r) {
       const simd::Weight weight = simd::load_weight(weights[r] + tap);
-      for (int i = 0; i < kTile; ++i) {
-        sums.v[r][i] = simd::accumulate<false>(weight, samples[i], sums.v[r][i]);
-      }
-    }
+      unroll<0, kTile>(
+          [&](auto i) { sums.v[r][i] = simd::accumulate<false>(weight, samples[i], sums.v[r][i]); });
+    });
   }
 }
 
@@ -36,9 +42,8 @@ inline void add_rows(ColumnSums<kRows>& sums, const float* const* rows, const fl
 template <int kBits>
 inline void store_tile(std::uint8_t* dst, const simd::F32 (&v)[kTile]) noexcept {
   if constexpr (kBits == 16) {
-    for (int i = 0; i < kTile; i += 2) {
-      simd::store_rounded(dst + static_cast<std::size_t>(i) * simd::F32::kLanes * 2, v[i], v[i + 1]);
-    }
+    unroll<0, kTile / 2>(
+        [&](auto i) { simd::store_rounded(dst + i * (4 * simd::F32::kLanes), v[2 * i], v[2 * i + 1]); });
   } else if constexpr (kTile == 4) {
     simd::store_rounded(dst, v[0], v[1], v[2], v[3]);
   } else {
@@ -57,47 +62,40 @@ inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kTile], std::s
   __builtin_memcpy(dst, tile, samples * (kBits / 8));
 }
 
-inline void take_values(simd::F32 (&v)[kTile], const simd::Sum (&sums)[kTile]) noexcept {
-  for (int i = 0; i < kTile; ++i) v[i] = simd::value_of(sums[i]);
-}
-
-inline void clear(simd::Sum (&sums)[kTile]) noexcept {
-  for (auto& sum : sums) sum = simd::zero_sum();
+// Rounds the sums of one destination row to the samples at `x`.
+template <int kBits, int kRow>
+[[gnu::always_inline]] inline void store_sums(const ColumnPassArgs& args, const ColumnSums& sums,
+                                              std::size_t x) noexcept {
+  simd::F32 v[kTile];
+  unroll<0, kTile>([&](auto i) { v[i] = simd::value_of(sums.v[kRow][i]); });
+  store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
 }
 
 template <int kBits>
-inline void column_single(const ColumnPassArgs& args) noexcept {
+void column_single(const ColumnPassArgs& args) noexcept {
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
-    ColumnSums<1> sums;
-    clear(sums.v[0]);
-    add_rows<1>(sums, args.rows, args.weights, args.count[0], x);
-    simd::F32 v[kTile];
-    take_values(v, sums.v[0]);
-    store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[0]) + x * (kBits / 8), v, args.samples - x);
+    ColumnSums sums;
+    clear<0>(sums);
+    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+    store_sums<kBits, 0>(args, sums, x);
   }
 }
 
 // Two rows: the taps of the first alone, the shared ones, those of the second alone.
 template <int kBits>
-inline void column_pair(const ColumnPassArgs& args) noexcept {
-  const std::int32_t shared = args.count[0] - args.lead;
-  const float* const both_weights[2] = {args.weights[0] + args.lead, args.weights[1]};
-  const float* const tail_weights = args.weights[1] + shared;
+void column_pair(const ColumnPassArgs& args) noexcept {
+  const std::ptrdiff_t lead = args.lead;
+  const std::ptrdiff_t shared = args.count[0] - lead;
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
-    ColumnSums<1> one;
-    ColumnSums<2> both;
-    clear(one.v[0]);
-    add_rows<1>(one, args.rows, args.weights, args.lead, x);
-    for (int i = 0; i < kTile; ++i) both.v[0][i] = one.v[0][i];
-    clear(both.v[1]);
-    add_rows<2>(both, args.rows + args.lead, both_weights, shared, x);
-    simd::F32 v[kTile];
-    take_values(v, both.v[0]);
-    store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[0]) + x * (kBits / 8), v, args.samples - x);
-    for (int i = 0; i < kTile; ++i) one.v[0][i] = both.v[1][i];
-    add_rows<1>(one, args.rows + args.count[0], &tail_weights, args.count[1] - shared, x);
-    take_values(v, one.v[0]);
-    store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[1]) + x * (kBits / 8), v, args.samples - x);
+    ColumnSums sums;
+    clear<0>(sums);
+    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, lead, x);
+    clear<1>(sums);
+    add_rows<0, 2>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
+    store_sums<kBits, 0>(args, sums, x);
+    add_rows<1, 2>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared, args.count[1] - shared,
+                   x);
+    store_sums<kBits, 1>(args, sums, x);
   }
 }
 
@@ -109,14 +107,14 @@ void column_pass(const ColumnPassArgs& args) noexcept {
 
 void column_block(const ColumnPassArgs& args, bool first, float* totals) noexcept {
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
-    ColumnSums<1> sums;
-    clear(sums.v[0]);
-    add_rows<1>(sums, args.rows, args.weights, args.count[0], x);
-    for (int i = 0; i < kTile; ++i) {
-      float* total = totals + x + static_cast<std::size_t>(i) * simd::F32::kLanes;
+    ColumnSums sums;
+    clear<0>(sums);
+    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+    unroll<0, kTile>([&](auto i) {
+      float* total = totals + x + i * simd::F32::kLanes;
       const simd::F32 sum = simd::value_of(sums.v[0][i]);
       simd::store(total, first ? sum : simd::load(total) + sum);
-    }
+    });
   }
 }
 
@@ -124,8 +122,7 @@ template <int kBits>
 void store_row(const float* totals, std::size_t samples, void* dst) noexcept {
   for (std::size_t x = 0; x < samples; x += kTileSamples) {
     simd::F32 v[kTile];
-    for (int i = 0; i < kTile; ++i)
-      v[i] = simd::load(totals + x + static_cast<std::size_t>(i) * simd::F32::kLanes);
+    unroll<0, kTile>([&](auto i) { v[i] = simd::load(totals + x + i * simd::F32::kLanes); });
     store_samples<kBits>(static_cast<std::uint8_t*>(dst) + x * (kBits / 8), v, samples - x);
   }
 }

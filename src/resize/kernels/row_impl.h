@@ -2,43 +2,45 @@
 #pragma once
 
 #include "resize/kernels/kernels.h"
+#include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
 namespace {
 
-// The sums of kPixels pixels, kVectors vectors each.
-template <int kPixels, int kVectors>
+// The sums of two pixels, kVectors vectors each.
+template <int kVectors>
 struct RowSums {
-  simd::Sum v[kPixels][kVectors];
+  simd::Sum v[2][kVectors];
 };
 
-// Adds `count` taps to every pixel of `sums`; the pixels share the samples.
-template <int kPixels, int kVectors, bool kExact>
-inline void add_taps(RowSums<kPixels, kVectors>& sums, const float* samples, const float* const* weights,
-                     std::int64_t count) noexcept {
-  constexpr int kLanes = simd::F32::kLanes;
-  const float* w[kPixels];
-  for (int p = 0; p < kPixels; ++p) w[p] = weights[p];
-  for (std::int64_t tap = 0; tap < count; ++tap) {
-    simd::Samples x[kVectors];
-    for (int i = 0; i < kVectors; ++i) x[i] = simd::load_samples(samples + i * kLanes);
-    samples += kVectors * kLanes;
-    for (int p = 0; p < kPixels; ++p) {
-      const simd::Weight weight = simd::load_weight(w[p]++);
-      for (int i = 0; i < kVectors; ++i) {
-        sums.v[p][i] = simd::accumulate<kExact>(weight, x[i], sums.v[p][i]);
-      }
-    }
-  }
+template <int kPixel, int kVectors>
+[[gnu::always_inline]] inline void clear(RowSums<kVectors>& sums) noexcept {
+  unroll<0, kVectors>([&](auto i) { sums.v[kPixel][i] = simd::zero_sum(); });
 }
 
-template <int kPixels, int kVectors>
-inline RowSums<kPixels, kVectors> zero_sums() noexcept {
-  RowSums<kPixels, kVectors> sums;
-  for (auto& pixel : sums.v) {
-    for (auto& sum : pixel) sum = simd::zero_sum();
+template <int kPixel, int kVectors>
+[[gnu::always_inline]] inline void store_sums(float* out, const RowSums<kVectors>& sums) noexcept {
+  unroll<0, kVectors>(
+      [&](auto i) { simd::store(out + i * simd::F32::kLanes, simd::value_of(sums.v[kPixel][i])); });
+}
+
+// Adds `count` taps to the pixels [kFirst, kEnd) of `sums`, which share the samples.
+template <int kFirst, int kEnd, int kVectors, bool kExact>
+[[gnu::always_inline]] inline void add_taps(RowSums<kVectors>& sums, const float* samples,
+                                            const float* weights0, const float* weights1,
+                                            std::ptrdiff_t count) noexcept {
+  constexpr int kLanes = simd::F32::kLanes;
+  const float* const weights[2] = {weights0, weights1};
+  for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
+    simd::Samples x[kVectors];
+    unroll<0, kVectors>([&](auto i) { x[i] = simd::load_samples(samples + i * kLanes); });
+    samples += kVectors * kLanes;
+    unroll<kFirst, kEnd>([&](auto pixel) {
+      const simd::Weight weight = simd::load_weight(weights[pixel] + tap);
+      unroll<0, kVectors>(
+          [&](auto i) { sums.v[pixel][i] = simd::accumulate<kExact>(weight, x[i], sums.v[pixel][i]); });
+    });
   }
-  return sums;
 }
 
 // One pixel of any number of taps, block by block.
@@ -48,49 +50,39 @@ inline void row_pixel(const RowPassArgs& args, const TapSpan& span, float* out) 
   const float* samples = args.samples + (span.first - args.origin) * (kVectors * kLanes);
   const float* weights = args.table.weights + span.phase * args.table.stride;
   simd::F32 total[kVectors];
-  for (auto& t : total) t = simd::broadcast(0.0f);
-  for (std::int32_t done = 0; done < span.count || done == 0; done += kTapBlock) {
+  unroll<0, kVectors>([&](auto i) { total[i] = simd::broadcast(0.0f); });
+  for (std::int32_t done = 0; done < span.count; done += kTapBlock) {
     const std::int32_t rest = span.count - done;
-    auto sums = zero_sums<1, kVectors>();
-    add_taps<1, kVectors, kExact>(sums, samples, &weights, rest < kTapBlock ? rest : kTapBlock);
-    for (int i = 0; i < kVectors; ++i) {
-      total[i] = total[i] + simd::value_of(sums.v[0][i]);
-    }
+    RowSums<kVectors> sums;
+    clear<0>(sums);
+    add_taps<0, 1, kVectors, kExact>(sums, samples, weights, weights, rest < kTapBlock ? rest : kTapBlock);
+    unroll<0, kVectors>([&](auto i) { total[i] = total[i] + simd::value_of(sums.v[0][i]); });
     samples += kTapBlock * kVectors * kLanes;
     weights += kTapBlock;
   }
-  for (int i = 0; i < kVectors; ++i) simd::store(out + i * kLanes, total[i]);
+  unroll<0, kVectors>([&](auto i) { simd::store(out + i * kLanes, total[i]); });
 }
 
 // Two neighbouring pixels of at most one block each whose taps overlap: those of the first alone, the shared
 // ones, those of the second alone.
 template <int kVectors, bool kExact>
 inline void row_pair(const RowPassArgs& args, const TapSpan& a, const TapSpan& b, float* out) noexcept {
-  constexpr int kLanes = simd::F32::kLanes;
-  constexpr int kPixel = kVectors * kLanes;
+  constexpr int kPixel = kVectors * simd::F32::kLanes;
   const float* samples = args.samples + (a.first - args.origin) * kPixel;
-  const float* weights[2] = {args.table.weights + a.phase * args.table.stride,
-                             args.table.weights + b.phase * args.table.stride};
-  const std::int64_t lead = b.first - a.first;
-  const std::int64_t shared = a.count - lead;
+  const float* weights0 = args.table.weights + a.phase * args.table.stride;
+  const float* weights1 = args.table.weights + b.phase * args.table.stride;
+  const auto lead = static_cast<std::ptrdiff_t>(b.first - a.first);
+  const std::ptrdiff_t shared = a.count - lead;
 
-  auto head = zero_sums<1, kVectors>();
-  add_taps<1, kVectors, kExact>(head, samples, weights, lead);
-  RowSums<2, kVectors> both;
-  for (int i = 0; i < kVectors; ++i) {
-    both.v[0][i] = head.v[0][i];
-    both.v[1][i] = simd::zero_sum();
-  }
-  weights[0] += lead;
-  add_taps<2, kVectors, kExact>(both, samples + lead * kPixel, weights, shared);
-  RowSums<1, kVectors> tail;
-  for (int i = 0; i < kVectors; ++i) {
-    simd::store(out + i * kLanes, simd::value_of(both.v[0][i]));
-    tail.v[0][i] = both.v[1][i];
-  }
-  weights[1] += shared;
-  add_taps<1, kVectors, kExact>(tail, samples + a.count * kPixel, weights + 1, b.count - shared);
-  for (int i = 0; i < kVectors; ++i) simd::store(out + kPixel + i * kLanes, simd::value_of(tail.v[0][i]));
+  RowSums<kVectors> sums;
+  clear<0>(sums);
+  add_taps<0, 1, kVectors, kExact>(sums, samples, weights0, weights1, lead);
+  clear<1>(sums);
+  add_taps<0, 2, kVectors, kExact>(sums, samples + lead * kPixel, weights0 + lead, weights1, shared);
+  store_sums<0>(out, sums);
+  weights1 += shared;
+  add_taps<1, 2, kVectors, kExact>(sums, samples + a.count * kPixel, weights0, weights1, b.count - shared);
+  store_sums<1>(out + kPixel, sums);
 }
 
 template <int kVectors, bool kExact>
