@@ -12,18 +12,22 @@ namespace kyv::resize {
 namespace {
 
 constexpr std::int32_t kMostLanes = 16;
-constexpr std::int32_t kGreyGroups = 4;      // groups of lanes that a grey block has, to fill the pipeline
-constexpr std::int32_t kStripSamples = 256;  // destination samples of one strip
-constexpr std::int32_t kSegment = 16;        // destination pixels between two steps of conversion
-constexpr double kStripSource = 4096.0;  // source pixels of one strip, unless one destination pixel has more
-constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a strip whose block has several groups
-constexpr std::size_t kActiveRows = 8;       // destination rows that a source row contributes to
+constexpr std::int32_t kGreyGroups = 4;  // groups of lanes that a grey block has, to fill the pipeline
 constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
+constexpr std::int32_t kStripSamples =
+    4096;  // destination samples of a strip: its ring fits the second cache
+constexpr std::uint64_t kRingFloats = 98304;  // row results that stay in the second cache
+constexpr std::int32_t kChunkSamples = 256;   // destination samples that the column pass takes at a time
+constexpr std::int32_t kSegment = 16;         // destination pixels between two steps of conversion
+constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
+constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
+constexpr std::uint64_t kWindowFloats = 8192;  // converted samples that stay in the first cache
+constexpr std::size_t kActiveRows = 8;         // destination rows that a source row contributes to
+
+std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
 std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexcept {
-  const std::int32_t pixels = kStripSamples / channels / kSegment * kSegment;
-  if (geometry.x.count >= pixels) return pixels;
-  return (geometry.x.count - 1) / kSegment * kSegment + kSegment;
+  return std::min(geometry.x.count, kStripSamples / channels / kSegment * kSegment);
 }
 
 // Every array of a filtered resize. All sizes grow with the counts, the sizes and the inverse factors, so
@@ -31,11 +35,11 @@ std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexce
 struct Workspace {
   TapTableStorage x;
   TapTableStorage y;
-  std::uint64_t strip_source = 0;  // source pixels of a converted strip
+  std::uint64_t segment_source = 0;  // source pixels that one segment needs
   bool grey_groups = false;
-  float* samples = nullptr;  // converted samples of one block of rows, strip by strip
-  float* results = nullptr;  // row results of one segment, vectors of rows
-  std::uint64_t ring_rows = 0;
+  float* samples = nullptr;     // window of converted samples of one block of rows, vectors of rows
+  float* results = nullptr;     // row results of one segment, vectors of rows
+  std::uint64_t ring_rows = 0;  // besides those of a block
   std::uint64_t ring_stride = 0;
   float* ring = nullptr;  // row results by rows; one more row takes what is not wanted
   float* totals = nullptr;
@@ -46,32 +50,27 @@ struct Workspace {
     const auto taps_x = static_cast<double>(tap_room(geometry.x, geometry.mode));
     const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
     const double inverse_x = std::min(std::max(geometry.x.inverse, 0.0), taps_x);
-    const std::int32_t limit = strip_limit(geometry, channels);
 
     const double source =
-        std::ceil(std::min(limit * inverse_x, std::max(kStripSource, inverse_x))) + taps_x + 32.0;
-    strip_source = static_cast<std::uint64_t>(source);
+        std::ceil(std::min(kSegment * inverse_x, std::max(kSegmentSource, inverse_x))) + taps_x + 32.0;
+    segment_source = static_cast<std::uint64_t>(source);
     grey_groups = source <= kGreyGroupSource;
-    const std::uint64_t vectors =
-        channels != 1
-            ? strip_source * static_cast<std::uint64_t>(channels)
-            : std::max(strip_source,
-                       kGreyGroups * static_cast<std::uint64_t>(std::min(source, kGreyGroupSource)));
-    samples = arena.take<float>((vectors + 16 * kGreyGroups) * kMostLanes);
+    const auto grouped = static_cast<std::uint64_t>(std::min(source, kGreyGroupSource));
+    const std::uint64_t vectors = channels == 1 ? std::max(segment_source, kGreyGroups * grouped)
+                                                : segment_source * static_cast<std::uint64_t>(channels);
+    samples = arena.take<float>(std::max(vectors * kMostLanes, kWindowFloats));
     results = arena.take<float>((kSegment + 4) * 4 * kMostLanes);
 
-    const auto block_taps = std::min<std::uint64_t>(taps_y, kTapBlock);
     const double gap = std::min(std::max(geometry.y.inverse, 0.0), double{kTapBlock});
-    ring_rows = block_taps + static_cast<std::uint64_t>(std::ceil(gap)) + 1 + kMostBlockRows;
-    ring_stride =
-        static_cast<std::uint64_t>(limit) * static_cast<std::uint64_t>(channels) + kColumnSlack + 16;
-    ring_stride = ring_stride / 16 * 16;
-    ring = arena.take<float>((ring_rows + 1) * ring_stride);
+    ring_rows = std::min<std::uint64_t>(taps_y, kTapBlock) + static_cast<std::uint64_t>(std::ceil(gap)) + 1;
+    // An odd number of cache lines: equal columns of neighbouring rows lie in different cache sets.
+    const auto samples_across =
+        static_cast<std::uint64_t>(strip_limit(geometry, channels)) * static_cast<std::uint64_t>(channels);
+    ring_stride = (samples_across + kColumnSlack) / 32 * 32 + 48;
+    ring = arena.take<float>((ring_rows + kMostBlockRows + 1) * ring_stride);
     totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * ring_stride : 0);
   }
 };
-
-std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
 // One filtered request: strips of destination columns, and in each strip blocks of source rows.
 class FilteredResize {
@@ -90,20 +89,22 @@ class FilteredResize {
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
     exact_sums_ = x.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
+    const std::int32_t groups = job.channels == 1 && work_.grey_groups ? kGreyGroups : 1;
+    ring_rows_ = work_.ring_rows + size(groups * kernels.float_lanes);
+    const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
+    segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
     source_ = static_cast<const std::uint8_t*>(job.src) +
               static_cast<std::ptrdiff_t>(geometry.y.origin) * job.src_step +
               static_cast<std::ptrdiff_t>(geometry.x.origin) * job.channels * sample_bytes_;
   }
 
   void run() noexcept {
-    const Geometry& geometry = job_.geometry;
-    const double inverse = std::max(geometry.x.inverse, 1e-3);
-    const double by_source = kStripSource / inverse;
-    std::int32_t strip = strip_limit(geometry, job_.channels);
-    if (by_source < strip) strip = std::max(1, static_cast<std::int32_t>(by_source));
-    for (std::int32_t first = 0; first < geometry.x.count; first += strip) {
-      run_strip(first, std::min(strip, geometry.x.count - first));
-    }
+    const std::int32_t count = job_.geometry.x.count;
+    const auto fitting = static_cast<std::int32_t>(kRingFloats / ring_rows_) / job_.channels;
+    const std::int32_t strip =
+        std::clamp(fitting / 64 * 64, 64, std::max(64, strip_limit(job_.geometry, job_.channels)));
+    for (std::int32_t first = 0; first < count; first += strip)
+      run_strip(first, std::min(strip, count - first));
   }
 
  private:
@@ -111,16 +112,19 @@ class FilteredResize {
     strip_first_ = first;
     strip_count_ = count;
     next_row_ = 0;
+    const TapSpan& right = x_.spans[first + count - 1];
+    const std::int64_t usable = job_.geometry.x.usable_size;
+    const std::int64_t pixel = std::int64_t{job_.channels} * sample_bytes_;
+    strip_bytes_[0] = std::clamp<std::int64_t>(x_.spans[first].first, 0, usable) * pixel;
+    strip_bytes_[1] = std::clamp<std::int64_t>(right.first + right.count, 0, usable) * pixel;
     const TapSpan& top = y_.spans[0];
     const TapSpan& bottom = y_.spans[job_.geometry.y.count - 1];
-    const std::int64_t end = clamp_row(bottom.first + bottom.count - 1) + 1;
-    for (std::int64_t row = clamp_row(top.first); row < end;) {
-      const std::int32_t groups =
-          job_.channels == 1 && work_.grey_groups && end - row > kernels_.float_lanes ? kGreyGroups : 1;
-      const auto rows =
-          static_cast<std::int32_t>(std::min<std::int64_t>(groups * kernels_.float_lanes, end - row));
-      resample_rows(row, rows, groups);
-      row += rows;
+    end_row_ = clamp_row(bottom.first + bottom.count - 1) + 1;
+    for (std::int64_t row = clamp_row(top.first); row < end_row_;) {
+      const bool grouped = job_.channels == 1 && work_.grey_groups && end_row_ - row > kernels_.float_lanes;
+      const Block block(row, grouped ? kGreyGroups : 1, *this);
+      resample_rows(block);
+      row += block.rows;
       if (y_.stride > kTapBlock) {
         emit_long_rows(row);
       } else {
@@ -129,103 +133,169 @@ class FilteredResize {
     }
   }
 
-  // Row results of the source rows [first, first + count), into the ring.
-  void resample_rows(std::int64_t first, std::int32_t count, std::int32_t groups) noexcept {
-    const std::int32_t lanes = kernels_.float_lanes;
+  // A block of source rows: `groups` vectors of them; where rows are missing, the last one stands in.
+  struct Block {
+    std::int64_t first = 0;
+    std::int32_t rows = 0;
+    std::int32_t groups = 1;
+    std::int32_t lanes = 0;
+    std::size_t sample = 0;  // floats of one converted sample
+    std::size_t pixel = 0;   // floats of one converted pixel
     const std::uint8_t* sources[kMostBlockRows];
     float* targets[kMostBlockRows];
-    for (std::int32_t i = 0; i < groups * lanes; ++i) {
-      const std::int64_t row = first + std::min(i, count - 1);
-      sources[i] = source_ + static_cast<std::ptrdiff_t>(row) * job_.src_step;
-      targets[i] = i < count ? ring_row(row) : work_.ring + work_.ring_rows * work_.ring_stride;
+
+    Block(std::int64_t first_row, std::int32_t group_count, const FilteredResize& resize) noexcept
+        : first(first_row), groups(group_count), lanes(resize.kernels_.float_lanes) {
+      rows = static_cast<std::int32_t>(std::min<std::int64_t>(groups * lanes, resize.end_row_ - first));
+      sample = size(groups) * size(lanes);
+      pixel = sample * size(resize.job_.channels);
+      for (std::int32_t i = 0; i < groups * lanes; ++i) {
+        const std::int64_t row = first + std::min(i, rows - 1);
+        sources[i] = resize.source_row(row);
+        targets[i] = i < rows ? resize.ring_row(row) : resize.unwanted_row();
+      }
     }
+  };
 
-    const std::int32_t channels = job_.channels;
-    const std::int32_t vectors = groups == 1 ? channels : groups;
-    const std::size_t sample_stride = size(groups) * size(lanes);
+  // The part of a block's rows that is converted: source positions [origin, end), which outside the source
+  // repeat its outermost pixels.
+  struct Window {
+    std::int64_t origin = 0;
+    std::int64_t end = 0;
+    std::int64_t converted = 0;  // samples of the source row; conversion runs ahead by whole chunks
+  };
+
+  // Row results of the block, into the ring.
+  void resample_rows(const Block& block) noexcept {
+    const std::int32_t vectors = block.groups == 1 ? job_.channels : block.groups;
+    const auto row_pass = kernels_.row_pass[vectors == 1 ? 0 : vectors - 2][exact_sums_ ? 1 : 0];
     const TapSpan* spans = x_.spans + strip_first_;
-    const std::int64_t origin = spans[0].first;
-    std::int64_t converted =
-        std::max<std::int64_t>(origin, 0) * channels;  // samples from the region's left edge
-    const std::int64_t available = std::int64_t{job_.geometry.x.usable_size} * channels;
-    std::int64_t padded = job_.geometry.x.usable_size;
-    const std::int64_t chunk = 16 / sample_bytes_;
+    Window window;
+    window.origin = window.end = spans[0].first;
+    window.converted = std::max<std::int64_t>(window.origin, 0) * job_.channels;
 
-    for (std::int32_t segment = 0; segment < strip_count_; segment += kSegment) {
-      const std::int32_t pixels = std::min(kSegment, strip_count_ - segment);
-      const TapSpan& last = spans[segment + pixels - 1];
-      const std::int64_t end = last.first + last.count;
-      const std::int64_t wanted = std::min(end * channels, available) - converted;
-      if (wanted > 0) {
-        const std::int64_t samples = std::min((wanted + chunk - 1) / chunk * chunk, available - converted);
-        float* out = work_.samples + size(converted - origin * channels) * sample_stride;
-        for (std::int32_t group = 0; group < groups; ++group) {
-          kernels_.load_block[depth_](sources + group * lanes, size(converted * sample_bytes_), size(samples),
-                                      out + group * lanes, sample_stride);
-        }
-        converted += samples;
-      }
-      const std::size_t pixel = size(vectors) * size(lanes);
-      if (segment == 0) repeat_pixel(-origin, 0, -origin, pixel);
-      if (end > padded) {
-        repeat_pixel(job_.geometry.x.usable_size - 1 - origin, padded - origin, end - padded, pixel);
-        padded = end;
-      }
+    for (std::int32_t first = 0; first < strip_count_; first += segment_) {
+      const std::int32_t count = std::min(segment_, strip_count_ - first);
+      const TapSpan& last = spans[first + count - 1];
+      advance(window, block, spans[first].first, last.first + last.count);
+      prefetch(block, first, first + count);
 
       RowPassArgs args;
       args.samples = work_.samples;
-      args.origin = origin;
+      args.origin = window.origin;
       args.table = x_;
-      args.first = strip_first_ + segment;
-      args.count = pixels;
+      args.first = strip_first_ + first;
+      args.count = count;
       args.out = work_.results;
-      kernels_.row_pass[vectors == 1 ? 0 : vectors - 2][exact_sums_ ? 1 : 0](args);
-      for (std::int32_t group = 0; group < groups; ++group) {
-        kernels_.store_block(work_.results + group * lanes, sample_stride, size(pixels) * size(channels),
-                             targets + group * lanes, size(segment) * size(channels));
+      row_pass(args);
+      for (std::int32_t group = 0; group < block.groups; ++group) {
+        kernels_.store_block(work_.results + group * block.lanes, block.sample,
+                             size(count) * size(job_.channels), block.targets + group * block.lanes,
+                             size(first) * size(job_.channels));
       }
     }
   }
 
-  // Copies the converted pixel at `from` to [to, to + count), in pixels from the strip's origin.
-  void repeat_pixel(std::int64_t from, std::int64_t to, std::int64_t count, std::size_t pixel) noexcept {
-    if (count <= 0) return;
-    const float* source = work_.samples + size(from) * pixel;
-    for (std::int64_t i = 0; i < count; ++i) {
-      std::memcpy(work_.samples + size(to + i) * pixel, source, pixel * sizeof(float));
+  // Makes positions [begin, end) available, moving what is still needed to the front where room runs out.
+  void advance(Window& window, const Block& block, std::int64_t begin, std::int64_t end) noexcept {
+    const std::int64_t usable = job_.geometry.x.usable_size;
+    const std::int64_t channels = job_.channels;
+    const auto capacity =
+        static_cast<std::int64_t>(std::max<std::uint64_t>(work_.segment_source, kWindowFloats / block.pixel));
+    if (end + 16 - window.origin > capacity) {
+      const std::int64_t kept = (window.converted + channels - 1) / channels - begin;
+      std::memmove(work_.samples, work_.samples + size(begin - window.origin) * block.pixel,
+                   size(std::max(kept, window.end - begin)) * block.pixel * sizeof(float));
+      window.origin = begin;
+    }
+
+    const std::int64_t wanted = std::min(end, usable) * channels - window.converted;
+    if (wanted > 0) {
+      const std::int64_t chunk = 16 / sample_bytes_;
+      const std::int64_t samples =
+          std::min((wanted + chunk - 1) / chunk * chunk, usable * channels - window.converted);
+      float* out = work_.samples + size(window.converted - window.origin * channels) * block.sample;
+      for (std::int32_t group = 0; group < block.groups; ++group) {
+        kernels_.load_block[depth_](block.sources + group * block.lanes,
+                                    size(window.converted * sample_bytes_), size(samples),
+                                    out + group * block.lanes, block.sample);
+      }
+      window.converted += samples;
+    }
+    if (window.end < 0) repeat_pixel(window, block, 0, window.end, 0);
+    repeat_pixel(window, block, usable - 1, std::max(window.end, usable), end);
+    window.end = end;
+  }
+
+  // Fills positions [first, end) of the window with its pixel at `from`.
+  void repeat_pixel(const Window& window, const Block& block, std::int64_t from, std::int64_t first,
+                    std::int64_t end) noexcept {
+    if (first >= end) return;
+    const float* source = work_.samples + size(from - window.origin) * block.pixel;
+    for (std::int64_t i = first; i < end; ++i) {
+      std::memcpy(work_.samples + size(i - window.origin) * block.pixel, source, block.pixel * sizeof(float));
     }
   }
 
-  // Writes the destination rows whose taps lie above source row `end`.
+  // Fetches the rows of the next block, one after the other as memory likes it, in the proportion in which
+  // the destination pixels [first, end) belong to the strip.
+  void prefetch(const Block& block, std::int64_t first, std::int64_t end) const noexcept {
+    constexpr std::int64_t kLine = 64;
+    const std::int64_t next = block.first + block.rows;
+    const std::int64_t rows = std::min<std::int64_t>(block.groups * block.lanes, end_row_ - next);
+    const std::int64_t row_lines = (strip_bytes_[1] - strip_bytes_[0] + kLine - 1) / kLine;
+    const std::int64_t stop = rows * row_lines * end / strip_count_;
+    for (std::int64_t line = rows * row_lines * first / strip_count_; line < stop;) {
+      const std::int64_t row = line / row_lines;
+      const std::int64_t row_stop = std::min(stop, (row + 1) * row_lines);
+      const std::uint8_t* from = source_row(next + row) + strip_bytes_[0];
+      for (; line < row_stop; ++line) __builtin_prefetch(from + (line - row * row_lines) * kLine, 0, 1);
+    }
+  }
+
+  // Writes the destination rows whose taps lie above source row `end`: chunk by chunk, so that the ring is
+  // read from the first cache.
   void emit_rows(std::int64_t end) noexcept {
     const std::int32_t count = job_.geometry.y.count;
-    while (next_row_ < count) {
-      const TapSpan& span = y_.spans[next_row_];
-      if (!complete(span, end)) return;
-      const bool pair = next_row_ + 1 < count && overlap(span, y_.spans[next_row_ + 1]);
-      if (pair && !complete(y_.spans[next_row_ + 1], end)) return;
-      emit_short_rows(pair ? 2 : 1);
+    const std::int32_t first = next_row_;
+    while (next_row_ < count && complete(y_.spans[next_row_], end)) {
+      const bool pair = starts_pair(next_row_);
+      if (pair && !complete(y_.spans[next_row_ + 1], end)) break;
+      next_row_ += pair ? 2 : 1;
+    }
+    const std::size_t samples = size(strip_count_) * size(job_.channels);
+    for (std::size_t x = 0; x < samples; x += kChunkSamples) {
+      const std::size_t chunk = std::min<std::size_t>(kChunkSamples, samples - x);
+      for (std::int32_t row = first; row < next_row_;) {
+        const std::int32_t rows = starts_pair(row) ? 2 : 1;
+        emit_short_rows(row, rows, x, chunk);
+        row += rows;
+      }
     }
   }
 
-  void emit_short_rows(std::int32_t rows) noexcept {
-    const TapSpan* span = y_.spans + next_row_;
+  bool starts_pair(std::int32_t row) const noexcept {
+    return row + 1 < job_.geometry.y.count && overlap(y_.spans[row], y_.spans[row + 1]);
+  }
+
+  // Samples [x, x + samples) of one or two destination rows.
+  void emit_short_rows(std::int32_t row, std::int32_t rows, std::size_t x, std::size_t samples) noexcept {
+    const TapSpan* span = y_.spans + row;
     const float* taps[3 * kTapBlock];
     const TapSpan& last = span[rows - 1];
     const std::int64_t end = last.first + last.count;
-    for (std::int64_t n = span->first; n < end; ++n) taps[n - span->first] = ring_row(clamp_row(n));
+    for (std::int64_t n = span->first; n < end; ++n) taps[n - span->first] = ring_row(clamp_row(n)) + x;
 
     ColumnPassArgs args;
     args.rows = taps;
-    args.samples = size(strip_count_) * size(job_.channels);
+    args.samples = samples;
     for (std::int32_t r = 0; r < rows; ++r) {
       args.weights[r] = y_.weights + span[r].phase * y_.stride;
       args.count[r] = span[r].count;
-      args.dst[r] = destination(next_row_ + r);
+      args.dst[r] = destination(row + r) + x * size(sample_bytes_);
     }
     args.lead = static_cast<std::int32_t>(last.first - span->first);
     kernels_.column_pass[depth_](args);
-    next_row_ += rows;
   }
 
   // The same for rows of several blocks of taps: each block is summed as soon as its source rows are there.
@@ -272,11 +342,17 @@ class FilteredResize {
     return std::clamp<std::int64_t>(row, 0, job_.geometry.y.usable_size - 1);
   }
 
-  float* ring_row(std::int64_t row) const noexcept {
-    return work_.ring + (static_cast<std::uint64_t>(row) % work_.ring_rows) * work_.ring_stride;
+  const std::uint8_t* source_row(std::int64_t row) const noexcept {
+    return source_ + static_cast<std::ptrdiff_t>(row) * job_.src_step;
   }
 
-  void* destination(std::int32_t row) const noexcept {
+  float* ring_row(std::int64_t row) const noexcept {
+    return work_.ring + static_cast<std::uint64_t>(row) % ring_rows_ * work_.ring_stride;
+  }
+
+  float* unwanted_row() const noexcept { return work_.ring + ring_rows_ * work_.ring_stride; }
+
+  std::uint8_t* destination(std::int32_t row) const noexcept {
     const Geometry& geometry = job_.geometry;
     return static_cast<std::uint8_t*>(job_.dst) +
            (static_cast<std::ptrdiff_t>(geometry.y.first) + row) * job_.dst_step +
@@ -293,8 +369,12 @@ class FilteredResize {
   TapTable y_;
   bool exact_sums_ = false;
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
+  std::uint64_t ring_rows_ = 0;
+  std::int32_t segment_ = kSegment;  // destination pixels
+  std::int64_t end_row_ = 0;         // one past the last source row that is needed
   std::int32_t strip_first_ = 0;
   std::int32_t strip_count_ = 0;
+  std::int64_t strip_bytes_[2] = {};  // first byte of a source row that the strip needs, and the end
   std::int32_t next_row_ = 0;
   std::int32_t taps_done_[kActiveRows] = {};
 };
