@@ -81,6 +81,7 @@ Description: numeric image operations
  Resizing of 8-bit and 16-bit images, and conversion between point-spread
  functions and optical transfer functions. Library, headers and tools.
 CONTROL
+  echo "activate-noawait ldconfig" >"$tree/DEBIAN/triggers"
   find "$tree" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +
   dpkg-deb --root-owner-group -Zgzip --build "$tree" "$dist/kyvmath_${version}_amd64.deb" >/dev/null
 }

@@ -16,7 +16,8 @@ A block is fenced by ``` and the language's name. What happens to it:
                 sh windows ...) check_package.sh runs it in an unpacked package.
   text, none    not code.
 
-Any other language is an error: nothing slips by because nobody knows how to test it.
+Any other language is an error: nothing slips by because nobody knows how to test it. Links within the project must
+lead somewhere, to a heading too.
 """
 
 import argparse
@@ -33,6 +34,7 @@ ROOT = HERE.parent.parent
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror"]
 COMPILERS = {"c": ["cc", "-std=c99"], "cpp": ["c++", "-std=c++20"]}
 MINGW = ("i686-w64-mingw32-gcc-win32", "x86_64-w64-mingw32-gcc-win32")
+LINK = re.compile(r"\]\((?!https?:)([^)#\s]*)(?:#([^)\s]+))?\)")
 FENCE = re.compile(r"^```(.*?)\n(.*?)^```", re.MULTILINE | re.DOTALL)
 
 
@@ -52,6 +54,21 @@ def run(command, **options):
     if done.returncode != 0:
         raise Failure(f"{' '.join(map(str, command))}\n{done.stdout}")
     return done.stdout
+
+
+def anchors_of(document):
+    """Headings as the usual renderers turn them into anchors."""
+    headings = re.findall(r"^#+ +(.*)$", FENCE.sub("", document.read_text(encoding="utf-8")), re.MULTILINE)
+    return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def check_links(document):
+    for path, anchor in LINK.findall(FENCE.sub("", document.read_text(encoding="utf-8"))):
+        target = document.parent / path if path else document
+        if not target.exists():
+            raise Failure(f"{document}: no {path}")
+        if anchor and target.suffix == ".md" and anchor not in anchors_of(target):
+            raise Failure(f"{document}: no heading '{anchor}' in {target.name}")
 
 
 class Checker:
@@ -155,6 +172,7 @@ def main():
         with tempfile.TemporaryDirectory() as scratch:
             checker = Checker(arguments.library.resolve(), arguments.prefix, pathlib.Path(scratch))
             try:
+                check_links(document)
                 count = checker.check_document(document)
                 print(f"{document.name}: {count} blocks")
             except Failure as failure:
