@@ -41,10 +41,11 @@ middle_of() {
 # One row of the table: what the host says it made, and the size of the file.
 table() {
   while IFS= read -r line; do
-    line=$(printf '%s' "$line" | tr -d '\r')
-    file=$(printf '%s' "$line" | sed 's/.* -> \([^ ]*\)  .*/\1/; s/\\/\//g')
-    what=$(printf '%s' "$line" | sed 's/.*'"$(basename "$file")"'  //; s/  [0-9.]* s$//')
-    seconds=$(printf '%s' "$line" | sed 's/.*  \([0-9.]* s\)$/\1/')
+    line=$(printf '%s' "${line#* -> }" | tr -d '\r')
+    file=${line%%  *}
+    seconds=${line##*  }
+    what=${line#*  }
+    what=${what%  *}
     printf '%-34s %10s bytes  %9s  %s\n' "$file" "$(wc -c <"$file")" "$seconds" "$what"
   done
 }
@@ -81,7 +82,7 @@ host info | sed -n '1,4p'
 printf '\nwhat it made\n'
 {
   sheet_entries=""
-  for mode in nearest linear cubic super lanczos; do
+  for mode in nearest linear cubic lanczos super; do
     if [ "$mode" != super ]; then
       host resize "$small" "$out/parts/enlarged-$mode.tif" --region "$small_region" --fit 330x240 --mode "$mode"
     fi
@@ -104,7 +105,7 @@ printf '\nwhat it made\n'
 table <"$out/parts/report.txt"
 
 set --
-for mode in nearest linear cubic super lanczos; do
+for mode in nearest linear cubic lanczos super; do
   if [ "$mode" = super ]; then
     set -- "$@" "$out/parts/reduced-super.tif" "reduced: super"
   else
