@@ -11,6 +11,24 @@
 
 namespace kyv::psfotf {
 
+namespace {
+
+// The widest kernels of the chain whose lanes the plane fills: its columns, and its rows too where a row
+// cannot be cut into whole vectors.
+const Kernels& fitting(const Kernels& widest, Precision precision,
+                       const std::int32_t (&lengths)[2]) noexcept {
+  const Kernels* kernels = &widest;
+  while (kernels->narrower != nullptr) {
+    const std::int32_t lanes =
+        precision == Precision::kSingle ? kernels->single_precision.lanes : kernels->double_precision.lanes;
+    if (lengths[1] >= lanes && (lengths[0] >= lanes || lengths[1] % lanes == 0)) break;
+    kernels = kernels->narrower;
+  }
+  return *kernels;
+}
+
+}  // namespace
+
 // The head of one block of memory; plans of small planes lie in its tail, so that they cost no allocation.
 class Descriptor {
  public:
@@ -219,7 +237,8 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
   if (!are_valid(lengths)) return nullptr;
   void* memory = runtime::aligned_allocate(sizeof(Descriptor));
   if (memory == nullptr) return nullptr;
-  return new (memory) Descriptor(precision, PlaneShape{lengths[0], lengths[1]}, kernels);
+  return new (memory)
+      Descriptor(precision, PlaneShape{lengths[0], lengths[1]}, fitting(kernels, precision, lengths));
 }
 
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
@@ -230,8 +249,9 @@ std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
 std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
                                     const Kernels& kernels) noexcept {
   const PlaneShape shape{lengths[0], lengths[1]};
-  return precision == Precision::kSingle ? workspace_bytes(shape, kernels.single_precision)
-                                         : workspace_bytes(shape, kernels.double_precision);
+  const Kernels& used = fitting(kernels, precision, lengths);
+  return precision == Precision::kSingle ? workspace_bytes(shape, used.single_precision)
+                                         : workspace_bytes(shape, used.double_precision);
 }
 
 std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,

@@ -57,7 +57,7 @@ struct PlanePlan {
 
   // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements, block_pitch
   // values apart; behind them, from value `line_offset` on, the lines in work. The last block starts at
-  // column row_length - lanes and may overlap the one before; a single one may stand over the plane's edge.
+  // column row_length - lanes and may overlap the one before.
   std::int32_t blocks;
   std::size_t block_pitch;
   std::size_t line_offset;

@@ -1,6 +1,7 @@
 #include "psfotf/planner.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <type_traits>
 
@@ -48,12 +49,8 @@ void add_powers_of_two(LineShape& shape, int exponent, int max_radix) noexcept {
 // Large primes first, powers of two last. False when a prime factor is too large to be summed directly.
 bool factorize(LineShape& shape, std::int32_t length, int max_power_of_two_radix) noexcept {
   shape.length = length;
-  std::int32_t rest = length;
-  int exponent = 0;
-  while (rest % 2 == 0) {
-    rest /= 2;
-    ++exponent;
-  }
+  const int exponent = std::countr_zero(static_cast<std::uint32_t>(length));
+  std::int32_t rest = length >> exponent;
   std::uint8_t odd[kMaxStages];
   int count = 0;
   for (std::int32_t f = 3; rest > 1; f += 2) {
@@ -357,13 +354,15 @@ bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
 template <class T>
 PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
   const int max_radix = kernels.max_power_of_two_radix;
-  PlaneMethod method{choose_line(shape.rows, max_radix), choose_line(shape.row_length, max_radix), false};
+  PlaneMethod method{choose_line(shape.rows, max_radix), {}, false};
   LineShape elements;
   if (shape.row_length % kernels.lanes == 0 &&
       factorize(elements, shape.row_length / kernels.lanes, max_radix) &&
       fits_lanes(elements, kernels.lanes)) {
     method.row = elements;
     method.rows_within_lanes = true;
+  } else {
+    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, max_radix);
   }
   return method;
 }

@@ -9,7 +9,7 @@
 namespace kyv::psfotf {
 
 // A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1,
-// their product within 31 bits.
+// their product within 31 bits. A kernel set serves planes of at least as many columns as it has lanes.
 struct PlaneShape {
   std::int32_t rows;
   std::int32_t row_length;

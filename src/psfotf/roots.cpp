@@ -89,6 +89,39 @@ ExtendedRoot root(std::int64_t k, std::int64_t n) noexcept {
 constexpr std::int32_t kMaxFine = 256;
 
 // About the square root of n, and at most a sixteenth of the circle.
+// The roots of order kSmallOrder, ready: small powers of two cost no sine.
+constexpr std::int32_t kSmallOrder = 64;
+
+struct SmallRoots {
+  double re[kSmallOrder];
+  double im[kSmallOrder];
+};
+
+constexpr SmallRoots small_roots() noexcept {
+  SmallRoots roots{};
+  for (int k = 0; k < kSmallOrder; ++k) {
+    const int octant = 8 * k / kSmallOrder;
+    const int rest = 8 * k - octant * kSmallOrder;
+    const long double x = 0.785398163397448309615660845819875721L *
+                          static_cast<long double>(octant % 2 != 0 ? kSmallOrder - rest : rest) / kSmallOrder;
+    long double sine = 0;
+    long double cosine = 0;
+    long double term = 1;
+    for (int i = 0; i < 24; ++i) {
+      (i % 2 == 0 ? cosine : sine) += (i / 2 % 2 == 0 ? term : -term);
+      term *= x / (i + 1);
+    }
+    const bool swapped = ((octant + 1) & 2) != 0;
+    const long double c = swapped ? sine : cosine;
+    const long double s = swapped ? cosine : sine;
+    roots.re[k] = static_cast<double>(((octant + 2) & 4) != 0 ? -c : c);
+    roots.im[k] = static_cast<double>(octant >= 4 ? s : -s);
+  }
+  return roots;
+}
+
+constexpr SmallRoots kSmallRoots = small_roots();
+
 std::int32_t fine_count(std::int32_t n) noexcept {
   std::int32_t size = 1;
   while (size < kMaxFine && size * size < n && 32 * size <= n) size *= 2;
@@ -99,6 +132,13 @@ std::int32_t fine_count(std::int32_t n) noexcept {
 
 template <class T>
 void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
+  if (kSmallOrder % n == 0) {
+    for (std::int32_t k = 0; k < count; ++k) {
+      re[k] = static_cast<T>(kSmallRoots.re[k * (kSmallOrder / n)]);
+      im[k] = static_cast<T>(kSmallRoots.im[k * (kSmallOrder / n)]);
+    }
+    return;
+  }
   double fine_re[kMaxFine];  // exp(-2 pi i k / n) - 1: small, so that its product rounds harmlessly
   double fine_im[kMaxFine];
   const std::int32_t fine = std::min(fine_count(n), count);

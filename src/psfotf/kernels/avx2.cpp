@@ -4,7 +4,8 @@
 
 namespace kyv::psfotf {
 
+extern const Kernels kernels_sse2;
 extern const Kernels kernels_avx2;
-const Kernels kernels_avx2 = make_kernels();
+const Kernels kernels_avx2 = make_kernels(&kernels_sse2);
 
 }  // namespace kyv::psfotf

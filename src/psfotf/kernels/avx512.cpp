@@ -4,7 +4,8 @@
 
 namespace kyv::psfotf {
 
+extern const Kernels kernels_avx2;
 extern const Kernels kernels_avx512;
-const Kernels kernels_avx512 = make_kernels();
+const Kernels kernels_avx512 = make_kernels(&kernels_avx2);
 
 }  // namespace kyv::psfotf

@@ -25,6 +25,7 @@ struct PrecisionKernels {
 struct Kernels {
   PrecisionKernels<float> single_precision;
   PrecisionKernels<double> double_precision;
+  const Kernels* narrower;  // for planes of fewer columns than the lanes here; null for one lane
 };
 
 }  // namespace kyv::psfotf

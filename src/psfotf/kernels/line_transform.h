@@ -60,10 +60,11 @@ void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m,
   }
 }
 
-// The first stage, straight from the caller's values: element i is kLanes contiguous doubles.
+// The first stage, straight from the caller's values: element i is kLanes contiguous doubles. Values `ahead`
+// from there are fetched for the next row.
 template <class V, int R>
-void load_first_stage(const double* re, const double* im, LaneOf<V>* data, std::int32_t m,
-                      const Roots<LaneOf<V>>& roots) noexcept {
+void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, LaneOf<V>* data,
+                      std::int32_t m, const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = m * kElement<V>;
   const std::ptrdiff_t source_stride = m * static_cast<std::ptrdiff_t>(V::kLanes);
   std::ptrdiff_t at = 0;
@@ -73,6 +74,11 @@ void load_first_stage(const double* re, const double* im, LaneOf<V>* data, std::
     for (int i = 0; i < R; ++i) {
       simd::load_doubles(x[i].re, re + i * source_stride);
       simd::load_doubles(x[i].im, im + i * source_stride);
+#pragma GCC unroll 2
+      for (int line = 0; line < V::kLanes; line += 8) {
+        __builtin_prefetch(re + i * source_stride + ahead + line);
+        __builtin_prefetch(im + i * source_stride + ahead + line);
+      }
     }
     Butterfly<R>::apply(x);
     store_element<V>(data, x[0]);
@@ -187,7 +193,7 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
 
 template <class V>
 struct RadixCode {
-  void (*load_first)(const double*, const double*, LaneOf<V>*, std::int32_t,
+  void (*load_first)(const double*, const double*, std::ptrdiff_t, LaneOf<V>*, std::int32_t,
                      const Roots<LaneOf<V>>&) noexcept;
   void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;

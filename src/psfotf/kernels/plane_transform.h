@@ -20,8 +20,7 @@ struct Workspace {
 template <class V>
 inline std::int32_t first_column(std::int32_t block, std::int32_t row_length) noexcept {
   const std::int32_t column = block * V::kLanes;
-  if (row_length < V::kLanes || column + V::kLanes <= row_length) return column;
-  return row_length - V::kLanes;
+  return column + V::kLanes <= row_length ? column : row_length - V::kLanes;
 }
 
 // The starts of kLanes rows from `first` on; the last row stands in for those beyond it.
@@ -40,14 +39,6 @@ struct RowPointers {
 // One part (real or imaginary) of rows to the same part of line elements.
 template <class V>
 void gather_rows(const RowPointers<V>& source, std::int32_t row_length, LaneOf<V>* line) noexcept {
-  if (row_length < V::kLanes) {
-    for (std::int32_t c = 0; c < row_length; ++c) {
-      for (int i = 0; i < V::kLanes; ++i) {
-        line[c * kElement<V> + i] = static_cast<LaneOf<V>>(source.rows[i][c]);
-      }
-    }
-    return;
-  }
   const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
   for (std::int32_t b = 0; b < tiles; ++b) {
     const std::int32_t column = first_column<V>(b, row_length);
@@ -65,14 +56,12 @@ template <class V>
 void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line, std::int32_t first_row,
                   std::int32_t valid, LaneOf<V>* blocks) noexcept {
   const std::int32_t* positions = plan.row->positions;
-  const std::int32_t last = plan.row_length - 1;
   for (std::int32_t b = 0; b < plan.blocks; ++b) {
     const std::int32_t column = first_column<V>(b, plan.row_length);
     V tile[V::kLanes];
 #pragma GCC unroll 16
     for (int i = 0; i < V::kLanes; ++i) {
-      const std::int32_t k = column + i <= last ? column + i : last;
-      tile[i] = simd::load(line + positions[k] * kElement<V>) * scale;
+      tile[i] = simd::load(line + positions[column + i] * kElement<V>) * scale;
     }
     simd::transpose(tile);
     LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch + first_row * kElement<V>;
@@ -144,7 +133,9 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   T* row_im = row_re + plan.row_length + lanes;
   for (std::int32_t r = 0; r < plan.rows; ++r) {
     const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
-    kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, workspace.line, m, roots);
+    const std::ptrdiff_t ahead = r + 1 < plan.rows ? plan.row_length : 0;
+    kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, ahead, workspace.line, m,
+                                    roots);
     run_stages<V>(line, 1, line.stages, workspace.line);
     T* row = workspace.blocks + r * kElement<V>;
     if (aligned) {
@@ -175,23 +166,15 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   }
 }
 
-// Rows of finished columns to the caller; `lanes` of each vector lie inside the plane.
+// Rows of finished columns to the caller.
 template <class V>
-void store_block(const LinePlan<LaneOf<V>>& plan, const LaneOf<V>* block, int lanes,
-                 const PlaneArrays& arrays, std::int32_t column, std::int32_t row_length) noexcept {
+void store_block(const LinePlan<LaneOf<V>>& plan, const LaneOf<V>* block, const PlaneArrays& arrays,
+                 std::int32_t column, std::int32_t row_length) noexcept {
   for (std::int32_t k = 0; k < plan.length; ++k) {
-    const LaneOf<V>* element = block + plan.positions[k] * kElement<V>;
+    const Complex<V> x = load_element<V>(block + plan.positions[k] * kElement<V>);
     const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * row_length + column;
-    if (lanes == V::kLanes) {
-      const Complex<V> x = load_element<V>(element);
-      simd::store_doubles(arrays.dst_re + place, x.re);
-      simd::store_doubles(arrays.dst_im + place, x.im);
-      continue;
-    }
-    for (int i = 0; i < lanes; ++i) {
-      arrays.dst_re[place + i] = static_cast<double>(element[i]);
-      arrays.dst_im[place + i] = static_cast<double>(element[V::kLanes + i]);
-    }
+    simd::store_doubles(arrays.dst_re + place, x.re);
+    simd::store_doubles(arrays.dst_im + place, x.im);
   }
 }
 
@@ -204,14 +187,13 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arra
                        const Workspace<V>& workspace) noexcept {
   const LinePlan<LaneOf<V>>& column = *plan.column;
   const int last_radix = column.stages > 0 ? column.radices[column.stages - 1] : 0;
-  const bool fused = column.method == LineMethod::kMixedRadix && column.stages > 0 &&
-                     last_radix <= kMaxFixedRadix && plan.row_length >= V::kLanes;
+  const bool fused =
+      column.method == LineMethod::kMixedRadix && column.stages > 0 && last_radix <= kMaxFixedRadix;
   if (!fused) {
-    const int lanes = plan.row_length < V::kLanes ? plan.row_length : V::kLanes;
     for (std::int32_t b = 0; b < plan.blocks; ++b) {
       LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b) * plan.block_pitch;
       transform_lines<V>(column, block, workspace.line);
-      store_block<V>(column, block, lanes, arrays, first_column<V>(b, plan.row_length), plan.row_length);
+      store_block<V>(column, block, arrays, first_column<V>(b, plan.row_length), plan.row_length);
     }
     return;
   }

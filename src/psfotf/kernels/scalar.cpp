@@ -5,6 +5,6 @@
 namespace kyv::psfotf {
 
 extern const Kernels kernels_scalar;
-const Kernels kernels_scalar = make_kernels();
+const Kernels kernels_scalar = make_kernels(nullptr);
 
 }  // namespace kyv::psfotf

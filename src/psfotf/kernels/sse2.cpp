@@ -4,7 +4,8 @@
 
 namespace kyv::psfotf {
 
+extern const Kernels kernels_scalar;
 extern const Kernels kernels_sse2;
-const Kernels kernels_sse2 = make_kernels();
+const Kernels kernels_sse2 = make_kernels(&kernels_scalar);
 
 }  // namespace kyv::psfotf
