@@ -13,8 +13,8 @@ using Work = std::function<void()>;
 struct Effort {
   double seconds = 0.3;  // for all candidates of a contest together
   int min_rounds = 5;    // kept even where they take longer than that
-  int max_rounds = 400;
-  double sample_seconds = 2e-4;  // short work is repeated until one sample takes at least this long
+  int max_rounds = 200;
+  double sample_seconds = 2e-3;  // short work is repeated until one sample takes at least this long
 };
 
 inline constexpr Effort kQuickEffort{.seconds = 0.05, .min_rounds = 3};
