@@ -346,7 +346,7 @@ struct PlaneMethod {
 // A row within its lanes needs whole vectors, unrolled radices, and enough elements to fill the vectors of
 // its last step.
 bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
-  if (lanes == 1 || 2 * elements.length < lanes || elements.stages == 0) return false;
+  if (lanes == 1 || elements.length < lanes) return false;
   return std::all_of(elements.radices, elements.radices + elements.stages,
                      [](int radix) { return radix <= kMaxFixedRadix; });
 }
