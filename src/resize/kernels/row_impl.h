@@ -7,6 +7,9 @@
 namespace kyv::resize {
 namespace {
 
+// Sharing samples between two pixels takes more than 8 registers.
+constexpr bool kPairs = sizeof(void*) == 8;
+
 // The sums of two pixels, kVectors vectors each.
 template <int kVectors>
 struct RowSums {
@@ -91,7 +94,7 @@ void row_pass(const RowPassArgs& args) noexcept {
   const TapSpan* span = args.table.spans + args.first;
   float* out = args.out;
   for (std::int32_t left = args.count; left > 0;) {
-    const bool pair = left > 1 && span[0].count <= kTapBlock && span[1].count <= kTapBlock &&
+    const bool pair = kPairs && left > 1 && span[0].count <= kTapBlock && span[1].count <= kTapBlock &&
                       span[1].first < span[0].first + span[0].count &&
                       span[1].first + span[1].count >= span[0].first + span[0].count;
     if (pair) {
