@@ -17,24 +17,22 @@ objects=""
 for program in "$tree"/tests/*/*_test; do
   LLVM_PROFILE_FILE="$out/%p.profraw" "$program" >"$out/$(basename "$program").log" 2>&1 ||
     echo "coverage: $program failed, see $out"
-  objects="$objects -object $program"
+  objects="$objects${objects:+ -object} $program"
 done
 llvm-profdata merge -sparse "$out"/*.profraw -o "$out/all.profdata"
 rm -f "$out"/*.profraw
 
-sources=$(find src/api src/thread src/runtime src/resize src/psfotf \
-  \( -path '*/kernels/*' -o -path '*/simd/*' \) -prune -o \( -name '*.cpp' -o -name '*.h' \) -print | sort)
+reading="-instr-profile=$out/all.profdata
+  -ignore-filename-regex=/(tests|tools|fuzz|usr|kernels|simd)/"
 # shellcheck disable=SC2086
-llvm-cov report $objects -instr-profile="$out/all.profdata" -show-region-summary=0 -show-branch-summary $sources \
-  2>/dev/null
+llvm-cov report $objects $reading -show-region-summary=0 -show-branch-summary
 # shellcheck disable=SC2086
-llvm-cov show $objects -instr-profile="$out/all.profdata" -show-branches=count $sources >"$out/report.txt" \
-  2>/dev/null
+llvm-cov show $objects $reading -show-branches=count -path-equivalence="$tree,$PWD" >"$out/report.txt"
 
 echo
 echo "branches that no test has taken (line, then how often true and false):"
 # shellcheck disable=SC2086
-llvm-cov export $objects -instr-profile="$out/all.profdata" -format=lcov $sources 2>/dev/null |
+llvm-cov export $objects $reading -format=lcov |
   awk -F'[:,]' '
     /^SF:/ { file = substr($0, 4); sub(/.*\/src\//, "src/", file) }
     /^BRDA:/ {
