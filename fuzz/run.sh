@@ -18,7 +18,7 @@ shift
 [ $# -gt 0 ] || set -- resize_exports resize_primitives conversions
 
 cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1" \
   -DKYVMATH_SANITIZE=address,undefined,fuzzer-no-link -DKYVMATH_FUZZERS=ON \
   -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
 for target; do
