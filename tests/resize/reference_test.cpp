@@ -86,6 +86,13 @@ TEST(FusedStep, AgreesWithTheRunTimeLibraryOnAnyBits) {
 }
 #endif
 
+// The x87 instruction behind MinGW's long double sine reduces its argument with 66 bits of pi.
+#ifdef _WIN32
+constexpr double kOracleError = 1e-19;
+#else
+constexpr double kOracleError = 0.0;
+#endif
+
 // In units of the result's last place, against a sine of 64 bits where long double has them.
 TEST(Sine, IsAccurateToTheLastPlace) {
   double worst = 0.0;
@@ -99,7 +106,7 @@ TEST(Sine, IsAccurateToTheLastPlace) {
         static_cast<double>(std::fabs(
             static_cast<long double>(resize::sine(x, [](double value) { return value; })) - exact)) /
         place;
-    ASSERT_LE(error, 2.0) << "at " << x;
+    ASSERT_LE(error, 2.0 + kOracleError / place) << "at " << x;
     worst = std::max(worst, error);
   }
   RecordProperty("worst_error_in_last_places", std::to_string(worst));
