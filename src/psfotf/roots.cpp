@@ -151,6 +151,7 @@ void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
     const ExtendedRoot w = root(first, n);
     const std::int32_t m = std::min(fine, count - first);
     for (std::int32_t k = 0; k < m; ++k) {
+      // cppcheck-suppress uninitvar ; filled above for every k below fine, and fine is at least 1
       const double product_re = w.re.high * fine_re[k] - w.im.high * fine_im[k];
       const double product_im = w.re.high * fine_im[k] + w.im.high * fine_re[k];
       re[first + k] = static_cast<T>(w.re.high + (w.re.low + product_re));
