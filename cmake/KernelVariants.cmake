@@ -1,18 +1,22 @@
-# kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/{scalar,sse2,avx2,avx512}.cpp to the target,
-# each compiled for its own instruction set. A unit of an instruction set gives away one symbol (its table)
+# kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/<isa>.cpp to the target for every instruction
+# set below that the folder has a unit of, each compiled for its own instruction set. A unit of an instruction set gives away one symbol (its table)
 # and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
 function(kyvmath_kernel_variants target folder)
   set(flags_scalar "")
   set(flags_sse2 -msse2)
   set(flags_avx2 -mavx2 -mfma)
   set(flags_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx2 -mfma -mprefer-vector-width=512)
-  foreach(isa scalar sse2 avx2 avx512)
+  set(flags_avx512vbmi ${flags_avx512} -mavx512vbmi)
+  foreach(isa scalar sse2 avx2 avx512 avx512vbmi)
     set(unit ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${isa}.cpp)
+    if(NOT EXISTS ${unit})
+      continue()
+    endif()
     set(flags ${flags_${isa}})
     if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 8 AND isa MATCHES avx)
       list(APPEND flags -Wa,-muse-unaligned-vector-move)
     endif()
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND isa STREQUAL avx512)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND isa MATCHES avx512)
       # The compiler's own header defines its undefined vectors as themselves, and warns.
       list(APPEND flags -Wno-uninitialized -Wno-maybe-uninitialized)
     endif()

@@ -19,7 +19,7 @@ extern const Rates rates_avx512;
 namespace {
 
 const Rates& rates_of(const std::string& variant) {
-  if (variant == "avx512") return rates_avx512;
+  if (variant == "avx512" || variant == "avx512vbmi") return rates_avx512;
   if (variant == "avx2") return rates_avx2;
   if (variant == "sse2") return rates_sse2;
   return rates_scalar;

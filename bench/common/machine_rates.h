@@ -11,7 +11,7 @@ namespace kyv::bench {
 
 // Multiply-adds per second of one instruction set, all of its lanes counted, in registers alone.
 struct ArithmeticRate {
-  std::string variant;  // as in the dispatch table: "scalar", "sse2", "avx2", "avx512"
+  std::string variant;  // as in the dispatch table: "scalar", "sse2", "avx2", ...
   double float_rate;
   double double_rate;
 };

@@ -13,13 +13,15 @@ namespace kyv::bench {
 namespace {
 
 constexpr bool k64Bit = sizeof(void*) == 8;
+bool is_avx512(const std::string& variant) { return variant == "avx512" || variant == "avx512vbmi"; }
+
 constexpr double kSetupGoal = 0.25;  // of a small picture's call, at most
 
 // The share of the roofline that a large picture is to reach, 0 where no goal is set.
 double roof_goal(const CellResult& r) {
   if (r.service == Service::kConversion || !k64Bit) return 0.0;
   const bool large = r.workload == "A" || r.workload == "B";
-  if (r.variant == "avx512") {
+  if (is_avx512(r.variant)) {
     if (r.workload == "I" || (large && r.kind == "nearest")) return 0.70;
     if (!large) return 0.0;
     if (r.kind == "lanczos3") return 0.45;
@@ -31,13 +33,13 @@ double roof_goal(const CellResult& r) {
 // The geometric mean of the ratios to the best known peers that is to be reached, 0 where no goal is set.
 double mean_goal(Service service, const std::string& variant) {
   if (!k64Bit) return 0.0;
-  if (variant == "avx512") return service == Service::kResize ? 2.0 : 2.2;
+  if (is_avx512(variant)) return service == Service::kResize ? 2.0 : 2.2;
   if (variant == "avx2") return service == Service::kResize ? 1.4 : 1.6;
   return 0.0;
 }
 
 bool has_peer_goal(const CellResult& r) {
-  return k64Bit && (r.variant == "avx512" || r.variant == "avx2") && !std::isnan(r.best_ratio);
+  return k64Bit && (is_avx512(r.variant) || r.variant == "avx2") && !std::isnan(r.best_ratio);
 }
 
 class GeometricMean {

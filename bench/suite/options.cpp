@@ -25,7 +25,7 @@ std::vector<const runtime::KernelSet*> variants_named(const std::string& name) {
 const char* usage() noexcept {
   return "kyvmath_bench [options]\n"
          "  --filter REGEX   only cells whose name matches, e.g. '^A 8uC3', '^fft .* double'\n"
-         "  --variant NAME   scalar, sse2, avx2, avx512 or all; default: the one the library would use\n"
+         "  --variant NAME   scalar, sse2, avx2, avx512, avx512vbmi or all; default: the library's choice\n"
          "  --quick          fewer rounds\n"
          "  --seconds S      time to spend on each cell; default 0.3\n"
          "  --no-peers       our own cells only\n"

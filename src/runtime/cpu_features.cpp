@@ -32,6 +32,7 @@ CpuidSnapshot read_cpuid() noexcept {
   if (cpu.max_leaf >= 7) {
     __cpuid_count(7, 0, a, b, c, d);
     cpu.leaf7_ebx = b;
+    cpu.leaf7_ecx = c;
   }
   constexpr std::uint32_t osxsave = bit(27);
   if (has_all(cpu.leaf1_ecx, osxsave)) cpu.xcr0 = read_xcr0();
@@ -43,6 +44,7 @@ std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept {
   constexpr std::uint32_t leaf1_sse2 = bit(26);
   constexpr std::uint32_t leaf7_avx2 = bit(5);
   constexpr std::uint32_t leaf7_avx512 = bit(16) | bit(17) | bit(30) | bit(31);  // F, DQ, BW, VL
+  constexpr std::uint32_t leaf7_vbmi = bit(1);
   constexpr std::uint64_t saves_ymm = 0x06;
   constexpr std::uint64_t saves_zmm = 0xE6;
 
@@ -50,8 +52,9 @@ std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept {
   if (has_all(cpu.leaf1_edx, leaf1_sse2)) features |= kFeatureSse2;
   const bool avx2 = has_all(cpu.leaf1_ecx, leaf1_fma_avx) && has_all(cpu.leaf7_ebx, leaf7_avx2);
   if (avx2 && has_all(cpu.xcr0, saves_ymm)) features |= kFeatureAvx2Fma;
-  const bool avx512 = avx2 && has_all(cpu.leaf7_ebx, leaf7_avx512);
-  if (avx512 && has_all(cpu.xcr0, saves_zmm)) features |= kFeatureAvx512;
+  const bool avx512 = avx2 && has_all(cpu.leaf7_ebx, leaf7_avx512) && has_all(cpu.xcr0, saves_zmm);
+  if (avx512) features |= kFeatureAvx512;
+  if (avx512 && has_all(cpu.leaf7_ecx, leaf7_vbmi)) features |= kFeatureAvx512Vbmi;
   return features;
 }
 

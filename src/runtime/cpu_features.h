@@ -9,6 +9,7 @@ namespace kyv::runtime {
 inline constexpr std::uint32_t kFeatureSse2 = 1u << 0;
 inline constexpr std::uint32_t kFeatureAvx2Fma = 1u << 1;
 inline constexpr std::uint32_t kFeatureAvx512 = 1u << 2;  // F, BW, VL and DQ
+inline constexpr std::uint32_t kFeatureAvx512Vbmi = 1u << 3;
 
 // The registers that detection reads, gathered first so that any processor can be played in a test.
 struct CpuidSnapshot {
@@ -16,6 +17,7 @@ struct CpuidSnapshot {
   std::uint32_t leaf1_ecx = 0;
   std::uint32_t leaf1_edx = 0;
   std::uint32_t leaf7_ebx = 0;
+  std::uint32_t leaf7_ecx = 0;
   std::uint64_t xcr0 = 0;  // 0 where the operating system has not enabled XGETBV
 };
 

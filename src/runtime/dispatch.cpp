@@ -9,6 +9,7 @@ extern const Kernels kernels_scalar;
 extern const Kernels kernels_sse2;
 extern const Kernels kernels_avx2;
 extern const Kernels kernels_avx512;
+extern const Kernels kernels_avx512vbmi;
 }  // namespace kyv::resize
 namespace kyv::psfotf {
 extern const Kernels kernels_scalar;
@@ -20,9 +21,12 @@ extern const Kernels kernels_avx512;
 namespace kyv::runtime {
 namespace {
 
+constexpr std::uint32_t kAvx512 = kFeatureAvx512 | kFeatureAvx2Fma | kFeatureSse2;
+
+// Permutations of bytes are of no use to the transforms.
 constexpr KernelSet kKernelSets[] = {
-    {"avx512", kFeatureAvx512 | kFeatureAvx2Fma | kFeatureSse2, &resize::kernels_avx512,
-     &psfotf::kernels_avx512},
+    {"avx512vbmi", kAvx512 | kFeatureAvx512Vbmi, &resize::kernels_avx512vbmi, &psfotf::kernels_avx512},
+    {"avx512", kAvx512, &resize::kernels_avx512, &psfotf::kernels_avx512},
     {"avx2", kFeatureAvx2Fma | kFeatureSse2, &resize::kernels_avx2, &psfotf::kernels_avx2},
     {"sse2", kFeatureSse2, &resize::kernels_sse2, &psfotf::kernels_sse2},
     {"scalar", 0, &resize::kernels_scalar, &psfotf::kernels_scalar},

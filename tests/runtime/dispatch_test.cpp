@@ -39,6 +39,8 @@ TEST(Dispatch, ChoosesTheBestVariantThatProcessorAndSystemBothOffer) {
   cpu.leaf7_ebx = kSkylakeLeaf7;
   cpu.xcr0 = 0xE7;
   EXPECT_EQ(variant_of(cpu), "avx512");
+  cpu.leaf7_ecx = 1u << 1;
+  EXPECT_EQ(variant_of(cpu), "avx512vbmi");
   cpu.xcr0 = 0x07;  // the system does not save the mask and 512-bit registers
   EXPECT_EQ(variant_of(cpu), "avx2");
   cpu.xcr0 = 0xE7;

@@ -15,7 +15,7 @@ namespace {
 // The built-in test looks at what the operating system saves, too.
 std::vector<std::string> instruction_sets() {
   __builtin_cpu_init();
-  const std::array<std::pair<const char*, bool>, 9> sets{{
+  const std::array<std::pair<const char*, bool>, 10> sets{{
       {"SSE2", __builtin_cpu_supports("sse2") != 0},
       {"SSE4.1", __builtin_cpu_supports("sse4.1") != 0},
       {"AVX", __builtin_cpu_supports("avx") != 0},
@@ -25,6 +25,7 @@ std::vector<std::string> instruction_sets() {
       {"AVX-512BW", __builtin_cpu_supports("avx512bw") != 0},
       {"AVX-512VL", __builtin_cpu_supports("avx512vl") != 0},
       {"AVX-512DQ", __builtin_cpu_supports("avx512dq") != 0},
+      {"AVX-512VBMI", __builtin_cpu_supports("avx512vbmi") != 0},
   }};
   std::vector<std::string> names;
   for (const auto& [name, offered] : sets) {

@@ -1,0 +1,12 @@
+#include "runtime/simd/avx512vbmi.h"
+
+#include "resize/kernels/block_vector.h"
+
+#include "resize/kernels/kernels_impl.h"
+
+namespace kyv::resize {
+
+extern const Kernels kernels_avx512vbmi;
+const Kernels kernels_avx512vbmi = make_kernels();
+
+}  // namespace kyv::resize
