@@ -204,12 +204,17 @@ std::int32_t mapped_origin(std::int32_t origin, double factor) {
   return static_cast<std::int32_t>(origin * factor + 0.4999999999);
 }
 
+// A factor of 1 with a shift of 0 returns the source, whatever the mode: the B-spline, which would smooth,
+// included.
+bool is_identity(const Axis& axis) { return axis.s == 1.0 && axis.offset == 0.0; }
+
 class Resampler {
  public:
   Resampler(const PrimitiveCall& call, const Axis& x, const Axis& y)
       : call_(call),
         y_(y),
-        mode_(mode_in_effect(call.mode, call.src_width, call.src_height)),
+        mode_(is_identity(x) && is_identity(y) ? 1
+                                               : mode_in_effect(call.mode, call.src_width, call.src_height)),
         columns_(axis_taps(x, mode_)),
         rows_(axis_taps(y, mode_)) {}
 
