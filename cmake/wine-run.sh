@@ -31,8 +31,15 @@ out=$(mktemp)
 err=$(mktemp)
 trap 'rm -f "$out" "$err"' EXIT
 trap 'exit 130' INT TERM
-code=0
-wine "$@" >"$out" 2>"$err" || code=$?
+# Wine sometimes fails to start a program at all and says so through its own launcher. Nothing of the
+# program has run then, so it is started again; what the program itself reports is never repeated.
+for attempt in 1 2 3; do
+  code=0
+  wine "$@" >"$out" 2>"$err" || code=$?
+  [ "$code" -ne 0 ] && grep -q '^Application could not be started' "$out" "$err" || break
+  echo "wine-run.sh: the program was not started (attempt $attempt)" >&2
+  sleep 1
+done
 cat "$out"
 cat "$err" >&2
 exit "$code"
