@@ -23,6 +23,8 @@ function(kyvmath_kernel_variants target folder)
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
     # The kernels are vectors already: what the compiler would vectorise are leftovers and the scalar reference.
+    # There g++ 12 goes wrong: its vectoriser of straight-line code leaves out the roundings to float in
+    # three neighbouring sums of the form a = (double)(float)(a + w * x), in plain C as well.
     list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions ${ARGN})
     target_sources(${target} PRIVATE ${unit})
     set_source_files_properties(${unit} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
