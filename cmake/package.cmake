@@ -13,6 +13,11 @@ else()
 endif()
 if(TARGET kyvmath)
   install(TARGETS kyvmath RUNTIME DESTINATION bin)
+  if(NOT WIN32)
+    install(FILES tools/kyvmath/man/kyvmath.1 DESTINATION share/man/man1)
+    install(FILES tools/kyvmath/completion/kyvmath.bash
+            DESTINATION share/bash-completion/completions RENAME kyvmath)
+  endif()
 endif()
 
 install(FILES include/KyvMath.h include/KyvMath.hpp DESTINATION include)
