@@ -19,9 +19,11 @@ namespace {
 // not.
 constexpr bool kWrites16BitPng = false;
 constexpr bool kKeepsProfiles = false;  // nor does Wine's store colour profiles
+constexpr bool kReadsPlanarTiff = false;
 #else
 constexpr bool kWrites16BitPng = true;
 constexpr bool kKeepsProfiles = true;
+constexpr bool kReadsPlanarTiff = true;
 #endif
 
 // A profile that libpng, which checks header and tag table, accepts; its one tag holds bytes that mean
@@ -184,11 +186,12 @@ TEST(Tiff, ReadsBitsInversePalettesPlanesAndTiles) {
   EXPECT_EQ(samples_of(palette), (std::vector<int>{0x12, 0x34, 0x56}));
 }
 
-#ifndef _WIN32  // Wine 8 reads no planar, tiled or two-sample TIFF
 TEST(Tiff, ReadsPlanesTilesAndGreyWithAlpha) {
-  const Image planar = read_bytes(
-      make_tiff({.width = 2, .height = 1, .samples = 3, .photometric = 2, .planar = 2, .data = "RrGgBb"}));
-  EXPECT_EQ(samples_of(planar), (std::vector<int>{'R', 'G', 'B', 'r', 'g', 'b'}));
+  if (kReadsPlanarTiff) {
+    const Image planar = read_bytes(
+        make_tiff({.width = 2, .height = 1, .samples = 3, .photometric = 2, .planar = 2, .data = "RrGgBb"}));
+    EXPECT_EQ(samples_of(planar), (std::vector<int>{'R', 'G', 'B', 'r', 'g', 'b'}));
+  }
 
   const Image expected = textured(20, 18, {1, 8});
   std::string tiles;
@@ -208,7 +211,6 @@ TEST(Tiff, ReadsPlanesTilesAndGreyWithAlpha) {
       read_bytes(make_tiff({.width = 1, .height = 1, .samples = 2, .extra_sample = 2, .data = "gA"}));
   EXPECT_EQ(samples_of(grey_alpha), (std::vector<int>{'g', 'g', 'g', 'A'}));
 }
-#endif
 
 }  // namespace
 }  // namespace kyv::host::test
