@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "resize/arena.h"
+#include "resize/pixel_copy.h"
 #include "resize/resampler.h"
 #include "resize/weights.h"
 #include "thread/thread_context.h"
@@ -28,9 +29,12 @@ void fill_tables(const resize::Geometry& geometry, void* work, const resize::Ker
   keep(work);
 }
 
-void fill_columns(const resize::AxisGeometry& axis, void* work) {
-  auto* const columns = static_cast<std::int32_t*>(work);
-  for (std::int32_t i = 0; i < axis.count; ++i) columns[i] = resize::nearest_source(axis, i);
+void fill_nearest_tables(const resize::Geometry& geometry, const ResizeCell& cell, void* work,
+                         const resize::Kernels& kernels) {
+  resize::Arena arena(work);
+  const resize::NearestStorage storage = resize::take_nearest_tables(arena, geometry.x, cell.channels);
+  const auto pixel = static_cast<std::size_t>(cell.channels * cell.bits / 8);
+  resize::build_nearest_tables(storage, geometry.x, pixel, kernels.bytes);
   keep(work);
 }
 
@@ -42,12 +46,12 @@ Work resize_setup(const ResizeCell& cell, const runtime::KernelSet& variant) {
   geometry.y = axis_of(cell.src_height, cell.dst_height);
   geometry.mode = static_cast<resize::Mode>(cell.mode);
   const auto bytes = static_cast<std::int32_t>(resize::work_buffer_bytes(geometry, cell.channels));
-  return [geometry, bytes, kernels = variant.resize] {
+  return [geometry, cell, bytes, kernels = variant.resize] {
     thread::ScratchBuffer* const scratch = thread::get_scratch_buffer();
     void* const work = scratch == nullptr ? nullptr : scratch->ensure(bytes);
     if (work == nullptr) throw std::runtime_error("no work buffer");
     if (geometry.mode == resize::Mode::kNearest) {
-      fill_columns(geometry.x, work);
+      fill_nearest_tables(geometry, cell, work, *kernels);
     } else {
       fill_tables(geometry, work, *kernels);
     }

@@ -6,6 +6,7 @@
 
 #include "resize/arena.h"
 #include "resize/kernels/kernels.h"
+#include "resize/pixel_copy.h"
 #include "resize/weights.h"
 
 namespace kyv::resize {
@@ -379,93 +380,12 @@ class FilteredResize {
   std::int32_t taps_done_[kActiveRows] = {};
 };
 
-// The bytes of a request's pixels, for the modes that only copy them.
-struct PixelCopy {
-  const std::uint8_t* src;  // pixel (0, 0) of the region
-  std::uint8_t* dst;        // first destination pixel
-  std::size_t pixel;
-
-  explicit PixelCopy(const ResampleJob& job) noexcept : pixel(size(job.channels) * size(job.bits / 8)) {
-    const Geometry& geometry = job.geometry;
-    const auto pixel_step = static_cast<std::ptrdiff_t>(pixel);
-    src = static_cast<const std::uint8_t*>(job.src) +
-          static_cast<std::ptrdiff_t>(geometry.y.origin) * job.src_step + geometry.x.origin * pixel_step;
-    dst = static_cast<std::uint8_t*>(job.dst) + static_cast<std::ptrdiff_t>(geometry.y.first) * job.dst_step +
-          geometry.x.first * pixel_step;
-  }
-};
-
-template <std::size_t kPixel>
-void gather_pixels(const std::uint8_t* src, const std::int32_t* columns, std::int32_t count,
-                   std::uint8_t* dst) noexcept {
-  for (std::int32_t i = 0; i < count; ++i) {
-    std::memcpy(dst + size(i) * kPixel, src + size(columns[i]) * kPixel, kPixel);
-  }
-}
-
-void resize_nearest(const ResampleJob& job, void* work) noexcept {
-  const Geometry& geometry = job.geometry;
-  const PixelCopy copy(job);
-  auto* columns = Arena(work).take<std::int32_t>(size(geometry.x.count));
-  for (std::int32_t i = 0; i < geometry.x.count; ++i) columns[i] = nearest_source(geometry.x, i);
-
-  std::int32_t previous = -1;
-  for (std::int32_t i = 0; i < geometry.y.count; ++i) {
-    std::uint8_t* to = copy.dst + static_cast<std::ptrdiff_t>(i) * job.dst_step;
-    const std::int32_t row = nearest_source(geometry.y, i);
-    if (row == previous) {
-      std::memcpy(to, to - job.dst_step, size(geometry.x.count) * copy.pixel);
-      continue;
-    }
-    previous = row;
-    const std::uint8_t* from = copy.src + static_cast<std::ptrdiff_t>(row) * job.src_step;
-    switch (copy.pixel) {
-      case 1:
-        gather_pixels<1>(from, columns, geometry.x.count, to);
-        break;
-      case 2:
-        gather_pixels<2>(from, columns, geometry.x.count, to);
-        break;
-      case 3:
-        gather_pixels<3>(from, columns, geometry.x.count, to);
-        break;
-      case 4:
-        gather_pixels<4>(from, columns, geometry.x.count, to);
-        break;
-      case 6:
-        gather_pixels<6>(from, columns, geometry.x.count, to);
-        break;
-      default:
-        gather_pixels<8>(from, columns, geometry.x.count, to);
-        break;
-    }
-  }
-}
-
-// Factor 1 and shift 0 on an axis: destination and source pixels coincide in every mode.
-bool coincides(const AxisGeometry& axis) noexcept {
-  const std::int64_t first = std::int64_t{axis.first} - axis.origin;
-  return axis.inverse == 1.0 && axis.offset == 0.0 && first >= 0 && first + axis.count <= axis.usable_size;
-}
-
-void copy_rows(const ResampleJob& job) noexcept {
-  const Geometry& geometry = job.geometry;
-  const PixelCopy copy(job);
-  const std::uint8_t* from =
-      copy.src + static_cast<std::ptrdiff_t>(geometry.y.first - geometry.y.origin) * job.src_step +
-      (geometry.x.first - geometry.x.origin) * static_cast<std::ptrdiff_t>(copy.pixel);
-  for (std::int32_t i = 0; i < geometry.y.count; ++i) {
-    std::memcpy(copy.dst + static_cast<std::ptrdiff_t>(i) * job.dst_step,
-                from + static_cast<std::ptrdiff_t>(i) * job.src_step, size(geometry.x.count) * copy.pixel);
-  }
-}
-
 }  // namespace
 
 std::int64_t work_buffer_bytes(const Geometry& geometry, std::int32_t channels) noexcept {
   Arena arena;
   if (geometry.mode == Mode::kNearest) {
-    arena.take<std::int32_t>(static_cast<std::uint64_t>(geometry.x.count));
+    take_nearest_tables(arena, geometry.x, channels);
   } else {
     const Workspace measured(arena, geometry, channels);
     static_cast<void>(measured);
@@ -475,8 +395,8 @@ std::int64_t work_buffer_bytes(const Geometry& geometry, std::int32_t channels) 
 
 void resample(const ResampleJob& job, void* work, const Kernels& kernels) noexcept {
   const Geometry& geometry = job.geometry;
-  if (coincides(geometry.x) && coincides(geometry.y)) return copy_rows(job);
-  if (geometry.mode == Mode::kNearest) return resize_nearest(job, work);
+  if (coincides(geometry)) return copy_pixels(job, kernels.bytes);
+  if (geometry.mode == Mode::kNearest) return resize_nearest(job, work, kernels.bytes);
   FilteredResize(job, work, kernels).run();
 }
 }  // namespace kyv::resize

@@ -7,6 +7,6 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_avx2;
-const Kernels kernels_avx2 = make_kernels();
+const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>());
 
 }  // namespace kyv::resize

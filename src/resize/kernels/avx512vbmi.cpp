@@ -7,6 +7,6 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_avx512vbmi;
-const Kernels kernels_avx512vbmi = make_kernels();
+const Kernels kernels_avx512vbmi = make_kernels(byte_kernels<simd::VectorPicker>());
 
 }  // namespace kyv::resize

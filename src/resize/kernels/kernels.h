@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "resize/kernels/byte_kernels.h"
+
 namespace kyv::resize {
 
 // Taps of one block: the products of a block are summed from zero, the blocks' sums are added in order.
@@ -70,6 +72,7 @@ struct Kernels {
   // Unnormalised Lanczos weights of the positions first + 0 .. first + count - 1, seen from `centre`, at
   // distances times `scale`. Writes whole vectors: `out` has room for 7 more.
   void (*lanczos)(double centre, double first, double scale, std::int32_t count, double* out);
+  ByteKernels bytes;
 };
 
 // Floats that a column pass may read beyond a row's last sample.

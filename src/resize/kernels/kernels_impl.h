@@ -2,6 +2,7 @@
 // A unit includes its simd header first, then the blocks that suit it, then this one.
 #pragma once
 
+#include "resize/kernels/byte_kernels_impl.h"
 #include "resize/kernels/column_impl.h"
 #include "resize/kernels/kernels.h"
 #include "resize/kernels/row_impl.h"
@@ -10,7 +11,7 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Kernels make_kernels() noexcept {
+constexpr Kernels make_kernels(ByteKernels bytes) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
@@ -25,6 +26,7 @@ constexpr Kernels make_kernels() noexcept {
       .column_block = column_block,
       .store_row = {store_row<8>, store_row<16>},
       .lanczos = lanczos_weights,
+      .bytes = bytes,
   };
 }
 

@@ -7,6 +7,6 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_scalar;
-const Kernels kernels_scalar = make_kernels();
+const Kernels kernels_scalar = make_kernels({});
 
 }  // namespace kyv::resize

@@ -7,6 +7,6 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_sse2;
-const Kernels kernels_sse2 = make_kernels();
+const Kernels kernels_sse2 = make_kernels(stream_kernels());
 
 }  // namespace kyv::resize

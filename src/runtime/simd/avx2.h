@@ -189,3 +189,36 @@ inline F64 lane_numbers() noexcept { return {_mm256_setr_pd(0, 1, 2, 3)}; }
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Nearest neighbour: bytes by their place in a window of memory.
+namespace kyv::simd {
+namespace {
+
+// Two lanes of 16 bytes, each from `kWindows` * 16 bytes at src + bases[lane].
+struct QuadPicker {
+  static constexpr int kLanes = 2;
+  static constexpr int kLaneBytes = 16;
+
+  template <int kWindows>
+  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+                   std::uint8_t* dst) noexcept {
+    const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices));
+    const auto quad = [&](int lane, int window) noexcept {
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + bases[lane] + window * kLaneBytes));
+    };
+    __m256i picked = _mm256_setzero_si256();
+    for (int window = 0; window < kWindows; ++window) {
+      const __m256i from =
+          _mm256_inserti128_si256(_mm256_castsi128_si256(quad(0, window)), quad(1, window), 1);
+      // Places outside this window get a set top bit, which picks 0.
+      const __m256i place =
+          _mm256_adds_epu8(_mm256_sub_epi8(index, _mm256_set1_epi8(static_cast<char>(window * kLaneBytes))),
+                           _mm256_set1_epi8(0x70));
+      picked = _mm256_or_si256(picked, _mm256_shuffle_epi8(from, kWindows == 1 ? index : place));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), picked);
+  }
+};
+
+}  // namespace
+}  // namespace kyv::simd

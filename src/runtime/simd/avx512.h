@@ -208,3 +208,38 @@ inline F64 lane_numbers() noexcept { return {_mm512_setr_pd(0, 1, 2, 3, 4, 5, 6,
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Nearest neighbour: bytes by their place in a window of memory.
+namespace kyv::simd {
+namespace {
+
+// Four lanes of 16 bytes, each from `kWindows` * 16 bytes at src + bases[lane].
+struct QuadPicker {
+  static constexpr int kLanes = 4;
+  static constexpr int kLaneBytes = 16;
+
+  template <int kWindows>
+  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+                   std::uint8_t* dst) noexcept {
+    const __m512i index = _mm512_loadu_si512(indices);
+    const auto quad = [&](int lane, int window) noexcept {
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + bases[lane] + window * kLaneBytes));
+    };
+    __m512i picked = _mm512_setzero_si512();
+    for (int window = 0; window < kWindows; ++window) {
+      __m512i from = _mm512_castsi128_si512(quad(0, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0x00F0, quad(1, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0x0F00, quad(2, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0xF000, quad(3, window));
+      // Places outside this window get a set top bit, which picks 0.
+      const __m512i place =
+          _mm512_adds_epu8(_mm512_sub_epi8(index, _mm512_set1_epi8(static_cast<char>(window * kLaneBytes))),
+                           _mm512_set1_epi8(0x70));
+      picked = _mm512_or_si512(picked, _mm512_shuffle_epi8(from, kWindows == 1 ? index : place));
+    }
+    _mm512_storeu_si512(dst, picked);
+  }
+};
+
+}  // namespace
+}  // namespace kyv::simd

@@ -5,3 +5,36 @@
 #pragma once
 
 #include "runtime/simd/avx512.h"
+
+// Nearest neighbour: bytes by their place in a window of memory.
+namespace kyv::simd {
+namespace {
+
+// One lane of 64 bytes from `kWindows` * 64 bytes at src + bases[0].
+struct VectorPicker {
+  static constexpr int kLanes = 1;
+  static constexpr int kLaneBytes = 64;
+
+  template <int kWindows>
+  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+                   std::uint8_t* dst) noexcept {
+    const __m512i index = _mm512_loadu_si512(indices);
+    const auto from = [&](int window) noexcept {
+      return _mm512_loadu_si512(src + bases[0] + window * kLaneBytes);
+    };
+    __m512i picked;
+    if constexpr (kWindows == 1) {
+      picked = _mm512_permutexvar_epi8(index, from(0));
+    } else {
+      picked = _mm512_permutex2var_epi8(from(0), index, from(1));
+    }
+    if constexpr (kWindows == 4) {
+      const __m512i upper = _mm512_permutex2var_epi8(from(2), index, from(3));
+      picked = _mm512_mask_mov_epi8(picked, _mm512_movepi8_mask(index), upper);
+    }
+    _mm512_storeu_si512(dst, picked);
+  }
+};
+
+}  // namespace
+}  // namespace kyv::simd

@@ -1,0 +1,78 @@
+// The kernels that move bytes, written against the `Picker` and the vectors of an instruction set.
+#pragma once
+
+#include "resize/kernels/byte_kernels.h"
+
+namespace kyv::resize {
+namespace {
+
+template <class Picker, int kWindows, bool kNear>
+void permute_row(const BytePieces& pieces, std::size_t first, std::size_t end, const std::uint8_t* src,
+                 std::ptrdiff_t ahead, std::uint8_t* dst) noexcept {
+  constexpr std::size_t kLanes = Picker::kLanes;
+  constexpr std::size_t kPiece = kLanes * Picker::kLaneBytes;
+  constexpr std::size_t kWindow = static_cast<std::size_t>(kWindows) * Picker::kLaneBytes;
+  constexpr std::size_t kLine = 64;
+  const std::size_t* bases = pieces.bases + first * kLanes;
+  const std::uint8_t* indices = pieces.indices + first * kPiece;
+  const auto write = [&](std::uint8_t* to) noexcept {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      const std::uint8_t* next = src + bases[lane] + ahead;
+      for (std::size_t byte = 0; byte < kWindow; byte += kLine) fetch<kNear>(next + byte);
+    }
+    Picker::template pick<kWindows>(src, bases, indices, to);
+    bases += kLanes;
+    indices += kPiece;
+  };
+  const std::size_t last = pieces.count - 1;
+  std::uint8_t* const row_end = dst + pieces.bytes - first * pieces.step;
+  for (std::size_t piece = first; piece < end && piece < last; ++piece, dst += pieces.step) write(dst);
+  if (end > last) write(row_end - kPiece);
+}
+
+template <class Picker>
+void permute(const BytePieces& pieces, std::size_t first, std::size_t end, const std::uint8_t* src,
+             std::ptrdiff_t ahead, std::uint8_t* dst) noexcept {
+  constexpr decltype(permute<Picker>)* kKernels[][2] = {
+      {permute_row<Picker, 1, false>, permute_row<Picker, 1, true>},
+      {permute_row<Picker, 2, false>, permute_row<Picker, 2, true>},
+      {permute_row<Picker, 4, false>, permute_row<Picker, 4, true>}};
+  kKernels[pieces.windows / 2][pieces.near ? 1 : 0](pieces, first, end, src, ahead, dst);
+}
+
+// Whole cache lines: a part of one costs a read of the rest.
+void stream(const std::uint8_t* src, std::uint8_t* dst, std::size_t bytes) noexcept {
+  constexpr std::size_t kLine = 64;
+  const std::size_t misplaced = reinterpret_cast<std::uintptr_t>(dst) % kLine;
+  const std::size_t head = misplaced == 0 ? 0 : kLine - misplaced;
+  if (bytes < head + kLine) {
+    __builtin_memcpy(dst, src, bytes);
+    return;
+  }
+  __builtin_memcpy(dst, src, head);
+  std::size_t done = head;
+  for (; bytes - done >= kLine; done += kLine) {
+    for (std::size_t k = 0; k < kLine; k += simd::kVectorBytes) {
+      const simd::F32 v = simd::load(reinterpret_cast<const float*>(src + done + k));
+      simd::store_streaming(reinterpret_cast<float*>(dst + done + k), v);
+    }
+  }
+  __builtin_memcpy(dst + done, src + done, bytes - done);
+}
+
+void stream_fence() noexcept { simd::stream_fence(); }
+
+// For vectors that have no permutation of bytes.
+constexpr ByteKernels stream_kernels() noexcept { return {.stream = stream, .stream_fence = stream_fence}; }
+
+template <class Picker>
+constexpr ByteKernels byte_kernels() noexcept {
+  return {.lane_bytes = Picker::kLaneBytes,
+          .lanes = Picker::kLanes,
+          .permute = permute<Picker>,
+          .stream = stream,
+          .stream_fence = stream_fence};
+}
+
+}  // namespace
+}  // namespace kyv::resize
