@@ -6,6 +6,7 @@
 
 #include "resize/arena.h"
 #include "resize/kernels/kernels.h"
+#include "resize/lane_rows.h"
 #include "resize/pixel_copy.h"
 #include "resize/weights.h"
 
@@ -18,7 +19,8 @@ constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
 constexpr std::int32_t kStripSamples =
     4096;  // destination samples of a strip: its ring fits the second cache
 constexpr std::uint64_t kRingFloats = 98304;  // row results that stay in the second cache
-constexpr std::int32_t kChunkSamples = 256;   // destination samples that the column pass takes at a time
+constexpr std::int32_t kLaneStrip = 160;      // destination pixels that are whole groups of any lane plan
+constexpr std::int32_t kChunkSamples = 512;   // destination samples that the column pass takes at a time
 constexpr std::int32_t kSegment = 16;         // destination pixels between two steps of conversion
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
@@ -26,6 +28,9 @@ constexpr std::uint64_t kWindowFloats = 8192;  // converted samples that stay in
 constexpr std::size_t kActiveRows = 8;         // destination rows that a source row contributes to
 
 std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
+
+// An odd number of cache lines: equal columns of neighbouring rows lie in different cache sets.
+std::uint64_t ring_pitch(std::uint64_t samples) noexcept { return (samples + kColumnSlack) / 32 * 32 + 48; }
 
 std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexcept {
   return std::min(geometry.x.count, kStripSamples / channels / kSegment * kSegment);
@@ -36,18 +41,21 @@ std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexce
 struct Workspace {
   TapTableStorage x;
   TapTableStorage y;
+  LaneRowsStorage lanes;
   std::uint64_t segment_source = 0;  // source pixels that one segment needs
   bool grey_groups = false;
   float* samples = nullptr;     // window of converted samples of one block of rows, vectors of rows
   float* results = nullptr;     // row results of one segment, vectors of rows
   std::uint64_t ring_rows = 0;  // besides those of a block
   std::uint64_t ring_stride = 0;
+  std::uint64_t ring_floats = 0;
   float* ring = nullptr;  // row results by rows; one more row takes what is not wanted
   float* totals = nullptr;
 
   Workspace(Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
     x = take_tap_table(arena, geometry.x, geometry.mode);
     y = take_tap_table(arena, geometry.y, geometry.mode);
+    lanes = take_lane_rows(arena, geometry.x, geometry.mode, channels);
     const auto taps_x = static_cast<double>(tap_room(geometry.x, geometry.mode));
     const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
     const double inverse_x = std::min(std::max(geometry.x.inverse, 0.0), taps_x);
@@ -64,11 +72,11 @@ struct Workspace {
 
     const double gap = std::min(std::max(geometry.y.inverse, 0.0), double{kTapBlock});
     ring_rows = std::min<std::uint64_t>(taps_y, kTapBlock) + static_cast<std::uint64_t>(std::ceil(gap)) + 1;
-    // An odd number of cache lines: equal columns of neighbouring rows lie in different cache sets.
     const auto samples_across =
         static_cast<std::uint64_t>(strip_limit(geometry, channels)) * static_cast<std::uint64_t>(channels);
-    ring_stride = (samples_across + kColumnSlack) / 32 * 32 + 48;
-    ring = arena.take<float>((ring_rows + kMostBlockRows + 1) * ring_stride);
+    ring_stride = ring_pitch(samples_across);
+    ring_floats = (ring_rows + kMostBlockRows + 1) * ring_stride;
+    ring = arena.take<float>(ring_floats);
     totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * ring_stride : 0);
   }
 };
@@ -82,16 +90,17 @@ class FilteredResize {
         arena_(work),
         work_(arena_, job.geometry, job.channels),
         sample_bytes_(job.bits / 8),
-        depth_(job.bits == 8 ? 0 : 1) {
+        depth_(job.bits == 8 ? 0 : 1),
+        built_x_(build_tap_table(work_.x, job.geometry.x, job.geometry.mode, kernels)),
+        x_(built_x_.table),
+        lanes_(work_.lanes, x_, job.geometry.x, job.channels, sample_bytes_, kernels.lane_pass) {
     const Geometry& geometry = job.geometry;
-    const BuiltTable x = build_tap_table(work_.x, geometry.x, geometry.mode, kernels);
-    x_ = x.table;
     y_ = build_tap_table(work_.y, geometry.y, geometry.mode, kernels).table;
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
-    exact_sums_ = x.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
+    exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
     const std::int32_t groups = job.channels == 1 && work_.grey_groups ? kGreyGroups : 1;
-    ring_rows_ = work_.ring_rows + size(groups * kernels.float_lanes);
+    ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups * kernels.float_lanes);
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
     segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
     source_ = static_cast<const std::uint8_t*>(job.src) +
@@ -101,14 +110,27 @@ class FilteredResize {
 
   void run() noexcept {
     const std::int32_t count = job_.geometry.x.count;
-    const auto fitting = static_cast<std::int32_t>(kRingFloats / ring_rows_) / job_.channels;
-    const std::int32_t strip =
-        std::clamp(fitting / 64 * 64, 64, std::max(64, strip_limit(job_.geometry, job_.channels)));
+    const std::int32_t strip = std::min(lanes_.usable() ? lane_strip() : block_strip(), count);
+    ring_stride_ = ring_pitch(size(strip) * size(job_.channels));
     for (std::int32_t first = 0; first < count; first += strip)
       run_strip(first, std::min(strip, count - first));
   }
 
  private:
+  std::int32_t block_strip() const noexcept {
+    const auto fitting = static_cast<std::int32_t>(kRingFloats / ring_rows_) / job_.channels;
+    return std::clamp(fitting / 64 * 64, 64, std::max(64, strip_limit(job_.geometry, job_.channels)));
+  }
+
+  // With fewer rows the ring's memory holds longer ones, unless totals of that length are needed, too.
+  std::int32_t lane_strip() const noexcept {
+    const std::uint64_t floats = std::min(work_.ring_floats, kRingFloats) / (ring_rows_ + 1);
+    const std::int32_t fitting = y_.stride > kTapBlock
+                                     ? strip_limit(job_.geometry, job_.channels)
+                                     : static_cast<std::int32_t>(floats - ring_pitch(0)) / job_.channels;
+    return std::max(fitting / kLaneStrip, 1) * kLaneStrip;
+  }
+
   void run_strip(std::int32_t first, std::int32_t count) noexcept {
     strip_first_ = first;
     strip_count_ = count;
@@ -122,16 +144,32 @@ class FilteredResize {
     const TapSpan& bottom = y_.spans[job_.geometry.y.count - 1];
     end_row_ = clamp_row(bottom.first + bottom.count - 1) + 1;
     for (std::int64_t row = clamp_row(top.first); row < end_row_;) {
-      const bool grouped = job_.channels == 1 && work_.grey_groups && end_row_ - row > kernels_.float_lanes;
-      const Block block(row, grouped ? kGreyGroups : 1, *this);
-      resample_rows(block);
-      row += block.rows;
+      row += lanes_.usable() ? resample_lane_rows(row) : resample_block(row);
       if (y_.stride > kTapBlock) {
         emit_long_rows(row);
       } else {
         emit_rows(row);
       }
     }
+  }
+
+  // Row results of the next source rows, into the ring; how many rows that were.
+  std::int64_t resample_lane_rows(std::int64_t row) noexcept {
+    const std::uint8_t* sources[kLaneRows];
+    float* targets[kLaneRows];
+    for (std::int32_t i = 0; i < kLaneRows; ++i) {
+      sources[i] = source_row(std::min(row + i, end_row_ - 1));
+      targets[i] = row + i < end_row_ ? ring_row(row + i) : unwanted_row();
+    }
+    lanes_.run(sources, strip_first_, strip_count_, targets);
+    return std::min<std::int64_t>(kLaneRows, end_row_ - row);
+  }
+
+  std::int64_t resample_block(std::int64_t row) noexcept {
+    const bool grouped = job_.channels == 1 && work_.grey_groups && end_row_ - row > kernels_.float_lanes;
+    const Block block(row, grouped ? kGreyGroups : 1, *this);
+    resample_rows(block);
+    return block.rows;
   }
 
   // A block of source rows: `groups` vectors of them; where rows are missing, the last one stands in.
@@ -305,7 +343,7 @@ class FilteredResize {
       const TapSpan& span = y_.spans[row];
       const std::size_t slot = size(row) % kActiveRows;
       std::int32_t& done = taps_done_[slot];
-      float* totals = work_.totals + slot * work_.ring_stride;
+      float* totals = work_.totals + slot * ring_stride_;
       while (done < span.count) {
         const std::int32_t taps = std::min(kTapBlock, span.count - done);
         if (clamp_row(span.first + done + taps - 1) >= end) break;
@@ -348,10 +386,10 @@ class FilteredResize {
   }
 
   float* ring_row(std::int64_t row) const noexcept {
-    return work_.ring + static_cast<std::uint64_t>(row) % ring_rows_ * work_.ring_stride;
+    return work_.ring + static_cast<std::uint64_t>(row) % ring_rows_ * ring_stride_;
   }
 
-  float* unwanted_row() const noexcept { return work_.ring + ring_rows_ * work_.ring_stride; }
+  float* unwanted_row() const noexcept { return work_.ring + ring_rows_ * ring_stride_; }
 
   std::uint8_t* destination(std::int32_t row) const noexcept {
     const Geometry& geometry = job_.geometry;
@@ -366,11 +404,14 @@ class FilteredResize {
   const Workspace work_;
   const std::int32_t sample_bytes_;
   const std::int32_t depth_;
-  TapTable x_;
+  const BuiltTable built_x_;
+  const TapTable x_;
+  LaneRows lanes_;
   TapTable y_;
   bool exact_sums_ = false;
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
   std::uint64_t ring_rows_ = 0;
+  std::uint64_t ring_stride_ = 0;
   std::int32_t segment_ = kSegment;  // destination pixels
   std::int64_t end_row_ = 0;         // one past the last source row that is needed
   std::int32_t strip_first_ = 0;

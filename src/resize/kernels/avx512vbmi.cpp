@@ -1,6 +1,7 @@
 #include "runtime/simd/avx512vbmi.h"
 
 #include "resize/kernels/block_vector.h"
+#include "resize/kernels/lane_bytes.h"
 
 #include "resize/kernels/kernels_impl.h"
 

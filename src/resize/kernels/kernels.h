@@ -38,6 +38,53 @@ struct RowPassArgs {
   float* out = nullptr;  // [destination pixel from `first`][vector of the pixel][lane]
 };
 
+// The row pass whose lanes are the destination samples of one row. A vector holds whole pixels: 16 grey ones,
+// 5 of RGB (the last lane idles) or 4 of RGBA.
+inline constexpr std::int32_t kLaneCount = 16;
+inline constexpr std::int32_t kLaneRows = 4;                // source rows that it takes at a time
+inline constexpr std::int32_t kLaneWindows[2] = {64, 128};  // bytes of a row that a permutation chooses from
+
+// Neighbouring destination pixels that are computed together: one in each lane's place, or two, which then
+// share the permuted samples of their common taps.
+struct LaneGroup {
+  std::int32_t first = 0;  // source position of the first pixel's first tap; may lie outside the source
+  std::uint32_t pattern = 0;
+};
+
+// A pattern is a vector of indices (32-bit, samples from the group's first position on, that of a lane's
+// first tap), then for every tap of the first pixels and every tap of the second pixels a vector of weights.
+// Pixels with fewer taps, and those that start later, have weights of zero: a sum that starts at +0 is left
+// as it was by 0 * sample.
+struct LanePassArgs {
+  const std::uint8_t* const* rows = nullptr;  // kLaneRows: the sample at source position `origin`
+  std::int64_t origin = 0;
+  const LaneGroup* groups = nullptr;
+  std::int32_t count = 0;  // groups
+  const float* patterns = nullptr;
+  std::size_t stride = 0;     // floats of a pattern
+  std::int32_t taps[2] = {};  // of the first and the second pixels
+  std::int32_t lead = 0;      // positions from the first pixels' first tap to that of the second ones
+  std::int32_t channels = 0;
+  std::int32_t window_positions = 0;  // positions that one window serves
+  std::ptrdiff_t window_step = 0;     // bytes of as many
+  std::ptrdiff_t pixel_bytes = 0;     // of a source pixel
+  std::size_t group_samples = 0;      // destination samples of a group
+  const float* interleave = nullptr;  // two vectors of indices: the samples of both pixels in order
+  float* const* out = nullptr;        // kLaneRows: row results of the first group
+};
+
+using LanePass = void(const LanePassArgs& args);
+
+// By size of the window and pixels of a lane (1, 2); null where the set has none. Every window of a group is
+// read whole, and up to 32 floats are written per group.
+struct LaneDepth {
+  LanePass* pass[2][2] = {};
+};
+
+struct LanePasses {
+  LaneDepth depth[2] = {};  // 8-bit, 16-bit
+};
+
 // One or two destination rows from the row results that they share.
 struct ColumnPassArgs {
   const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
@@ -62,6 +109,7 @@ struct Kernels {
                       std::size_t offset);
   // Row pass for 1, 3 or 4 vectors per pixel: [vectors == 1 ? 0 : vectors - 2][sums are exact in double].
   void (*row_pass[3][2])(const RowPassArgs& args);
+  LanePasses lane_pass;
   // Column pass to the destination's samples: [0] 8-bit, [1] 16-bit. Reads up to kColumnSlack floats more of
   // each row; writes the destination's samples only.
   void (*column_pass[2])(const ColumnPassArgs& args);

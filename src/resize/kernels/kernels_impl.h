@@ -22,6 +22,7 @@ constexpr Kernels make_kernels(ByteKernels bytes) noexcept {
       .row_pass = {{row_pass<1, false>, row_pass<1, kShortcut>},
                    {row_pass<3, false>, row_pass<3, kShortcut>},
                    {row_pass<4, false>, row_pass<4, kShortcut>}},
+      .lane_pass = kLanePasses,
       .column_pass = {column_pass<8>, column_pass<16>},
       .column_block = column_block,
       .store_row = {store_row<8>, store_row<16>},

@@ -1,6 +1,7 @@
 #include "runtime/simd/scalar.h"
 
 #include "resize/kernels/block_scalar.h"
+#include "resize/kernels/lane_none.h"
 
 #include "resize/kernels/kernels_impl.h"
 

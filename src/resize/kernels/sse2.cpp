@@ -1,6 +1,7 @@
 #include "runtime/simd/sse2.h"
 
 #include "resize/kernels/block_vector.h"
+#include "resize/kernels/lane_none.h"
 
 #include "resize/kernels/kernels_impl.h"
 

@@ -243,3 +243,45 @@ struct QuadPicker {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: lanes picked from a window of a row's samples.
+namespace kyv::simd {
+namespace {
+
+struct NarrowWindow {
+  __m512i v;
+};
+struct WideWindow {
+  __m512i low;
+  __m512i high;
+};
+
+// A number in each 32-bit lane.
+struct Lanes {
+  __m512i v;
+};
+
+inline NarrowWindow load_narrow(const std::uint8_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline WideWindow load_wide(const std::uint8_t* p) noexcept {
+  return {_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64)};
+}
+inline Lanes load_lanes(const float* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline Lanes broadcast_lanes(std::int32_t n) noexcept { return {_mm512_set1_epi32(n)}; }
+inline Lanes advance(Lanes a, Lanes step) noexcept { return {_mm512_add_epi32(a.v, step.v)}; }
+// The 16-bit samples number index[i] of the window.
+inline F32 pick_words(NarrowWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi16(0x55555555, index.v, window.v))};
+}
+inline F32 pick_words(WideWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi16(0x55555555, window.low, index.v, window.high))};
+}
+// 32 floats of a and b: the first vector of indices, from 16 on into b, then the second.
+inline void store_interleaved(float* p, F32 a, F32 b, const float* indices) noexcept {
+  const __m512i first = _mm512_loadu_si512(indices);
+  const __m512i second = _mm512_loadu_si512(indices + 16);
+  _mm512_storeu_ps(p, _mm512_permutex2var_ps(a.v, first, b.v));
+  _mm512_storeu_ps(p + 16, _mm512_permutex2var_ps(a.v, second, b.v));
+}
+
+}  // namespace
+}  // namespace kyv::simd

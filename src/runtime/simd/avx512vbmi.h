@@ -1,7 +1,7 @@
 // The vector types on AVX-512 with VBMI, which permutes bytes across a whole vector (Ice Lake, Zen 4 and
 // later).
 //
-// For kernel units only: everything is that of avx512.h.
+// For kernel units only: everything is that of avx512.h, and what follows.
 #pragma once
 
 #include "runtime/simd/avx512.h"
@@ -35,6 +35,23 @@ struct VectorPicker {
     _mm512_storeu_si512(dst, picked);
   }
 };
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: lanes picked from a window of a row's samples.
+namespace kyv::simd {
+namespace {
+
+inline constexpr __mmask64 kLowBytes = 0x1111111111111111;
+
+// The bytes number index[i] of the window.
+inline F32 pick_bytes(NarrowWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(kLowBytes, index.v, window.v))};
+}
+inline F32 pick_bytes(WideWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi8(kLowBytes, window.low, index.v, window.high))};
+}
 
 }  // namespace
 }  // namespace kyv::simd

@@ -1,0 +1,147 @@
+#include "resize/lane_rows.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "resize/weights.h"
+
+namespace kyv::resize {
+namespace {
+
+constexpr std::size_t kCopies = 2 * kLaneRows;
+
+}  // namespace
+
+LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode,
+                               std::int32_t channels) noexcept {
+  LaneRowsStorage storage;
+  storage.plan = take_lane_plan(arena, axis, mode, channels);
+  // The first positions of an end's groups lie within a reach or one block of taps of each other.
+  const std::int32_t reach = storage.plan.most_positions * channels + kLaneWindows[1];
+  storage.end_samples = static_cast<std::uint64_t>((2 * reach + kTapBlock * channels + 63) / 64 * 64);
+  storage.ends = arena.take<std::uint8_t>(kCopies * storage.end_samples * 2);
+  return storage;
+}
+
+LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
+                   std::int32_t channels, std::int32_t sample_bytes, const LanePasses& passes) noexcept
+    : usable_size_(axis.usable_size),
+      count_(axis.count),
+      channels_(channels),
+      sample_bytes_(sample_bytes),
+      pixel_bytes_(channels * sample_bytes),
+      ends_memory_(storage.ends),
+      end_bytes_(static_cast<std::size_t>(storage.end_samples) * static_cast<std::size_t>(sample_bytes)) {
+  const auto& by_window = passes.depth[sample_bytes - 1].pass;
+  if (by_window[0][0] == nullptr) return;
+  plan_ = build_lane_plan(storage.plan, table, count_, channels, sample_bytes);
+  if (plan_.pixels == 0) return;
+  pass_ = by_window[plan_.wide ? 1 : 0][plan_.pixels - 1];
+  find_ends(table);
+  std::memset(ends_memory_, 0, kCopies * end_bytes_);
+
+  const std::int32_t samples = kLaneCount / channels * channels;
+  for (std::int32_t i = 0; i < 2 * samples; ++i) {
+    const std::int32_t pixel = i / channels;
+    const std::int32_t lane = pixel / 2 * channels + i % channels;
+    interleave_[i] = std::bit_cast<float>(lane + pixel % 2 * kLaneCount);
+  }
+}
+
+void LaneRows::find_ends(const TapTable& table) noexcept {
+  const LaneGroup* groups = plan_.groups;
+  const TapSpan& span = table.spans[count_ - 1];
+  const std::int64_t needed = span.first + span.count;
+  const auto reach_of = [&](std::int32_t group) noexcept {
+    return groups[group].first + (plan_.reach + channels_ - 1) / channels_;
+  };
+
+  while (left_.end < plan_.group_count && groups[left_.end].first < 0) ++left_.end;
+  if (left_.end > 0) {
+    left_.first = groups[0].first;
+    left_.last = std::min<std::int64_t>(reach_of(left_.end - 1), needed);
+  }
+  right_.begin = right_.end = plan_.group_count;
+  while (right_.begin > left_.end &&
+         groups[right_.begin - 1].first * std::int64_t{channels_} + plan_.reach > usable_size_ * channels_) {
+    --right_.begin;
+  }
+  if (right_.begin < right_.end) {
+    right_.first = groups[right_.begin].first;
+    right_.last = needed;
+  }
+}
+
+void LaneRows::run(const std::uint8_t* const* rows, std::int32_t first, std::int32_t count,
+                   float* const* out) noexcept {
+  const std::int32_t begin = first / plan_.group_pixels;
+  const std::int32_t end = (first + count + plan_.group_pixels - 1) / plan_.group_pixels;
+  float* to[kLaneRows];
+  const auto from_group = [&](std::int32_t group) noexcept {
+    const auto samples = static_cast<std::ptrdiff_t>(group - begin) * plan_.group_pixels * channels_;
+    for (std::int32_t i = 0; i < kLaneRows; ++i) to[i] = out[i] + samples;
+    return to;
+  };
+  const std::int32_t interior = std::max(begin, left_.end);
+  const std::int32_t beyond = std::max(begin, right_.begin);
+  run_end(left_, 0, rows, begin, std::min(left_.end, end), out);
+  run_groups(rows, 0, interior, std::min(right_.begin, end), from_group(interior));
+  run_end(right_, 1, rows, beyond, end, from_group(beyond));
+}
+
+void LaneRows::run_end(const End& end, int side, const std::uint8_t* const* rows, std::int32_t begin,
+                       std::int32_t stop, float* const* out) noexcept {
+  if (begin >= stop) return;
+  const std::uint8_t* copies[kLaneRows];
+  for (std::int32_t i = 0; i < kLaneRows; ++i) {
+    std::uint8_t* copy = ends_memory_ + static_cast<std::size_t>(2 * i + side) * end_bytes_;
+    copy_end(end, rows[i], copy);
+    copies[i] = copy;
+  }
+  run_groups(copies, end.first, begin, stop, out);
+}
+
+void LaneRows::run_groups(const std::uint8_t* const* rows, std::int64_t origin, std::int32_t begin,
+                          std::int32_t stop, float* const* out) const noexcept {
+  if (begin >= stop) return;
+  LanePassArgs args;
+  args.rows = rows;
+  args.origin = origin;
+  args.groups = plan_.groups + begin;
+  args.count = stop - begin;
+  args.patterns = plan_.patterns;
+  args.stride = plan_.stride;
+  args.taps[0] = plan_.taps[0];
+  args.taps[1] = plan_.taps[1];
+  args.lead = plan_.lead;
+  args.channels = channels_;
+  args.window_positions = plan_.window_positions;
+  args.window_step = static_cast<std::ptrdiff_t>(plan_.window_positions) * pixel_bytes_;
+  args.pixel_bytes = pixel_bytes_;
+  args.group_samples = static_cast<std::size_t>(plan_.group_pixels * channels_);
+  args.interleave = interleave_;
+  args.out = out;
+  pass_(args);
+}
+
+void LaneRows::copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept {
+  const auto at = [&](std::int64_t position) noexcept {
+    return static_cast<std::size_t>((position - end.first) * pixel_bytes_);
+  };
+  const auto pixel = static_cast<std::size_t>(pixel_bytes_);
+  const std::int64_t begin = std::clamp<std::int64_t>(end.first, 0, usable_size_);
+  const std::int64_t stop = std::clamp<std::int64_t>(end.last, 0, usable_size_);
+  for (std::int64_t i = end.first; i < std::min<std::int64_t>(end.last, 0); ++i) {
+    std::memcpy(copy + at(i), row, pixel);
+  }
+  if (begin < stop) {
+    std::memcpy(copy + at(begin), row + begin * pixel_bytes_, static_cast<std::size_t>(stop - begin) * pixel);
+  }
+  const std::uint8_t* last = row + (usable_size_ - 1) * pixel_bytes_;
+  for (std::int64_t i = std::max(end.first, usable_size_); i < end.last; ++i) {
+    std::memcpy(copy + at(i), last, pixel);
+  }
+}
+
+}  // namespace kyv::resize

@@ -1,0 +1,70 @@
+// The row pass across one row at a time: interior groups read the source, groups at its ends read copies in
+// which the outermost pixels are repeated.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "resize/arena.h"
+#include "resize/geometry.h"
+#include "resize/kernels/kernels.h"
+#include "resize/lane_plan.h"
+
+namespace kyv::resize {
+
+struct LaneRowsStorage {
+  LanePlanStorage plan;
+  std::uint8_t* ends = nullptr;   // two copies per row
+  std::uint64_t end_samples = 0;  // of a copy, of either depth
+};
+
+LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode,
+                               std::int32_t channels) noexcept;
+
+class LaneRows {
+ public:
+  // Whether there is a plan for this table and a pass for this depth is told by usable().
+  LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
+           std::int32_t channels, std::int32_t sample_bytes, const LanePasses& passes) noexcept;
+
+  bool usable() const noexcept { return pass_ != nullptr; }
+
+  // Destination pixels of a group; strips are made of whole groups, but for the last one.
+  std::int32_t group_pixels() const noexcept { return plan_.group_pixels; }
+
+  // Row results of the destination pixels [first, first + count) of kLaneRows rows, of which `rows` point at
+  // the source's first pixel. Writes up to 32 floats more.
+  void run(const std::uint8_t* const* rows, std::int32_t first, std::int32_t count,
+           float* const* out) noexcept;
+
+ private:
+  // Groups that read a copy, and the source position that the copy starts at.
+  struct End {
+    std::int32_t begin = 0;
+    std::int32_t end = 0;
+    std::int64_t first = 0;
+    std::int64_t last = 0;  // one past the last position that any weight but 0 meets
+  };
+
+  void find_ends(const TapTable& table) noexcept;
+  void run_end(const End& end, int side, const std::uint8_t* const* rows, std::int32_t begin,
+               std::int32_t stop, float* const* out) noexcept;
+  void run_groups(const std::uint8_t* const* rows, std::int64_t origin, std::int32_t begin, std::int32_t stop,
+                  float* const* out) const noexcept;
+  void copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept;
+
+  const std::int64_t usable_size_;
+  const std::int32_t count_;
+  const std::int32_t channels_;
+  const std::int32_t sample_bytes_;
+  const std::int32_t pixel_bytes_;
+  std::uint8_t* const ends_memory_;
+  const std::size_t end_bytes_;
+  LanePlan plan_;
+  LanePass* pass_ = nullptr;
+  End left_;
+  End right_;
+  alignas(64) float interleave_[2 * kLaneCount] = {};
+};
+
+}  // namespace kyv::resize
