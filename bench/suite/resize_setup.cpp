@@ -25,7 +25,7 @@ void fill_tables(const resize::Geometry& geometry, void* work, const resize::Ker
   const resize::TapTableStorage x = resize::take_tap_table(arena, geometry.x, geometry.mode);
   const resize::TapTableStorage y = resize::take_tap_table(arena, geometry.y, geometry.mode);
   resize::build_tap_table(x, geometry.x, geometry.mode, kernels);
-  resize::build_tap_table(y, geometry.y, geometry.mode, kernels);
+  if (!(geometry.x == geometry.y)) resize::build_tap_table(y, geometry.y, geometry.mode, kernels);
   keep(work);
 }
 

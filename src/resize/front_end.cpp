@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "resize/resampler.h"
+#include "resize/rounding.h"
 
 namespace kyv::resize {
 namespace {
@@ -103,8 +104,8 @@ Mode effective_mode(std::uint32_t mode, IppiSize src_size) noexcept {
 
 bool round_span(double start, double end, std::uint32_t word, Span& span) noexcept {
   const bool inwards = (word & kEdgeFlags) != 0;
-  const double first = inwards ? std::ceil(start - 1e-10) : std::trunc(start + 0.4999999999);
-  const double last = inwards ? std::floor(end + 1e-10) : std::trunc(end + 0.5000000001);
+  const double first = inwards ? ceil_of(start - 1e-10) : trunc_of(start + 0.4999999999);
+  const double last = inwards ? floor_of(end + 1e-10) : trunc_of(end + 0.5000000001);
   const double clamped_first = std::max(first, 0.0);
   const double clamped_last = std::max(last, 0.0);
   constexpr double limit = std::numeric_limits<std::int32_t>::max();
@@ -136,11 +137,12 @@ std::int64_t queried_work_buffer_bytes(const IppiRect& src_roi, const IppiRect& 
   geometry.y = whole_axis(src_roi.height, dst_roi.height);
   // The query does not know the source image, hence not whether a shorter filter will take over.
   std::int64_t bytes = 1;  // the primitives ask for a buffer, even where they need none
-  constexpr IppiSize source_sizes[] = {{6, 6}, {5, 5}, {3, 3}};
   const std::uint32_t mode =
       mode_of(interpolation) == 6 || mode_of(interpolation) == 7 ? 4 : mode_of(interpolation);
-  for (const IppiSize size : source_sizes) {
-    geometry.mode = effective_mode(mode, size);
+  for (const std::int32_t size : {6, 5, 3}) {
+    const Mode effective = effective_mode(mode, {size, size});
+    if (size != 6 && effective == geometry.mode) continue;
+    geometry.mode = effective;
     bytes = std::max(bytes, work_buffer_bytes(geometry, channels));
   }
   return bytes;

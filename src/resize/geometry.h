@@ -23,6 +23,8 @@ struct AxisGeometry {
   double offset = 0.0;           // -shift / factor
   std::int32_t origin = 0;       // the source rectangle's origin
   std::int32_t usable_size = 0;  // source pixels that may be read, counted from the origin, at least 1
+
+  friend bool operator==(const AxisGeometry&, const AxisGeometry&) = default;
 };
 
 struct Geometry {

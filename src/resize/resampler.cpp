@@ -1,13 +1,13 @@
 #include "resize/resampler.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 #include "resize/arena.h"
 #include "resize/kernels/kernels.h"
 #include "resize/lane_rows.h"
 #include "resize/pixel_copy.h"
+#include "resize/rounding.h"
 #include "resize/weights.h"
 
 namespace kyv::resize {
@@ -61,17 +61,18 @@ struct Workspace {
     const double inverse_x = std::min(std::max(geometry.x.inverse, 0.0), taps_x);
 
     const double source =
-        std::ceil(std::min(kSegment * inverse_x, std::max(kSegmentSource, inverse_x))) + taps_x + 32.0;
-    segment_source = static_cast<std::uint64_t>(source);
+        ceil_of(std::min(kSegment * inverse_x, std::max(kSegmentSource, inverse_x))) + taps_x + 32.0;
+    segment_source = static_cast<std::uint64_t>(integer_of(source));
     grey_groups = source <= kGreyGroupSource;
-    const auto grouped = static_cast<std::uint64_t>(std::min(source, kGreyGroupSource));
+    const auto grouped = static_cast<std::uint64_t>(integer_of(std::min(source, kGreyGroupSource)));
     const std::uint64_t vectors = channels == 1 ? std::max(segment_source, kGreyGroups * grouped)
                                                 : segment_source * static_cast<std::uint64_t>(channels);
     samples = arena.take<float>(std::max(vectors * kMostLanes, kWindowFloats));
     results = arena.take<float>((kSegment + 4) * 4 * kMostLanes);
 
     const double gap = std::min(std::max(geometry.y.inverse, 0.0), double{kTapBlock});
-    ring_rows = std::min<std::uint64_t>(taps_y, kTapBlock) + static_cast<std::uint64_t>(std::ceil(gap)) + 1;
+    ring_rows =
+        std::min<std::uint64_t>(taps_y, kTapBlock) + static_cast<std::uint64_t>(integer_of(ceil_of(gap))) + 1;
     const auto samples_across =
         static_cast<std::uint64_t>(strip_limit(geometry, channels)) * static_cast<std::uint64_t>(channels);
     ring_stride = ring_pitch(samples_across);
@@ -95,7 +96,7 @@ class FilteredResize {
         x_(built_x_.table),
         lanes_(work_.lanes, x_, job.geometry.x, job.channels, sample_bytes_, kernels.lane_pass) {
     const Geometry& geometry = job.geometry;
-    y_ = build_tap_table(work_.y, geometry.y, geometry.mode, kernels).table;
+    y_ = geometry.y == geometry.x ? x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels).table;
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
     exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);

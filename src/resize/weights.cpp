@@ -4,7 +4,8 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <limits>
+
+#include "resize/rounding.h"
 
 namespace kyv::resize {
 namespace {
@@ -57,37 +58,43 @@ class Filter {
         scale_(axis.inverse >= 1.0 ? 1.0 / axis.inverse : 1.0),
         kernels_(kernels) {}
 
-  // First tap and one past the last.
-  std::array<std::int64_t, 2> range(const Placement& at) const noexcept {
-    if (mode_ == Mode::kSuper) {
-      return {static_cast<std::int64_t>(std::floor(at.low)), static_cast<std::int64_t>(std::ceil(at.high))};
-    }
-    const double low = at.low - radius_;
-    auto first = static_cast<std::int64_t>(low);
-    if (low > 0.0 && static_cast<double>(first) != low) ++first;
-    return {first, static_cast<std::int64_t>(at.low + radius_) + 1};
+  // First tap and one past the last, as whole numbers.
+  std::array<double, 2> range(const Placement& at) const noexcept {
+    if (mode_ == Mode::kSuper) return {floor_of(at.low), ceil_of(at.high)};
+    return {ceil_of(at.low - radius_), trunc_of(at.low + radius_) + 1.0};
   }
 
   // Weights of `count` taps from `first` on, before they are normalised.
-  void evaluate(const Placement& at, std::int64_t first, std::int32_t count, double* out) const noexcept {
-    if (mode_ == Mode::kLanczos) {
-      return kernels_.lanczos(at.low, static_cast<double>(first), scale_, count, out);
-    }
-    for (std::int32_t tap = 0; tap < count; ++tap) {
-      out[tap] = weight(at, static_cast<double>(first + tap));
+  void evaluate(const Placement& at, double first, std::int32_t count, double* out) const noexcept {
+    const auto fill = [&](auto weight_at) noexcept {
+      for (std::int32_t tap = 0; tap < count; ++tap) out[tap] = weight_at(first + static_cast<double>(tap));
+    };
+    const auto distance = [&](double n) noexcept { return std::abs(at.low - n) * scale_; };
+    switch (mode_) {
+      case Mode::kSuper:
+        return fill([&](double n) noexcept { return std::min(at.high, n + 1.0) - std::max(at.low, n); });
+      case Mode::kLinear:
+        return fill([&](double n) noexcept { return linear(distance(n)); });
+      case Mode::kCubic:
+        return fill([&](double n) noexcept { return cubic(distance(n)); });
+      case Mode::kBSpline:
+        return fill([&](double n) noexcept { return b_spline(distance(n)); });
+      default:
+        return kernels_.lanczos(at.low, first, scale_, count, out);
     }
   }
 
  private:
-  double weight(const Placement& at, double n) const noexcept {
-    if (mode_ == Mode::kSuper) return std::min(at.high, n + 1.0) - std::max(at.low, n);
-    const double d = std::abs(at.low - n) * scale_;
-    if (mode_ == Mode::kLinear) return d < 1.0 ? 1.0 - d : 0.0;
+  static double linear(double d) noexcept { return d < 1.0 ? 1.0 - d : 0.0; }
+
+  static double cubic(double d) noexcept {
     if (d >= 2.0) return 0.0;
-    if (mode_ == Mode::kCubic) {
-      if (d < 1.0) return (0.5 * d * d - d - 0.5) * d + 1.0;
-      return (-0.16666666666666666 * d * d + d - 1.8333333333333333) * d + 1.0;
-    }
+    if (d < 1.0) return (0.5 * d * d - d - 0.5) * d + 1.0;
+    return (-0.16666666666666666 * d * d + d - 1.8333333333333333) * d + 1.0;
+  }
+
+  static double b_spline(double d) noexcept {
+    if (d >= 2.0) return 0.0;
     if (d < 1.0) return (0.5 * d * d - d) * d + 0.6666666666666666;
     return (-0.16666666666666666 * d * d + d) * d + (1.3333333333333333 - 2.0 * d);
   }
@@ -104,10 +111,10 @@ class Filter {
 class PhaseCache {
  public:
   struct Entry {
-    double low = std::numeric_limits<double>::quiet_NaN();
+    double low = 0.0;
     double high = 0.0;
-    std::int64_t lead = 0;  // first tap, counted from the floor of the placement
-    std::int32_t count = 0;
+    double lead = 0.0;       // first tap, counted from the floor of the placement
+    std::int32_t count = 0;  // 0: none built yet
     std::uint32_t phase = 0;
   };
 
@@ -129,8 +136,8 @@ std::int64_t clamp_first(std::int64_t first, std::int32_t count, std::int32_t us
 std::uint64_t tap_room(const AxisGeometry& axis, Mode mode) noexcept {
   const double inverse = axis.inverse > 1.0 ? std::min(axis.inverse, kFarthest) : 1.0;
   const double reach =
-      mode == Mode::kSuper ? std::ceil(inverse) + 2.0 : 2.0 * std::ceil(base_radius(mode) * inverse) + 1.0;
-  return static_cast<std::uint64_t>(reach);
+      mode == Mode::kSuper ? ceil_of(inverse) + 2.0 : 2.0 * ceil_of(base_radius(mode) * inverse) + 1.0;
+  return static_cast<std::uint64_t>(integer_of(reach));
 }
 
 TapTableStorage take_tap_table(Arena& arena, const AxisGeometry& axis, Mode mode) noexcept {
@@ -147,21 +154,20 @@ TapTableStorage take_tap_table(Arena& arena, const AxisGeometry& axis, Mode mode
 BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& axis, Mode mode,
                            const Kernels& kernels) noexcept {
   const Filter filter(axis, mode, kernels);
-  const auto room = static_cast<std::int64_t>(tap_room(axis, mode));
+  const auto room = static_cast<double>(tap_room(axis, mode));
   PhaseCache cache;
   std::uint32_t phases = 0;
   float smallest = 1.0f;
   for (std::int32_t i = 0; i < axis.count; ++i) {
     const Placement at = place(axis, mode, i);
     const auto [first, end] = filter.range(at);
-    const auto count = static_cast<std::int32_t>(std::clamp<std::int64_t>(end - first, 1, room));
+    const auto count = static_cast<std::int32_t>(std::clamp(end - first, 1.0, room));
     TapSpan& span = storage.spans[i];
-    span.first = clamp_first(first, count, axis.usable_size);
+    span.first = clamp_first(integer_of(first), count, axis.usable_size);
     span.count = count;
 
-    const double floor = std::floor(at.low);
-    const PhaseCache::Entry wanted{at.low - floor, at.high - floor, first - static_cast<std::int64_t>(floor),
-                                   count, phases};
+    const double floor = floor_of(at.low);
+    const PhaseCache::Entry wanted{at.low - floor, at.high - floor, first - floor, count, phases};
     PhaseCache::Entry& entry = cache.slot_of(wanted.low);
     if (at.low >= 0.0) {
       if (entry.low == wanted.low && entry.high == wanted.high && entry.lead == wanted.lead &&

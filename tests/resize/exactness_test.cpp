@@ -101,6 +101,19 @@ TEST_P(Exactness, RepeatedPhases) {
   }
 }
 
+// Axes whose tables are one and the same, and axes that differ in nothing but their region.
+TEST_P(Exactness, SquareImages) {
+  for (int k = 0; k < 30; ++k) {
+    Trial t = random_trial(random_, mode(), 60, 60);
+    t.src_height = t.src_width;
+    t.dst_height = t.dst_width;
+    t.region.height = t.region.width = between(random_, 1, t.src_width);
+    t.region.x = t.region.y = between(random_, 0, t.src_width - t.region.width);
+    if (k % 3 == 0) t.region.y = between(random_, 0, t.src_height - t.region.height);
+    ASSERT_TRUE(agrees(t));
+  }
+}
+
 TEST_P(Exactness, DirectCalls) {
   for (int k = 0; k < 150; ++k) {
     const int chosen = mode() == 4 && k % 2 == 0 ? 5 : mode();  // mode 5 is reached by direct calls only
