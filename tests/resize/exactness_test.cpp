@@ -114,6 +114,33 @@ TEST_P(Exactness, SquareImages) {
   }
 }
 
+// One scale after the other, so that windows of samples fill up to the last byte and then no longer suffice.
+TEST_P(Exactness, EveryScale) {
+  for (std::int32_t width = 12; width <= 700; width += width < 350 ? 1 : 7) {
+    Trial t = random_trial(random_, mode(), 80, 80);
+    t.src_width = width;
+    t.src_height = 6;
+    t.dst_width = 37;
+    t.dst_height = 5;
+    ASSERT_TRUE(agrees(whole_image(t)));
+  }
+}
+
+// Rows of several strips; more different weights than fit where they are kept, and repeated ones.
+TEST_P(Exactness, WideImages) {
+  constexpr std::int32_t widths[][2] = {
+      {2411, 2400}, {1200, 2400}, {12007, 3001}, {9600, 2400}, {3200, 1280}};
+  for (const auto& [from, to] : widths) {
+    Trial t = random_trial(random_, mode(), 80, 80);
+    t.channels = 3 + between(random_, 0, 1);
+    t.src_width = from;
+    t.src_height = 40;
+    t.dst_width = to;
+    t.dst_height = 7;
+    ASSERT_TRUE(agrees(whole_image(t)));
+  }
+}
+
 TEST_P(Exactness, DirectCalls) {
   for (int k = 0; k < 150; ++k) {
     const int chosen = mode() == 4 && k % 2 == 0 ? 5 : mode();  // mode 5 is reached by direct calls only
