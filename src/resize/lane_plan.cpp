@@ -12,6 +12,10 @@ namespace {
 constexpr std::uint64_t kPatternFloats = std::uint64_t{1} << 18;  // patterns that stay in the second cache
 constexpr std::int32_t kSlackPositions = 8;  // positions of a group beyond the taps of one pixel
 
+// Where registers are few, wide windows live in memory; they, and samples that serve one pixel only, pay for
+// short sums. For others, blocks of rows are faster.
+constexpr std::int32_t kMostCostlyPositions = sizeof(void*) == 8 ? 2 * kTapBlock : 12;
+
 std::int32_t vector_pixels(std::int32_t channels) noexcept { return kLaneCount / channels; }
 
 // Finds the numbers that all groups have in common, then fills in groups and patterns.
@@ -74,6 +78,7 @@ class Builder {
     plan_.wide = samples * sample_bytes > kLaneWindows[0];
     const std::int32_t window = kLaneWindows[plan_.wide ? 1 : 0] / sample_bytes;
     if (positions > storage_.most_positions || samples > window) return false;
+    if ((plan_.wide || plan_.pixels == 1) && positions > kMostCostlyPositions) return false;
 
     plan_.taps[0] = static_cast<std::int32_t>(taps[0]);
     plan_.taps[1] = plan_.pixels == 1 ? 0 : static_cast<std::int32_t>(positions - lead);
