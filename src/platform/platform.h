@@ -59,6 +59,10 @@ struct Services {
   void* (*malloc)(std::size_t bytes);
   void* (*calloc)(std::size_t count, std::size_t bytes);
   void (*free)(void* memory);
+
+  // Asks for large pages under `bytes` of memory not touched yet; a hint, without effect where there is no
+  // such request.
+  void (*advise_huge_pages)(void* memory, std::size_t bytes);
 };
 
 // What the operating system gives.

@@ -1,4 +1,5 @@
 #include <pthread.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -177,6 +178,17 @@ int format_bounded(char* buffer, std::size_t count, const char* format, std::va_
   return length >= 0 && static_cast<std::size_t>(length) > count ? -1 : length;
 }
 
+void advise_huge_pages(void* memory, std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  const int saved = errno;
+  static_cast<void>(madvise(memory, bytes, MADV_HUGEPAGE));
+  errno = saved;
+#else
+  static_cast<void>(memory);
+  static_cast<void>(bytes);
+#endif
+}
+
 }  // namespace
 
 constexpr Services operating_system = {
@@ -196,6 +208,7 @@ constexpr Services operating_system = {
     .malloc = std::malloc,
     .calloc = std::calloc,
     .free = std::free,
+    .advise_huge_pages = advise_huge_pages,
 };
 
 constinit Services services = operating_system;

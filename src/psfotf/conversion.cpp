@@ -14,7 +14,8 @@ constexpr int kFailed = -1;
 class Scratch {
  public:
   explicit Scratch(std::uint64_t bytes) noexcept
-      : memory_(bytes <= SIZE_MAX ? runtime::aligned_allocate(static_cast<std::size_t>(bytes)) : nullptr) {}
+      : memory_(bytes <= SIZE_MAX ? runtime::aligned_allocate_large(static_cast<std::size_t>(bytes))
+                                  : nullptr) {}
   ~Scratch() { runtime::aligned_free(memory_); }
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;

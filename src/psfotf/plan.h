@@ -29,6 +29,9 @@ struct LinePlan {
   const T* root_re;                  // exp(-2 pi i k / length) at root_step * k, k < length (mixed radix)
   const T* root_im;
   std::int32_t root_step;
+  // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
+  // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
+  std::int32_t part_pitch;
   const std::int32_t* positions;  // result k of the finished transform is element positions[k]
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, the
@@ -40,6 +43,13 @@ struct LinePlan {
   const std::int32_t* scatter;
   const T* chirp_re;
   const T* chirp_im;
+};
+
+// How finished rows reach the caller.
+enum class RowOutput : std::uint8_t {
+  kDirect,      // vectors as they come
+  kWholeLines,  // as whole cache lines
+  kPastCaches,  // and these without a place in the caches
 };
 
 // A plane: `rows` runs of `row_length` contiguous values.
@@ -55,12 +65,17 @@ struct PlanePlan {
   const LinePlan<T>* row;  // over row_length or over those elements
   const T* row_twiddles;   // within lanes: element k, lane l is exp(-2 pi i k l / row_length)
 
-  // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements, block_pitch
-  // values apart; behind them, from value `line_offset` on, the lines in work. The last block starts at
-  // column row_length - lanes and may overlap the one before.
+  // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements with a gap after
+  // every `part_rows` of them, block_pitch values apart; behind them, from value `line_offset` on, the lines
+  // in work. The last block starts at column row_length - lanes and may overlap the one before.
   std::int32_t blocks;
+  std::int32_t part_rows;
+  std::int32_t part_gap;
   std::size_t block_pitch;
   std::size_t line_offset;
+  std::size_t carry_offset;
+  RowOutput output;
+  bool blocks_past_caches;
 };
 
 // Real and imaginary parts of a plane in the caller's memory; source and destination may coincide.

@@ -141,14 +141,35 @@ class Arena {
   std::uint64_t used_ = 0;
 };
 
+// The unused elements behind each part that the first stage makes.
+enum class PartGap : std::int32_t { kNone = 0, kOneElement = 1 };
+
+std::int32_t part_length(const LineShape& shape) noexcept {
+  return shape.stages > 0 ? shape.length / shape.radices[0] : shape.length;
+}
+
+std::int32_t part_pitch(const LineShape& shape, PartGap gap) noexcept {
+  return part_length(shape) + static_cast<std::int32_t>(gap);
+}
+
+// Elements that a line takes, the gaps among them.
+std::int32_t elements_with_gaps(const LineShape& shape, PartGap gap) noexcept {
+  return part_pitch(shape, gap) * (shape.stages > 0 ? shape.radices[0] : 1);
+}
+
+PartGap gap_of(const LineShape& shape) noexcept {
+  return shape.method == LineMethod::kMixedRadix && shape.stages > 1 ? PartGap::kOneElement : PartGap::kNone;
+}
+
 // Where result k of the stages is left: its mixed-radix digits in reverse order.
-void fill_positions(const LineShape& shape, std::int32_t* positions) noexcept {
+void fill_positions(const LineShape& shape, PartGap gap, std::int32_t* positions) noexcept {
   positions[0] = 0;
   std::int32_t known = 1;
-  std::int32_t step = shape.length;
+  std::int32_t length = shape.length;
   for (int s = 0; s < shape.stages; ++s) {
     const std::int32_t radix = shape.radices[s];
-    step /= radix;
+    length /= radix;
+    const std::int32_t step = s == 0 ? part_pitch(shape, gap) : length;
     for (std::int32_t digit = 1; digit < radix; ++digit) {
       for (std::int32_t k = 0; k < known; ++k) positions[digit * known + k] = positions[k] + digit * step;
     }
@@ -174,7 +195,8 @@ RootTable<T> lay_roots(std::int32_t order, Arena& arena) noexcept {
 
 // The order of the roots is a multiple of the length.
 template <class T>
-LinePlan<T>* lay_mixed_radix(const LineShape& shape, const RootTable<T>& roots, Arena& arena) noexcept {
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
+                             Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   if (arena.counting()) return nullptr;
@@ -183,7 +205,8 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, const RootTable<T>& roots, 
   plan->method = shape.method;
   plan->stages = shape.stages;
   std::copy(shape.radices, shape.radices + kMaxStages, plan->radices);
-  fill_positions(shape, positions);
+  fill_positions(shape, gap, positions);
+  plan->part_pitch = part_pitch(shape, gap);
   plan->root_re = roots.re;
   plan->root_im = roots.im;
   plan->root_step = roots.order / shape.length;
@@ -192,9 +215,9 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, const RootTable<T>& roots, 
 }
 
 template <class T>
-LinePlan<T>* lay_mixed_radix(const LineShape& shape, Arena& arena) noexcept {
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, Arena& arena) noexcept {
   const RootTable<T> roots = lay_roots<T>(shape.length, arena);
-  return lay_mixed_radix<T>(shape, roots, arena);
+  return lay_mixed_radix<T>(shape, gap, roots, arena);
 }
 
 std::int32_t power_mod(std::int64_t base, std::int32_t exponent, std::int32_t modulus) noexcept {
@@ -283,12 +306,12 @@ LinePlan<T>* lay_convolution(const LineShape& shape, int max_power_of_two_radix,
   auto* second_table = arena.take<T>(n);
   auto* gather = arena.take<std::int32_t>(rader ? n : 0);
   auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
-  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, arena);
+  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, PartGap::kNone, arena);
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
     exact_inner = inner;
   } else {
-    exact_inner = lay_mixed_radix<double>(inner_shape, arena);
+    exact_inner = lay_mixed_radix<double>(inner_shape, PartGap::kNone, arena);
   }
   auto* root_re = arena.take<double>(root_count);
   auto* root_im = arena.take<double>(root_count);
@@ -331,8 +354,9 @@ LinePlan<T>* lay_convolution(const LineShape& shape, int max_power_of_two_radix,
 }
 
 template <class T>
-LinePlan<T>* lay_line(const LineShape& shape, int max_power_of_two_radix, Arena& arena) noexcept {
-  return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, arena)
+LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, int max_power_of_two_radix,
+                      Arena& arena) noexcept {
+  return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, gap, arena)
                                                  : lay_convolution<T>(shape, max_power_of_two_radix, arena);
 }
 
@@ -367,11 +391,33 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
   return method;
 }
 
+// From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
+// the caches while they are written.
+constexpr std::uint64_t kStreamedPlaneBytes = std::uint64_t{3} << 20;
+constexpr std::uint64_t kStreamedBlockBytes = std::uint64_t{8} << 20;
+
+// Rows that the last stage writes together, this far apart, meet in a few cache sets.
+constexpr std::uint64_t kCollidingStride = 4096;
+
+RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
+  const std::uint64_t row_bytes = sizeof(double) * static_cast<std::uint64_t>(shape.row_length);
+  if (2 * row_bytes * static_cast<std::uint64_t>(shape.rows) >= kStreamedPlaneBytes)
+    return RowOutput::kPastCaches;
+  if (column.stages == 0) return RowOutput::kDirect;
+  const std::uint64_t groups = static_cast<std::uint64_t>(shape.rows) / column.radices[column.stages - 1];
+  return groups * row_bytes % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
+}
+
 // The plan's own places in the workspace, in values.
 struct WorkspaceLayout {
   std::int32_t blocks;
+  std::int32_t part_rows;
+  PartGap part_gap;
+  RowOutput output;
+  bool blocks_past_caches;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
+  std::uint64_t carry_offset;
   std::uint64_t values;
 };
 
@@ -383,15 +429,25 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
   WorkspaceLayout layout;
   layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
-  const std::uint64_t block = element * static_cast<std::uint64_t>(shape.rows);
+  layout.part_rows = part_length(method.column);
+  layout.part_gap = gap_of(method.column);
+  const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
+  const std::uint64_t block = element * block_elements;
   layout.block_pitch = (block + line - 1) / line * line + padding;
   layout.line_offset = layout.block_pitch * static_cast<std::uint64_t>(layout.blocks);
   // Within lanes: the row's elements and a plain row with a vector's room behind each part.
   const auto row = static_cast<std::uint64_t>(method.row.length);
   const std::uint64_t row_elements =
-      method.rows_within_lanes ? 2 * row + 1 : row + 2 * static_cast<std::uint64_t>(method.row.inner_length);
+      method.rows_within_lanes
+          ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row + 1
+          : row + 2 * static_cast<std::uint64_t>(method.row.inner_length);
   const std::uint64_t column_elements = 2 * static_cast<std::uint64_t>(method.column.inner_length);
-  layout.values = layout.line_offset + element * std::max(row_elements, column_elements);
+  layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
+  layout.output = choose_output(shape, method.column);
+  layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
+  layout.values =
+      layout.carry_offset +
+      (layout.output != RowOutput::kDirect ? 128 / sizeof(T) * static_cast<std::uint64_t>(shape.rows) : 0);
   return layout;
 }
 
@@ -413,21 +469,20 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
   const int max_radix = kernels.max_power_of_two_radix;
   const bool square = shape.rows == shape.row_length;
   auto* plan = arena.take<PlanePlan<T>>(1);
-  const LinePlan<T>* column = lay_line<T>(method.column, max_radix, arena);
+  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), max_radix, arena);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
+  RootTable<T> roots;
+  if (square && column != nullptr) roots = {shape.rows, column->root_re, column->root_im};
   if (method.rows_within_lanes) {
-    RootTable<T> roots;
-    if (!square) {
-      roots = lay_roots<T>(shape.row_length, arena);
-    } else if (column != nullptr) {
-      roots = {shape.rows, column->root_re, column->root_im};
-    }
-    row = lay_mixed_radix<T>(method.row, roots, arena);
+    if (!square) roots = lay_roots<T>(shape.row_length, arena);
+    row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (!arena.counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
   } else if (!square) {
-    row = lay_line<T>(method.row, max_radix, arena);
+    row = lay_line<T>(method.row, PartGap::kNone, max_radix, arena);
+  } else if (gap_of(method.column) != PartGap::kNone) {
+    row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
   if (arena.counting()) return nullptr;
   const WorkspaceLayout layout = lay_workspace<T>(shape, method, kernels.lanes);
@@ -438,8 +493,13 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
            row,
            row_twiddles,
            layout.blocks,
+           layout.part_rows,
+           static_cast<std::int32_t>(layout.part_gap),
            static_cast<std::size_t>(layout.block_pitch),
-           static_cast<std::size_t>(layout.line_offset)};
+           static_cast<std::size_t>(layout.line_offset),
+           static_cast<std::size_t>(layout.carry_offset),
+           layout.output,
+           layout.blocks_past_caches};
   return plan;
 }
 

@@ -6,14 +6,28 @@
 
 namespace kyv::runtime {
 
-void* aligned_allocate(std::size_t bytes) noexcept {
-  constexpr std::size_t overhead = kMemoryAlignment + sizeof(void*);
+namespace {
+
+// The alignment is a power of two.
+void* allocate(std::size_t bytes, std::size_t alignment) noexcept {
+  const std::size_t overhead = alignment + sizeof(void*);
   if (bytes > SIZE_MAX - overhead) return nullptr;
   void* block = platform::services.malloc(bytes + overhead);
   if (block == nullptr) return nullptr;
   const auto first = reinterpret_cast<std::uintptr_t>(block) + overhead;
-  void** memory = reinterpret_cast<void**>(first & ~static_cast<std::uintptr_t>(kMemoryAlignment - 1));
+  void** memory = reinterpret_cast<void**>(first & ~static_cast<std::uintptr_t>(alignment - 1));
   memory[-1] = block;
+  return memory;
+}
+
+}  // namespace
+
+void* aligned_allocate(std::size_t bytes) noexcept { return allocate(bytes, kMemoryAlignment); }
+
+void* aligned_allocate_large(std::size_t bytes) noexcept {
+  if (bytes < kHugePage) return aligned_allocate(bytes);
+  void* memory = allocate(bytes, kHugePage);
+  if (memory != nullptr) platform::services.advise_huge_pages(memory, bytes / kHugePage * kHugePage);
   return memory;
 }
 

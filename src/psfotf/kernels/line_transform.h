@@ -13,6 +13,8 @@
 namespace kyv::psfotf {
 namespace {
 
+inline constexpr int kMaxBlocksAtOnce = 8;
+
 template <class V>
 inline constexpr std::ptrdiff_t kElement = 2 * V::kLanes;  // values
 
@@ -27,6 +29,11 @@ template <class V>
   simd::store_aligned(p + V::kLanes, a.im);
 }
 
+// Into the second cache: in the first one, what is needed later pushes out what is in work.
+[[gnu::always_inline]] inline void prefetch_for_later(const double* p) noexcept {
+  __builtin_prefetch(p, 0, 2);
+}
+
 template <class T>
 struct Roots {
   const T* re;
@@ -34,11 +41,12 @@ struct Roots {
   std::ptrdiff_t step;  // from one root of the stage's length to the next
 };
 
-// `groups` transforms of length R * m: butterflies of stride m, then the roots of that length.
+// `groups` transforms of length R * m, cut into parts of m elements that lie `pitch` elements apart:
+// butterflies across the parts, then the roots of that length.
 template <class V, int R>
-void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m,
+void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                     const Roots<LaneOf<V>>& roots) noexcept {
-  const std::ptrdiff_t stride = m * kElement<V>;
+  const std::ptrdiff_t stride = pitch * kElement<V>;
   for (std::int32_t g = 0; g < groups; ++g) {
     std::ptrdiff_t at = 0;
     for (std::int32_t j = 0; j < m; ++j) {
@@ -56,16 +64,16 @@ void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m,
       data += kElement<V>;
       at += roots.step;
     }
-    data += (R - 1) * stride;
+    data += R * stride - m * kElement<V>;
   }
 }
 
 // The first stage, straight from the caller's values: element i is kLanes contiguous doubles. Values `ahead`
-// from there are fetched for the next row.
+// from there are fetched for a later row.
 template <class V, int R>
 void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, LaneOf<V>* data,
-                      std::int32_t m, const Roots<LaneOf<V>>& roots) noexcept {
-  const std::ptrdiff_t stride = m * kElement<V>;
+                      std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
+  const std::ptrdiff_t stride = pitch * kElement<V>;
   const std::ptrdiff_t source_stride = m * static_cast<std::ptrdiff_t>(V::kLanes);
   std::ptrdiff_t at = 0;
   for (std::int32_t j = 0; j < m; ++j) {
@@ -76,8 +84,8 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
       simd::load_doubles(x[i].im, im + i * source_stride);
 #pragma GCC unroll 2
       for (int line = 0; line < V::kLanes; line += 8) {
-        __builtin_prefetch(re + i * source_stride + ahead + line);
-        __builtin_prefetch(im + i * source_stride + ahead + line);
+        prefetch_for_later(re + i * source_stride + ahead + line);
+        prefetch_for_later(im + i * source_stride + ahead + line);
       }
     }
     Butterfly<R>::apply(x);
@@ -107,23 +115,24 @@ void last_stage(LaneOf<V>* data, std::int32_t groups) noexcept {
   }
 }
 
-// Where the last stage over adjacent blocks of columns leaves its results: whole rows of the caller's arrays.
+// Where the last stage over adjacent blocks of columns leaves its results: rows of doubles.
 template <class T>
 struct ColumnOutput {
-  const T* blocks[4];         // finished but for the last stage
-  std::ptrdiff_t columns[4];  // of the caller's rows, where the blocks go
-  int count;                  // of blocks
+  const T* blocks[kMaxBlocksAtOnce];         // finished but for the last stage
+  std::ptrdiff_t columns[kMaxBlocksAtOnce];  // where in a row the blocks go
+  int count;                                 // of blocks
   const std::int32_t* positions;
-  std::int32_t groups;  // butterflies in a block
   double* re;
   double* im;
-  std::ptrdiff_t row_length;
+  std::ptrdiff_t group_step;   // values from a result of one butterfly to the same of the next
+  std::ptrdiff_t result_step;  // and from one result of a butterfly to its next
 };
 
+// Butterflies first_group to last_group - 1 of every block.
 template <class V, int R>
-void store_last_stage(const ColumnOutput<LaneOf<V>>& out) noexcept {
-  const std::ptrdiff_t apart = out.groups * out.row_length;
-  for (std::int32_t g = 0; g < out.groups; ++g) {
+void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
+                      std::int32_t last_group) noexcept {
+  for (std::int32_t g = first_group; g < last_group; ++g) {
     const std::ptrdiff_t position = out.positions[g] * kElement<V>;
     for (int b = 0; b < out.count; ++b) {
       const LaneOf<V>* data = out.blocks[b] + position;
@@ -131,11 +140,11 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out) noexcept {
 #pragma GCC unroll 16
       for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
       Butterfly<R>::apply(x);
-      const std::ptrdiff_t place = g * out.row_length + out.columns[b];
+      const std::ptrdiff_t place = (g - first_group) * out.group_step + out.columns[b];
 #pragma GCC unroll 16
       for (int q = 0; q < R; ++q) {
-        simd::store_doubles(out.re + place + q * apart, x[q].re);
-        simd::store_doubles(out.im + place + q * apart, x[q].im);
+        simd::store_doubles(out.re + place + q * out.result_step, x[q].re);
+        simd::store_doubles(out.im + place + q * out.result_step, x[q].im);
       }
     }
   }
@@ -143,10 +152,10 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out) noexcept {
 
 // An odd radix without code of its own, summed directly.
 template <class V>
-void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t m,
+void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                   const Roots<LaneOf<V>>& roots) noexcept {
   const int half = radix / 2;
-  const std::ptrdiff_t stride = m * kElement<V>;
+  const std::ptrdiff_t stride = pitch * kElement<V>;
   const std::ptrdiff_t turn = m * roots.step;  // one radix-th of the circle
   Complex<V> sum[kMaxDirectRadix / 2];
   Complex<V> difference[kMaxDirectRadix / 2];
@@ -187,17 +196,17 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
       data += kElement<V>;
       at += roots.step;
     }
-    data += (radix - 1) * stride;
+    data += radix * stride - m * kElement<V>;
   }
 }
 
 template <class V>
 struct RadixCode {
-  void (*load_first)(const double*, const double*, std::ptrdiff_t, LaneOf<V>*, std::int32_t,
+  void (*load_first)(const double*, const double*, std::ptrdiff_t, LaneOf<V>*, std::int32_t, std::int32_t,
                      const Roots<LaneOf<V>>&) noexcept;
-  void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
+  void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
-  void (*store_last)(const ColumnOutput<LaneOf<V>>&) noexcept;
+  void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
 
 template <class V, int R>
@@ -226,32 +235,51 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     radix_code<V, 16>(),
 };
 
-// Stages first to last - 1 of a mixed-radix plan.
+// One stage of `groups` adjacent transforms of `length` elements.
 template <class V>
-void run_stages(const LinePlan<LaneOf<V>>& plan, int first, int last, LaneOf<V>* data) noexcept {
-  std::int32_t groups = 1;
-  std::int32_t m = plan.length;
-  for (int s = 0; s < last; ++s) {
-    const int radix = plan.radices[s];
-    m /= radix;
-    if (s >= first) {
-      const Roots<LaneOf<V>> roots{plan.root_re, plan.root_im,
-                                   static_cast<std::ptrdiff_t>(groups) * plan.root_step};
-      if (radix > kMaxFixedRadix) {
-        direct_stage<V>(data, radix, groups, m, roots);
-      } else if (m == 1) {
-        kRadixCode<V>[radix].last(data, groups);
-      } else {
-        kRadixCode<V>[radix].twiddled(data, groups, m, roots);
-      }
-    }
-    groups *= radix;
+void run_stage(const LinePlan<LaneOf<V>>& plan, int radix, std::int32_t groups, std::int32_t length,
+               std::int32_t pitch, LaneOf<V>* data) noexcept {
+  const std::int32_t m = length / radix;
+  const Roots<LaneOf<V>> roots{plan.root_re, plan.root_im,
+                               static_cast<std::ptrdiff_t>(plan.length / length) * plan.root_step};
+  if (radix > kMaxFixedRadix) {
+    direct_stage<V>(data, radix, groups, m, pitch, roots);
+  } else if (m == 1) {
+    kRadixCode<V>[radix].last(data, groups);
+  } else {
+    kRadixCode<V>[radix].twiddled(data, groups, m, pitch, roots);
   }
+}
+
+// Stages 1 to last - 1 of a mixed-radix plan, part after part.
+template <class V>
+void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data) noexcept {
+  if (last < 2) return;
+  const int parts = plan.radices[0];
+  for (int i = 0; i < parts; ++i) {
+    std::int32_t groups = 1;
+    std::int32_t length = plan.length / parts;
+    for (int s = 1; s < last; ++s) {
+      const int radix = plan.radices[s];
+      run_stage<V>(plan, radix, groups, length, length / radix, data);
+      groups *= radix;
+      length /= radix;
+    }
+    data += plan.part_pitch * kElement<V>;
+  }
+}
+
+// Stages 0 to last - 1.
+template <class V>
+void run_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data) noexcept {
+  if (last < 1) return;
+  run_stage<V>(plan, plan.radices[0], 1, plan.length, plan.part_pitch, data);
+  run_later_stages<V>(plan, last, data);
 }
 
 template <class V>
 void run_stages(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
-  run_stages<V>(plan, 0, plan.stages, data);
+  run_stages<V>(plan, plan.stages, data);
 }
 
 // work[second] = the convolution's spectrum times work[first], parts swapped and in natural order: the same

@@ -10,10 +10,16 @@
 namespace kyv::psfotf {
 namespace {
 
+inline constexpr std::ptrdiff_t kPieceValues = 64;  // of one part of a row
+inline bool is_aligned(const double* p) noexcept {
+  return reinterpret_cast<std::uintptr_t>(p) % sizeof(double) == 0;
+}
+
 template <class V>
 struct Workspace {
   LaneOf<V>* blocks;
   LaneOf<V>* line;
+  double* carry;
 };
 
 // The column of the plane that lane 0 of a block holds: the last block may overlap the one before.
@@ -21,6 +27,28 @@ template <class V>
 inline std::int32_t first_column(std::int32_t block, std::int32_t row_length) noexcept {
   const std::int32_t column = block * V::kLanes;
   return column + V::kLanes <= row_length ? column : row_length - V::kLanes;
+}
+
+// Where a block holds row `row` of the plane.
+template <class V>
+inline std::ptrdiff_t row_place(const PlanePlan<LaneOf<V>>& plan, std::int32_t row) noexcept {
+  return (row + row / plan.part_rows * plan.part_gap) * kElement<V>;
+}
+
+// Elements to places `step` values apart.
+template <class V, int N>
+[[gnu::always_inline]] inline void store_elements(const Complex<V>* x, LaneOf<V>* place, std::ptrdiff_t step,
+                                                  bool past_caches) noexcept {
+  if (past_caches) {
+#pragma GCC unroll 16
+    for (int i = 0; i < N; ++i) {
+      simd::store_streaming(place + i * step, x[i].re);
+      simd::store_streaming(place + i * step + V::kLanes, x[i].im);
+    }
+    return;
+  }
+#pragma GCC unroll 16
+  for (int i = 0; i < N; ++i) store_element<V>(place + i * step, x[i]);
 }
 
 // The starts of kLanes rows from `first` on; the last row stands in for those beyond it.
@@ -36,40 +64,50 @@ struct RowPointers {
   }
 };
 
-// One part (real or imaginary) of rows to the same part of line elements.
+// One part (real or imaginary) of rows to the same part of line elements. The rows' later values, and then
+// the first ones of the next rows, are fetched on the way.
 template <class V>
-void gather_rows(const RowPointers<V>& source, std::int32_t row_length, LaneOf<V>* line) noexcept {
+void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptrdiff_t next_rows,
+                 LaneOf<V>* line) noexcept {
+  constexpr std::int32_t ahead = 64;  // columns
   const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
   for (std::int32_t b = 0; b < tiles; ++b) {
     const std::int32_t column = first_column<V>(b, row_length);
+    const std::ptrdiff_t later = column + ahead < row_length ? ahead : next_rows - (row_length - ahead);
     V tile[V::kLanes];
 #pragma GCC unroll 16
-    for (int i = 0; i < V::kLanes; ++i) simd::load_doubles(tile[i], source.rows[i] + column);
+    for (int i = 0; i < V::kLanes; ++i) {
+      simd::load_doubles(tile[i], source.rows[i] + column);
+#pragma GCC unroll 2
+      for (int at = 0; at < V::kLanes; at += 8) prefetch_for_later(source.rows[i] + column + later + at);
+    }
     simd::transpose(tile);
 #pragma GCC unroll 16
     for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(line + (column + i) * kElement<V>, tile[i]);
   }
 }
 
-// One part of finished line elements to the same part of `valid` rows of every block, scaled.
+// Finished line elements to `valid` rows of every block, scaled.
 template <class V>
-void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line, std::int32_t first_row,
-                  std::int32_t valid, LaneOf<V>* blocks) noexcept {
+void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line,
+                  const std::ptrdiff_t* places, std::int32_t valid, LaneOf<V>* blocks) noexcept {
   const std::int32_t* positions = plan.row->positions;
   for (std::int32_t b = 0; b < plan.blocks; ++b) {
     const std::int32_t column = first_column<V>(b, plan.row_length);
-    V tile[V::kLanes];
+    V re[V::kLanes];
+    V im[V::kLanes];
 #pragma GCC unroll 16
-    for (int i = 0; i < V::kLanes; ++i) {
-      tile[i] = simd::load(line + positions[column + i] * kElement<V>) * scale;
-    }
-    simd::transpose(tile);
-    LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch + first_row * kElement<V>;
-    if (valid == V::kLanes) {
+    for (int i = 0; i < V::kLanes; ++i)
+      re[i] = simd::load(line + positions[column + i] * kElement<V>) * scale;
+    simd::transpose(re);
 #pragma GCC unroll 16
-      for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(block + i * kElement<V>, tile[i]);
-    } else {
-      for (std::int32_t i = 0; i < valid; ++i) simd::store_aligned(block + i * kElement<V>, tile[i]);
+    for (int i = 0; i < V::kLanes; ++i)
+      im[i] = simd::load(line + positions[column + i] * kElement<V> + V::kLanes) * scale;
+    simd::transpose(im);
+    LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch;
+    for (std::int32_t i = 0; i < valid; ++i) {
+      const Complex<V> x{re[i], im[i]};
+      store_elements<V, 1>(&x, block + places[i], 0, plan.blocks_past_caches);
     }
   }
 }
@@ -81,13 +119,16 @@ void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
     const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
     const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
-    gather_rows<V>(re, plan.row_length, workspace.line);
-    gather_rows<V>(im, plan.row_length, workspace.line + V::kLanes);
+    const std::ptrdiff_t next_rows =
+        first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
+    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
+    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
     transform_lines<V>(*plan.row, workspace.line, work);
     const std::int32_t left = plan.rows - first;
     const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
-    scatter_rows<V>(plan, scale, workspace.line, first, valid, workspace.blocks);
-    scatter_rows<V>(plan, scale, workspace.line + V::kLanes, first, valid, workspace.blocks + V::kLanes);
+    std::ptrdiff_t places[V::kLanes];
+    for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
+    scatter_rows<V>(plan, scale, workspace.line, places, valid, workspace.blocks);
   }
 }
 
@@ -129,23 +170,23 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
   const Roots<T> roots{line.root_re, line.root_im, line.root_step};
-  T* row_re = workspace.line + elements * kElement<V>;  // plain rows with room for one vector more
+  T* row_re =
+      workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows with room for one vector more
   T* row_im = row_re + plan.row_length + lanes;
   for (std::int32_t r = 0; r < plan.rows; ++r) {
     const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
-    const std::ptrdiff_t ahead = r + 1 < plan.rows ? plan.row_length : 0;
+    const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;
     kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, ahead, workspace.line, m,
-                                    roots);
-    run_stages<V>(line, 1, line.stages, workspace.line);
-    T* row = workspace.blocks + r * kElement<V>;
+                                    line.part_pitch, roots);
+    run_later_stages<V>(line, line.stages, workspace.line);
+    T* row = workspace.blocks + row_place<V>(plan, r);
     if (aligned) {
       const std::ptrdiff_t pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
       for (std::int32_t k = 0; k < elements; k += lanes) {
         Complex<V> x[lanes];
         finish_row<V>(plan, scale, workspace.line, k, x);
         T* place = row + k / lanes * pitch;
-#pragma GCC unroll 16
-        for (int q = 0; q < lanes; ++q) store_element<V>(place + q * (elements / lanes) * pitch, x[q]);
+        store_elements<V, lanes>(x, place, elements / lanes * pitch, plan.blocks_past_caches);
       }
       continue;
     }
@@ -161,73 +202,208 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
     }
     for (std::int32_t b = 0; b < plan.blocks; ++b) {
       T* place = row + static_cast<std::size_t>(b) * plan.block_pitch;
-      store_element<V>(place, Complex<V>{simd::load(row_re + b * lanes), simd::load(row_im + b * lanes)});
+      const Complex<V> x{simd::load(row_re + b * lanes), simd::load(row_im + b * lanes)};
+      store_elements<V, 1>(&x, place, 0, plan.blocks_past_caches);
     }
   }
 }
 
-// Rows of finished columns to the caller.
+// Pieces of finished rows on their way to the caller past the caches. The pieces of several rows are put
+// together here and leave as whole cache lines; what is left of a line at the end of a piece waits in `carry`
+// for the next piece of its row.
+class RowPieces {
+ public:
+  // The arrays are aligned to doubles; `carry` holds 2 * kLine doubles for each row.
+  RowPieces(double* re, double* im, std::ptrdiff_t row_length, bool past_caches, double* carry) noexcept
+      : destination_{re, im}, row_length_(row_length), past_caches_(past_caches), carry_(carry) {}
+
+  // The pieces to come are columns first to last - 1.
+  void start(std::ptrdiff_t first, std::ptrdiff_t last) noexcept {
+    first_ = first;
+    last_ = last;
+  }
+
+  // Where column `first` of the i-th row in work goes. Some values before it may be written again.
+  double* re() noexcept { return values_ + kLead; }
+  double* im() noexcept { return values_ + kLead + kPart; }
+  static constexpr std::ptrdiff_t kRowStep() noexcept { return 2 * kPart; }
+
+  // Writes the i-th row in work as row `row` of the plane.
+  void finish(int i, std::int32_t row) noexcept {
+    for (int part = 0; part < 2; ++part) {
+      finish_part(values_ + i * kRowStep() + part * kPart + kLead,
+                  destination_[part] + row * row_length_ + first_,
+                  carry_ + (2 * static_cast<std::ptrdiff_t>(row) + part) * kLine);
+    }
+  }
+
+ private:
+  static constexpr std::ptrdiff_t kLine = 8;   // doubles in a cache line
+  static constexpr std::ptrdiff_t kLead = 16;  // room for the carry and for a block that overlaps backwards
+  static constexpr std::ptrdiff_t kPart = kLead + kPieceValues;
+
+  void finish_part(double* values, double* destination, double* carry) noexcept {
+    constexpr int lanes = simd::F64::kLanes;
+    const auto beyond =
+        static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(destination) / sizeof(double) % kLine);
+    const std::ptrdiff_t count = last_ - first_;
+    std::ptrdiff_t at = -beyond;
+    if (first_ == 0) {
+      at = beyond == 0 ? 0 : kLine - beyond;
+      if (at > count) at = count;
+      copy(values, destination, 0, at);
+    } else {
+      move_line(carry, values - kLine);
+    }
+    const std::ptrdiff_t end = at + (count - at) / kLine * kLine;
+    if (past_caches_) {
+      for (; at < end; at += lanes) {
+        simd::F64 v;
+        simd::load_doubles(v, values + at);
+        simd::stream_doubles(destination + at, v);
+      }
+    } else {
+      for (; at < end; at += lanes) {
+        simd::F64 v;
+        simd::load_doubles(v, values + at);
+        simd::store_doubles(destination + at, v);
+      }
+    }
+    if (last_ == row_length_) {
+      copy(values, destination, at, count);
+    } else {
+      move_line(values + count - kLine, carry);
+    }
+  }
+
+  static void copy(const double* from, double* to, std::ptrdiff_t first, std::ptrdiff_t last) noexcept {
+    for (std::ptrdiff_t i = first; i < last; ++i) to[i] = from[i];
+  }
+  static void move_line(const double* from, double* to) noexcept {
+    for (int i = 0; i < kLine; i += simd::F64::kLanes) {
+      simd::F64 v;
+      simd::load_doubles(v, from + i);
+      simd::store_doubles(to + i, v);
+    }
+  }
+
+  double* destination_[2];
+  std::ptrdiff_t row_length_;
+  bool past_caches_;
+  double* carry_;
+  std::ptrdiff_t first_ = 0;
+  std::ptrdiff_t last_ = 0;
+  alignas(64) double values_[kMaxFixedRadix * 2 * kPart];
+};
+
+// Columns whose last stage writes to the caller.
 template <class V>
-void store_block(const LinePlan<LaneOf<V>>& plan, const LaneOf<V>* block, const PlaneArrays& arrays,
-                 std::int32_t column, std::int32_t row_length) noexcept {
-  for (std::int32_t k = 0; k < plan.length; ++k) {
-    const Complex<V> x = load_element<V>(block + plan.positions[k] * kElement<V>);
-    const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * row_length + column;
-    simd::store_doubles(arrays.dst_re + place, x.re);
-    simd::store_doubles(arrays.dst_im + place, x.im);
+struct ColumnRun {
+  const LinePlan<LaneOf<V>>& line;
+  int last_radix;  // 0 where the last stage is not one that can write to the caller
+};
+
+// Rows of finished blocks to the caller: result k is element positions[k].
+template <class V>
+void store_rows(const LinePlan<LaneOf<V>>& line, const ColumnOutput<LaneOf<V>>& out, std::int32_t first,
+                std::int32_t last) noexcept {
+  for (std::int32_t k = first; k < last; ++k) {
+    for (int b = 0; b < out.count; ++b) {
+      const Complex<V> x = load_element<V>(out.blocks[b] + line.positions[k] * kElement<V>);
+      const std::ptrdiff_t place = (k - first) * out.group_step + out.columns[b];
+      simd::store_doubles(out.re + place, x.re);
+      simd::store_doubles(out.im + place, x.im);
+    }
   }
 }
 
 // Adjacent blocks whose rows are written together: a piece of each row long enough for the memory.
 template <class V>
-inline constexpr int kBlocksAtOnce = 32 / V::kLanes > 4 ? 4 : 32 / V::kLanes;
+inline constexpr int kBlocksAtOnce = static_cast<int>(kPieceValues) / V::kLanes > kMaxBlocksAtOnce
+                                         ? kMaxBlocksAtOnce
+                                         : static_cast<int>(kPieceValues) / V::kLanes;
+
+// The radix whose butterflies can write to the caller, or 0.
+template <class T>
+int storing_radix(const LinePlan<T>& line) noexcept {
+  if (line.method != LineMethod::kMixedRadix || line.stages == 0) return 0;
+  const int radix = line.radices[line.stages - 1];
+  return radix <= kMaxFixedRadix ? radix : 0;
+}
 
 template <class V>
 void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays,
                        const Workspace<V>& workspace) noexcept {
   const LinePlan<LaneOf<V>>& column = *plan.column;
-  const int last_radix = column.stages > 0 ? column.radices[column.stages - 1] : 0;
-  const bool fused =
-      column.method == LineMethod::kMixedRadix && column.stages > 0 && last_radix <= kMaxFixedRadix;
-  if (!fused) {
-    for (std::int32_t b = 0; b < plan.blocks; ++b) {
-      LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b) * plan.block_pitch;
-      transform_lines<V>(column, block, workspace.line);
-      store_block<V>(column, block, arrays, first_column<V>(b, plan.row_length), plan.row_length);
-    }
-    return;
-  }
+  const int radix = storing_radix(column);
+  const std::int32_t groups = radix > 0 ? column.length / radix : column.length;
+  const bool streamed =
+      plan.output != RowOutput::kDirect && is_aligned(arrays.dst_re) && is_aligned(arrays.dst_im);
   ColumnOutput<LaneOf<V>> out{};
   out.positions = column.positions;
-  out.groups = column.length / last_radix;
-  out.re = arrays.dst_re;
-  out.im = arrays.dst_im;
-  out.row_length = plan.row_length;
+  RowPieces pieces(arrays.dst_re, arrays.dst_im, plan.row_length, plan.output == RowOutput::kPastCaches,
+                   workspace.carry);
+  if (streamed) {
+    out.re = pieces.re();
+    out.im = pieces.im();
+    out.result_step = RowPieces::kRowStep();
+  } else {
+    out.re = arrays.dst_re;
+    out.im = arrays.dst_im;
+    out.group_step = plan.row_length;
+    out.result_step = groups * static_cast<std::ptrdiff_t>(plan.row_length);
+  }
   for (std::int32_t b = 0; b < plan.blocks; b += out.count) {
     const std::int32_t left = plan.blocks - b;
     out.count = left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>;
+    const std::ptrdiff_t origin = streamed ? b * V::kLanes : 0;
     for (int i = 0; i < out.count; ++i) {
       LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b + i) * plan.block_pitch;
-      run_stages<V>(column, 0, column.stages - 1, block);
+      if (radix > 0) {
+        run_stages<V>(column, column.stages - 1, block);
+      } else {
+        transform_lines<V>(column, block, workspace.line);
+      }
       out.blocks[i] = block;
-      out.columns[i] = first_column<V>(b + i, plan.row_length);
+      out.columns[i] = first_column<V>(b + i, plan.row_length) - origin;
     }
-    kRadixCode<V>[last_radix].store_last(out);
+    if (!streamed) {
+      if (radix > 0) {
+        kRadixCode<V>[radix].store_last(out, 0, groups);
+      } else {
+        store_rows<V>(column, out, 0, groups);
+      }
+      continue;
+    }
+    pieces.start(origin, left == out.count ? plan.row_length : origin + out.count * V::kLanes);
+    for (std::int32_t g = 0; g < groups; ++g) {
+      if (radix > 0) {
+        kRadixCode<V>[radix].store_last(out, g, g + 1);
+        for (int q = 0; q < radix; ++q) pieces.finish(q, g + q * groups);
+      } else {
+        store_rows<V>(column, out, g, g + 1);
+        pieces.finish(0, g);
+      }
+    }
   }
+  if (streamed) simd::stream_fence();
 }
 
 template <class V>
 void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const PlaneArrays& arrays,
                      void* memory) noexcept {
   auto* values = static_cast<LaneOf<V>*>(memory);
-  const Workspace<V> workspace{values, values + plan.line_offset};
+  const Workspace<V> workspace{values, values + plan.line_offset,
+                               reinterpret_cast<double*>(values + plan.carry_offset)};
   if constexpr (V::kLanes > 1) {
     if (plan.rows_within_lanes) {
       transform_rows_within<V>(plan, simd::broadcast(scale), arrays, workspace);
+      if (plan.blocks_past_caches) simd::stream_fence();
       return transform_columns<V>(plan, arrays, workspace);
     }
   }
   transform_rows_across<V>(plan, simd::broadcast(scale), arrays, workspace);
+  if (plan.blocks_past_caches) simd::stream_fence();
   transform_columns<V>(plan, arrays, workspace);
 }
 
