@@ -14,8 +14,9 @@ constexpr int kFailed = -1;
 class Scratch {
  public:
   explicit Scratch(std::uint64_t bytes) noexcept
-      : memory_(bytes <= SIZE_MAX ? runtime::aligned_allocate_large(static_cast<std::size_t>(bytes))
-                                  : nullptr) {}
+      : memory_(bytes != 0 && bytes <= SIZE_MAX
+                    ? runtime::aligned_allocate_large(static_cast<std::size_t>(bytes))
+                    : nullptr) {}
   ~Scratch() { runtime::aligned_free(memory_); }
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;
@@ -34,8 +35,9 @@ bool sizes_fit(std::int32_t width, std::int32_t height, std::int32_t planes) noe
 
 // One transform of one plane; false when it could not be set up, with nothing written.
 bool transform(const PlaneArrays& plane, const std::int32_t (&lengths)[2], Direction direction,
-               Precision precision, double backward_scale, const Kernels& kernels, void* workspace) noexcept {
-  Descriptor* descriptor = create_descriptor(precision, lengths, kernels);
+               Precision precision, double backward_scale, const Kernels& kernels, void* workspace,
+               DescriptorRoom* room) noexcept {
+  Descriptor* descriptor = create_descriptor(precision, lengths, kernels, room);
   if (direction == Direction::kBackward) DftiSetValue(descriptor, DFTI_BACKWARD_SCALE, backward_scale);
   commit_for_arrays(descriptor);
   const std::int32_t status = compute_arrays(descriptor, direction, plane, workspace);
@@ -62,8 +64,11 @@ int convert_planes(const PlaneStack& stack, Direction direction, Precision preci
 
   mkl_set_num_threads(1);
   const std::int32_t lengths[2] = {stack.width, stack.height};
-  const Scratch scratch(array_workspace_bytes(precision, lengths, *kernels.psfotf));
-  if (scratch.get() == nullptr) return kFailed;
+  const std::uint64_t bytes = array_workspace_bytes(precision, lengths, *kernels.psfotf);
+  const bool takes_memory = bytes != 0;
+  const Scratch scratch(bytes);
+  if (takes_memory && scratch.get() == nullptr) return kFailed;
+  DescriptorRoom room;
 
   const std::int32_t count = stack.width * stack.height;
   const auto values = static_cast<std::size_t>(count);
@@ -73,7 +78,7 @@ int convert_planes(const PlaneStack& stack, Direction direction, Precision preci
     const PlaneArrays plane{stack.src_real + offset, stack.src_imag + offset, stack.dst_real + offset,
                             stack.dst_imag + offset};
     if (!transform(plane, lengths, direction, precision, static_cast<double>(scale), *kernels.psfotf,
-                   scratch.get())) {
+                   scratch.get(), takes_memory ? nullptr : &room)) {
       copy(plane, values, precision);
     }
   }

@@ -27,13 +27,22 @@ const Kernels& fitting(const Kernels& widest, Precision precision,
   return *kernels;
 }
 
+// The fixed code for planes of these lengths, or null.
+template <class T>
+TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  if (shape.rows != shape.row_length) return nullptr;
+  return shape.rows == 8    ? kernels.transform_square_8
+         : shape.rows == 16 ? kernels.transform_square_16
+                            : nullptr;
+}
+
 }  // namespace
 
 // The head of one block of memory; plans of small planes lie in its tail, so that they cost no allocation.
 class Descriptor {
  public:
-  Descriptor(Precision precision, const PlaneShape& shape, const Kernels& kernels) noexcept
-      : precision_(precision), shape_(shape), kernels_(kernels) {}
+  Descriptor(Precision precision, const PlaneShape& shape, const Kernels& kernels, bool on_heap) noexcept
+      : precision_(precision), on_heap_(on_heap), shape_(shape), kernels_(kernels) {}
   ~Descriptor() {
     release();
     magic_ = 0;
@@ -42,7 +51,8 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 
   bool is_sound() const noexcept { return magic_ == kMagic; }
-  bool is_committed() const noexcept { return single_ != nullptr || double_ != nullptr; }
+  bool is_committed() const noexcept { return committed_; }
+  bool is_on_heap() const noexcept { return on_heap_; }
 
   void set_backward_scale(double scale) noexcept {
     backward_scale_ = scale;
@@ -52,8 +62,9 @@ class Descriptor {
   // Plans; false when there is no memory.
   bool commit() noexcept {
     release();
-    return precision_ == Precision::kSingle ? plan(kernels_.single_precision, single_)
-                                            : plan(kernels_.double_precision, double_);
+    committed_ = precision_ == Precision::kSingle ? plan(kernels_.single_precision, single_square_, single_)
+                                                  : plan(kernels_.double_precision, double_square_, double_);
+    return committed_;
   }
 
   // Plans and takes the memory for interleaved transforms: a workspace and the plane's separate parts.
@@ -79,7 +90,11 @@ class Descriptor {
     const PlaneArrays ordered =
         backward ? PlaneArrays{arrays.src_im, arrays.src_re, arrays.dst_im, arrays.dst_re} : arrays;
     const double scale = backward ? backward_scale_ : 1.0;
-    if (single_ != nullptr) {
+    if (single_square_ != nullptr) {
+      single_square_(static_cast<float>(scale), ordered);
+    } else if (double_square_ != nullptr) {
+      double_square_(scale, ordered);
+    } else if (single_ != nullptr) {
       kernels_.single_precision.transform_plane(*single_, static_cast<float>(scale), ordered, workspace);
     } else {
       kernels_.double_precision.transform_plane(*double_, scale, ordered, workspace);
@@ -105,7 +120,10 @@ class Descriptor {
   }
 
   template <class T>
-  bool plan(const PrecisionKernels<T>& kernels, const PlanePlan<T>*& result) noexcept {
+  bool plan(const PrecisionKernels<T>& kernels, TransformSquare<T>& square,
+            const PlanePlan<T>*& result) noexcept {
+    square = square_code(shape_, kernels);
+    if (square != nullptr) return true;
     const std::uint64_t bytes = plan_bytes(shape_, kernels);
     void* memory = inline_memory_;
     if (bytes > kInlineBytes) {
@@ -137,15 +155,22 @@ class Descriptor {
     runtime::aligned_free(plan_memory_);
     runtime::aligned_free(interleaved_memory_);
     plan_memory_ = interleaved_memory_ = nullptr;
+    committed_ = false;
+    single_square_ = nullptr;
+    double_square_ = nullptr;
     single_ = nullptr;
     double_ = nullptr;
   }
 
   std::uint32_t magic_ = kMagic;
   Precision precision_;
+  bool on_heap_;
+  bool committed_ = false;
   PlaneShape shape_;
   const Kernels& kernels_;
   double backward_scale_ = 1.0;
+  TransformSquare<float> single_square_ = nullptr;
+  TransformSquare<double> double_square_ = nullptr;
   const PlanePlan<float>* single_ = nullptr;
   const PlanePlan<double>* double_ = nullptr;
   void* plan_memory_ = nullptr;
@@ -226,19 +251,22 @@ std::int32_t DftiComputeBackward(DFTI_DESCRIPTOR_HANDLE handle, void* buffer) no
 
 std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept {
   if (handle == nullptr || !is_sound(*handle)) return DFTI_BAD_DESCRIPTOR;
+  const bool on_heap = (*handle)->is_on_heap();
   (*handle)->~Descriptor();
-  runtime::aligned_free(*handle);
+  if (on_heap) runtime::aligned_free(*handle);
   *handle = nullptr;
   return DFTI_NO_ERROR;
 }
 
-Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2],
-                              const Kernels& kernels) noexcept {
+Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2], const Kernels& kernels,
+                              DescriptorRoom* room) noexcept {
+  static_assert(sizeof(Descriptor) <= sizeof(DescriptorRoom) &&
+                alignof(Descriptor) <= alignof(DescriptorRoom));
   if (!are_valid(lengths)) return nullptr;
-  void* memory = runtime::aligned_allocate(sizeof(Descriptor));
+  void* memory = room != nullptr ? room->bytes : runtime::aligned_allocate(sizeof(Descriptor));
   if (memory == nullptr) return nullptr;
-  return new (memory)
-      Descriptor(precision, PlaneShape{lengths[0], lengths[1]}, fitting(kernels, precision, lengths));
+  return new (memory) Descriptor(precision, PlaneShape{lengths[0], lengths[1]},
+                                 fitting(kernels, precision, lengths), room == nullptr);
 }
 
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
@@ -250,8 +278,10 @@ std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&le
                                     const Kernels& kernels) noexcept {
   const PlaneShape shape{lengths[0], lengths[1]};
   const Kernels& used = fitting(kernels, precision, lengths);
-  return precision == Precision::kSingle ? workspace_bytes(shape, used.single_precision)
-                                         : workspace_bytes(shape, used.double_precision);
+  const auto bytes = [&](const auto& k) {
+    return square_code(shape, k) != nullptr ? 0 : workspace_bytes(shape, k);
+  };
+  return precision == Precision::kSingle ? bytes(used.single_precision) : bytes(used.double_precision);
 }
 
 std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,

@@ -9,6 +9,7 @@
 // All memory is taken at creation and commit, so computing cannot fail half-way. No thread is started.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "psfotf/kernels/kernels.h"
@@ -57,13 +58,19 @@ std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept;
 // The entry for planes in separate arrays: the same steps, with a workspace of the caller's and a chosen
 // kernel set. Descriptors made here compute on arrays alone.
 
-// Null when there is no memory or the configuration is invalid.
-Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2],
-                              const Kernels& kernels) noexcept;
+// A place for a descriptor that its user provides.
+struct DescriptorRoom {
+  alignas(64) std::byte bytes[4352];
+};
+
+// Null when there is no memory or the configuration is invalid. The descriptor lies in `room` where that is
+// not null, else on the heap.
+Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2], const Kernels& kernels,
+                              DescriptorRoom* room = nullptr) noexcept;
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept;
 
-// Bytes of workspace, aligned to a cache line, for arrays of these lengths; kImpossible when there is no
-// such transform.
+// Bytes of workspace, aligned to a cache line, for arrays of these lengths: 0 for small planes that need
+// none, kImpossible when there is no such transform.
 std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
                                     const Kernels& kernels) noexcept;
 

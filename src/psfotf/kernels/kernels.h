@@ -7,6 +7,11 @@
 
 namespace kyv::psfotf {
 
+// Transforms one square plane of a fixed size and scales the results; every value is read before any is
+// written.
+template <class T>
+using TransformSquare = void (*)(T scale, const PlaneArrays& arrays) noexcept;
+
 template <class T>
 struct PrecisionKernels {
   std::int32_t lanes;                   // of one vector
@@ -20,6 +25,10 @@ struct PrecisionKernels {
   // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
   // methods 2 * plan.inner->length elements of `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
+
+  // Null where there is no such code.
+  TransformSquare<T> transform_square_8;
+  TransformSquare<T> transform_square_16;
 };
 
 struct Kernels {
