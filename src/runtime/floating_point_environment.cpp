@@ -6,20 +6,48 @@ namespace {
 constexpr std::uint32_t kDefaultMxcsr = 0x1F80;       // all masked, to nearest, no FTZ, no DAZ
 constexpr std::uint16_t kDefaultX87Control = 0x037F;  // all masked, to nearest, 64-bit significand
 
+constexpr std::uint16_t kX87Exceptions = 0x00BF;  // the flags, and the summary of unmasked ones
+
+std::uint16_t read_x87_status() noexcept {
+  std::uint16_t status = 0;
+  __asm__ volatile("fnstsw %0" : "=a"(status) : : "memory");
+  return status;
+}
+
 }  // namespace
 
 // None of the x87 instructions here waits, so an exception that the host has pending is neither raised
 // early nor lost: it comes back with the environment.
-FloatingPointScope::FloatingPointScope() noexcept {
-  __asm__ volatile("fnstenv %0" : "=m"(x87_) : : "memory");
-  __asm__ volatile("fnclex\n\tfldcw %0" : : "m"(kDefaultX87Control) : "memory");
+FloatingPointScope::FloatingPointScope() noexcept : x87_status_(read_x87_status()) {
+  if ((x87_status_ & kX87Exceptions) != 0) {
+    __asm__ volatile("fnstenv %0" : "=m"(x87_) : : "memory");
+    __asm__ volatile("fnclex\n\tfldcw %0" : : "m"(kDefaultX87Control) : "memory");
+  } else {
+    __asm__ volatile("fnstcw %0" : "=m"(x87_control_) : : "memory");
+    if (x87_control_ != kDefaultX87Control)
+      __asm__ volatile("fldcw %0" : : "m"(kDefaultX87Control) : "memory");
+  }
   __asm__ volatile("stmxcsr %0" : "=m"(mxcsr_) : : "memory");
-  __asm__ volatile("ldmxcsr %0" : : "m"(kDefaultMxcsr) : "memory");
+  if (mxcsr_ != kDefaultMxcsr) __asm__ volatile("ldmxcsr %0" : : "m"(kDefaultMxcsr) : "memory");
 }
 
 FloatingPointScope::~FloatingPointScope() {
   __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr_) : "memory");
-  __asm__ volatile("fnclex\n\tfldenv %0" : : "m"(x87_) : "memory");
+  if ((x87_status_ & kX87Exceptions) != 0) {
+    __asm__ volatile("fnclex\n\tfldenv %0" : : "m"(x87_) : "memory");
+  } else {
+    leave_unflagged();
+  }
+}
+
+void FloatingPointScope::leave_unflagged() const noexcept {
+  if (read_x87_status() != x87_status_) {
+    std::uint32_t environment[7];
+    __asm__ volatile("fnstenv %0" : "=m"(environment) : : "memory");
+    environment[1] = (environment[1] & 0xFFFF0000u) | x87_status_;
+    __asm__ volatile("fldenv %0" : : "m"(environment) : "memory");
+  }
+  if (x87_control_ != kDefaultX87Control) __asm__ volatile("fldcw %0" : : "m"(x87_control_) : "memory");
 }
 
 }  // namespace kyv::runtime

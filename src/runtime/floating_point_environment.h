@@ -7,6 +7,8 @@ namespace kyv::runtime {
 
 // While it lives, this thread rounds to nearest even, keeps denormal numbers, traps nothing, and computes
 // x87 arithmetic to 64 bits. Afterwards the environment is bit for bit what it was, status flags included.
+// (Where no exception was flagged before, the addresses of the last x87 instruction and its operand may have
+// changed: storing and loading them would take longer than transforming a small plane.)
 class FloatingPointScope {
  public:
   FloatingPointScope() noexcept;
@@ -15,8 +17,12 @@ class FloatingPointScope {
   ~FloatingPointScope();
 
  private:
-  std::uint32_t x87_[7]{};  // as fnstenv stores it
+  void leave_unflagged() const noexcept;
+
+  std::uint32_t x87_[7];  // as fnstenv stores it; only where an exception was flagged
   std::uint32_t mxcsr_ = 0;
+  std::uint16_t x87_control_ = 0;
+  std::uint16_t x87_status_ = 0;
 };
 
 }  // namespace kyv::runtime

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/platform.h"
 #include "support/faulty_system.h"
 
 namespace kyv::runtime {
@@ -20,6 +21,31 @@ TEST(AlignedMemory, IsAlignedWritableAndGivenBack) {
     aligned_free(memory);
   }
   aligned_free(nullptr);
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+// What the library asked large pages for.
+std::uintptr_t g_advised = 0;
+std::size_t g_advised_bytes = 0;
+void record_advice(void* memory, std::size_t bytes) {
+  g_advised = reinterpret_cast<std::uintptr_t>(memory);
+  g_advised_bytes = bytes;
+}
+
+TEST(AlignedMemory, LargeBlocksBeginAtLargePages) {
+  const testing_support::FaultySystem system;
+  platform::services.advise_huge_pages = record_advice;
+  void* small = aligned_allocate_large(kHugePage - 1);
+  EXPECT_EQ(g_advised_bytes, 0u);
+  void* large = aligned_allocate_large(kHugePage + 12345);
+  ASSERT_NE(large, nullptr);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(large), g_advised);
+  EXPECT_EQ(g_advised % kHugePage, 0u);
+  EXPECT_EQ(g_advised_bytes, kHugePage);
+  std::memset(large, 0x5A, kHugePage + 12345);
+  aligned_free(large);
+  aligned_free(small);
+  EXPECT_EQ(aligned_allocate_large(SIZE_MAX), nullptr);
   EXPECT_TRUE(system.nothing_leaked());
 }
 

@@ -39,5 +39,30 @@ TEST(FloatingPointScope, WorksInTheDefaultEnvironmentAndGivesTheHostsBack) {
   EXPECT_NE(before.mxcsr, inside.mxcsr);
 }
 
+// A host that has flagged no x87 exception, in its own precision and in the default one.
+TEST(FloatingPointScope, LeavesNoFlagInACleanX87Environment) {
+  const FloatingPointState original = read_floating_point();
+  for (const std::uint16_t control : {std::uint16_t{0x037F}, std::uint16_t{0x027F}, std::uint16_t{0x0370}}) {
+    __asm__ volatile("fninit\n\tfldcw %0" : : "m"(control));
+    const FloatingPointState before = read_floating_point();
+    FloatingPointState inside;
+    {
+      const FloatingPointScope scope;
+      inside = read_floating_point();
+      volatile long double x87 = 1;
+      x87 = x87 / 3;  // leaves the inexact flag
+      volatile double zero = 0;
+      zero = zero / zero;
+    }
+    const FloatingPointState after = read_floating_point();
+    EXPECT_EQ(inside.x87_control(), 0x037F);
+    EXPECT_EQ(after.mxcsr, before.mxcsr);
+    EXPECT_EQ(after.x87_control(), control);
+    EXPECT_EQ(after.x87_status(), before.x87_status());
+    EXPECT_EQ(after.x87_tags(), before.x87_tags());
+  }
+  write_floating_point(original);
+}
+
 }  // namespace
 }  // namespace kyv::runtime
