@@ -25,8 +25,8 @@ struct LineShape {
 
 double radix_cost(int radix) noexcept {
   if (radix > kMaxFixedRadix) return 4.0 + 0.7 * radix;
-  constexpr double costs[kMaxFixedRadix + 1] = {0, 0, 2.0, 2.4, 2.4, 2.9, 0, 4.0, 3.0,
-                                                0, 0, 6.0, 0,   7.0, 0,   0, 4.0};
+  constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0,
+                                                3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4, 4.0};
   return costs[radix];
 }
 
@@ -46,19 +46,80 @@ void add_powers_of_two(LineShape& shape, int exponent, int max_radix) noexcept {
   }
 }
 
+// The exponents of 2, 3 and 5 in a length.
+struct SmallFactors {
+  int twos = 0;
+  int threes = 0;
+  int fives = 0;
+};
+
+// Composite odd radices need the registers that a radix 16 needs.
+bool takes_composites(int max_power_of_two_radix) noexcept {
+  return max_power_of_two_radix == kMaxFixedRadix;
+}
+
+// Adds stages for these factors: as many radices 15, 12 and 10 as given, nines while they last, powers of two
+// at the end.
+void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelves, int tens,
+                    int max_radix) noexcept {
+  left.threes -= fifteens + twelves;
+  left.fives -= fifteens + tens;
+  left.twos -= 2 * twelves + tens;
+  for (; left.fives > 0; --left.fives) add_stage(shape, 5);
+  for (int i = 0; i < fifteens; ++i) add_stage(shape, 15);
+  for (; left.threes > 1; left.threes -= 2) add_stage(shape, 9);
+  for (int i = 0; i < twelves; ++i) add_stage(shape, 12);
+  for (int i = 0; i < tens; ++i) add_stage(shape, 10);
+  if (left.threes > 0) {
+    const bool odd_two = left.twos % 3 == 1;
+    add_stage(shape, odd_two ? 6 : 3);
+    left.twos -= odd_two ? 1 : 0;
+  }
+  add_powers_of_two(shape, left.twos, max_radix);
+}
+
+// Stages for the factors 2, 3 and 5, after those that the shape has: the cheapest.
+void add_small_factors(LineShape& shape, const SmallFactors& factors, int max_radix) noexcept {
+  if (!takes_composites(max_radix)) {
+    for (int i = 0; i < factors.fives; ++i) add_stage(shape, 5);
+    for (int i = 0; i < factors.threes; ++i) add_stage(shape, 3);
+    return add_powers_of_two(shape, factors.twos, max_radix);
+  }
+  const LineShape before = shape;
+  shape.cost = -1;
+  for (int fifteens = 0; fifteens <= std::min(factors.threes, factors.fives); ++fifteens) {
+    for (int twelves = 0; twelves <= std::min(factors.threes - fifteens, factors.twos / 2); ++twelves) {
+      for (int tens = 0; tens <= std::min(factors.fives - fifteens, factors.twos - 2 * twelves); ++tens) {
+        LineShape candidate = before;
+        add_composites(candidate, factors, fifteens, twelves, tens, max_radix);
+        if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+      }
+    }
+  }
+}
+
+int take_factors(std::int32_t& length, std::int32_t factor) noexcept {
+  int count = 0;
+  for (; length % factor == 0; length /= factor) ++count;
+  return count;
+}
+
 // Large primes first, powers of two last. False when a prime factor is too large to be summed directly.
 bool factorize(LineShape& shape, std::int32_t length, int max_power_of_two_radix) noexcept {
   shape.length = length;
-  const int exponent = std::countr_zero(static_cast<std::uint32_t>(length));
-  std::int32_t rest = length >> exponent;
-  std::uint8_t odd[kMaxStages];
+  SmallFactors small;
+  small.twos = std::countr_zero(static_cast<std::uint32_t>(length));
+  std::int32_t rest = length >> small.twos;
+  small.threes = take_factors(rest, 3);
+  small.fives = take_factors(rest, 5);
+  std::uint8_t large[kMaxStages];
   int count = 0;
-  for (std::int32_t f = 3; rest > 1; f += 2) {
+  for (std::int32_t f = 7; rest > 1; f += 2) {
     if (f > kMaxDirectRadix) return false;
-    for (; rest % f == 0; rest /= f) odd[count++] = static_cast<std::uint8_t>(f);
+    for (; rest % f == 0; rest /= f) large[count++] = static_cast<std::uint8_t>(f);
   }
-  while (count > 0) add_stage(shape, odd[--count]);
-  add_powers_of_two(shape, exponent, max_power_of_two_radix);
+  while (count > 0) add_stage(shape, large[--count]);
+  add_small_factors(shape, small, max_power_of_two_radix);
   return true;
 }
 
@@ -234,9 +295,9 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
   const std::int32_t order = cyclic.length;
   const auto generates = [&](std::int32_t g) {
     for (int s = 0; s < cyclic.stages; ++s) {
-      const int radix = cyclic.radices[s];
-      const int prime = radix % 2 == 0 ? 2 : radix;
-      if (power_mod(g, order / prime, order + 1) == 1) return false;
+      for (int rest = cyclic.radices[s], prime = 2; rest > 1; rest % prime == 0 ? rest /= prime : ++prime) {
+        if (rest % prime == 0 && power_mod(g, order / prime, order + 1) == 1) return false;
+      }
     }
     return true;
   };

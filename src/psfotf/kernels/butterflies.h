@@ -190,6 +190,74 @@ struct Butterfly<8> {
   }
 };
 
+// Coprime factors need no roots between them (Good 1958, Thomas 1963): n = B n1 + A n2 and k = k1 mod A, k2
+// mod B.
+template <int A, int B>
+struct PrimeFactorButterfly {
+  template <class V>
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
+    Complex<V> t[A][B];
+#pragma GCC unroll 8
+    for (int n2 = 0; n2 < B; ++n2) {
+      Complex<V> column[A];
+#pragma GCC unroll 8
+      for (int n1 = 0; n1 < A; ++n1) column[n1] = x[(B * n1 + A * n2) % (A * B)];
+      Butterfly<A>::apply(column);
+#pragma GCC unroll 8
+      for (int k1 = 0; k1 < A; ++k1) t[k1][n2] = column[k1];
+    }
+#pragma GCC unroll 8
+    for (int k1 = 0; k1 < A; ++k1) {
+      Butterfly<B>::apply(t[k1]);
+#pragma GCC unroll 8
+      for (int k2 = 0; k2 < B; ++k2)
+        x[(B * inverse(B, A) * k1 + A * inverse(A, B) * k2) % (A * B)] = t[k1][k2];
+    }
+  }
+
+ private:
+  // a times this is 1 modulo m.
+  static constexpr int inverse(int a, int m) noexcept {
+    int i = 1;
+    while (a * i % m != 1) ++i;
+    return i;
+  }
+};
+
+template <>
+struct Butterfly<6> : PrimeFactorButterfly<2, 3> {};
+template <>
+struct Butterfly<10> : PrimeFactorButterfly<2, 5> {};
+template <>
+struct Butterfly<12> : PrimeFactorButterfly<4, 3> {};
+template <>
+struct Butterfly<15> : PrimeFactorButterfly<3, 5> {};
+
+template <>
+struct Butterfly<9> {
+  template <class V>
+  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
+    Complex<V> t[3][3];
+#pragma GCC unroll 3
+    for (int i = 0; i < 3; ++i) {
+#pragma GCC unroll 3
+      for (int j = 0; j < 3; ++j) t[i][j] = x[i + 3 * j];
+      Butterfly<3>::apply(t[i]);
+    }
+    t[1][1] = rotate<1, 9>(t[1][1]);
+    t[1][2] = rotate<2, 9>(t[1][2]);
+    t[2][1] = rotate<2, 9>(t[2][1]);
+    t[2][2] = rotate<4, 9>(t[2][2]);
+#pragma GCC unroll 3
+    for (int k = 0; k < 3; ++k) {
+      Complex<V> y[3] = {t[0][k], t[1][k], t[2][k]};
+      Butterfly<3>::apply(y);
+#pragma GCC unroll 3
+      for (int q = 0; q < 3; ++q) x[k + 3 * q] = y[q];
+    }
+  }
+};
+
 template <>
 struct Butterfly<16> {
   template <class V>

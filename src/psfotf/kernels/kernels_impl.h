@@ -18,7 +18,7 @@ constexpr PrecisionKernels<LaneOf<V>> precision_kernels(std::int32_t max_power_o
 // Eight vector registers hold a radix 4 of doubles; thirty-two hold a radix 16.
 constexpr Kernels make_kernels(const Kernels* narrower) noexcept {
   const bool few_registers = sizeof(void*) == 4;
-  const std::int32_t radix = few_registers ? 8 : simd::kVectorBytes == 64 ? 16 : 8;
+  const std::int32_t radix = kManyRegisters ? 16 : 8;
   return {precision_kernels<simd::F32>(radix), precision_kernels<simd::F64>(few_registers ? 4 : radix),
           narrower};
 }

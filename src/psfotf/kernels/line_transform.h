@@ -13,6 +13,9 @@
 namespace kyv::psfotf {
 namespace {
 
+// A radix 16, or 15, in registers.
+inline constexpr bool kManyRegisters = simd::kVectorBytes == 64 && sizeof(void*) == 8;
+
 inline constexpr int kMaxBlocksAtOnce = 8;
 
 template <class V>
@@ -214,6 +217,17 @@ constexpr RadixCode<V> radix_code() noexcept {
   return {load_first_stage<V, R>, twiddled_stage<V, R>, last_stage<V, R>, store_last_stage<V, R>};
 }
 
+// Radices that only a set with thirty-two registers gains from. The scalar one has them because the planner
+// transforms with it for every set.
+template <class V, int R>
+constexpr RadixCode<V> composite_radix_code() noexcept {
+  if constexpr (kManyRegisters || V::kLanes == 1) {
+    return radix_code<V, R>();
+  } else {
+    return {};
+  }
+}
+
 template <class V>
 inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     {},
@@ -222,17 +236,17 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     radix_code<V, 3>(),
     radix_code<V, 4>(),
     radix_code<V, 5>(),
-    {},
+    composite_radix_code<V, 6>(),
     radix_code<V, 7>(),
     radix_code<V, 8>(),
-    {},
-    {},
+    composite_radix_code<V, 9>(),
+    composite_radix_code<V, 10>(),
     radix_code<V, 11>(),
-    {},
+    composite_radix_code<V, 12>(),
     radix_code<V, 13>(),
     {},
-    {},
-    radix_code<V, 16>(),
+    composite_radix_code<V, 15>(),
+    composite_radix_code<V, 16>(),
 };
 
 // One stage of `groups` adjacent transforms of `length` elements.
