@@ -96,10 +96,15 @@ class FilteredResize {
         x_(built_x_.table),
         lanes_(work_.lanes, x_, job.geometry.x, job.channels, sample_bytes_, kernels.lane_pass) {
     const Geometry& geometry = job.geometry;
-    y_ = geometry.y == geometry.x ? x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels).table;
+    const BuiltTable built_y =
+        geometry.y == geometry.x ? built_x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels);
+    y_ = built_y.table;
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
     exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
+    // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
+    // place.
+    normal_ = static_cast<double>(built_x_.smallest) * static_cast<double>(built_y.smallest) >= 0x1p-101;
     const std::int32_t groups = job.channels == 1 && work_.grey_groups ? kGreyGroups : 1;
     ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups * kernels.float_lanes);
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
@@ -335,6 +340,7 @@ class FilteredResize {
       args.dst[r] = destination(row + r) + x * size(sample_bytes_);
     }
     args.lead = static_cast<std::int32_t>(last.first - span->first);
+    args.normal = normal_;
     kernels_.column_pass[depth_](args);
   }
 
@@ -410,6 +416,7 @@ class FilteredResize {
   LaneRows lanes_;
   TapTable y_;
   bool exact_sums_ = false;
+  bool normal_ = false;                   // as in ColumnPassArgs
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
   std::uint64_t ring_rows_ = 0;
   std::uint64_t ring_stride_ = 0;

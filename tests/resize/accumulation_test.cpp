@@ -66,6 +66,41 @@ TEST_P(Accumulation, ColumnSumsRoundOnce) {
   }
 }
 
+// Sums half-way between two floats, but for a first product too small for a double to hold; the last product
+// makes a sample of one float and the next sample of the other.
+TEST_P(Accumulation, ColumnSamplesRoundOnce) {
+  constexpr std::uint16_t kBelow = 24577;
+  constexpr float kHalfWay = 24576.0f;  // times 1 + 2^-23: 24576 and one and a half of its last places
+  const float weights[] = {1.0f, 1.0f + 0x1p-23f, 1.0f};
+  std::vector<float> tiny(kSamples + resize::kColumnSlack);
+  for (std::size_t k = 0; k < kSamples; ++k) {
+    const float size = std::ldexp(1.0f, -38 - static_cast<int>(k % 110));
+    tiny[k] = k % 3 == 0 ? 0.0f : k % 3 == 1 ? size : -size;
+  }
+  const std::vector<float> half_way(tiny.size(), kHalfWay);
+  const std::vector<float> rest(tiny.size(), 1.5f - 0x1p-8f);
+  const float* const rows[] = {tiny.data(), half_way.data(), rest.data()};
+  for (const bool normal : {false, true}) {
+    for (const int count : {1, 2}) {
+      std::vector<std::uint16_t> results(2 * kSamples);
+      resize::ColumnPassArgs args;
+      args.rows = rows;
+      args.samples = kSamples;
+      args.normal = normal;
+      for (int r = 0; r < count; ++r) {
+        args.weights[r] = weights;
+        args.count[r] = 3;
+        args.dst[r] = results.data() + static_cast<std::size_t>(r) * kSamples;
+      }
+      kernels().column_pass[1](args);
+      for (std::size_t k = 0; k < static_cast<std::size_t>(count) * kSamples; ++k) {
+        const float first = tiny[k % kSamples];
+        ASSERT_EQ(results[k], first < 0.0f ? kBelow : kBelow + 1) << first << (normal ? ", normal" : "");
+      }
+    }
+  }
+}
+
 TEST_P(Accumulation, RowSumsRoundOnce) {
   const auto lanes = static_cast<std::size_t>(kernels().float_lanes);
   constexpr std::int32_t kPixels = 2;

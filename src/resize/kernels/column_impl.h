@@ -21,7 +21,7 @@ template <int kRow>
 }
 
 // Adds the taps `rows[0..count)` at sample `x` to the sums of the destination rows [kFirst, kEnd).
-template <int kFirst, int kEnd>
+template <int kFirst, int kEnd, bool kNormal>
 [[gnu::always_inline]] inline void add_rows(ColumnSums& sums, const float* const* rows, const float* weights0,
                                             const float* weights1, std::ptrdiff_t count,
                                             std::size_t x) noexcept {
@@ -32,8 +32,13 @@ template <int kFirst, int kEnd>
     unroll<0, kTile>([&](auto i) { samples[i] = simd::load_samples(row + i * simd::F32::kLanes); });
     unroll<kFirst, kEnd>([&](auto r) {
       const simd::Weight weight = simd::load_weight(weights[r] + tap);
-      unroll<0, kTile>(
-          [&](auto i) { sums.v[r][i] = simd::accumulate<false>(weight, samples[i], sums.v[r][i]); });
+      if constexpr (kNormal) {
+        unroll<0, kTile / 2>(
+            [&](auto i) { simd::accumulate_two(weight, samples + 2 * i, sums.v[r] + 2 * i); });
+      } else {
+        unroll<0, kTile>(
+            [&](auto i) { sums.v[r][i] = simd::accumulate<false>(weight, samples[i], sums.v[r][i]); });
+      }
     });
   }
 }
@@ -71,45 +76,54 @@ template <int kBits, int kRow>
   store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
 }
 
-template <int kBits>
+template <int kBits, bool kNormal>
 void column_single(const ColumnPassArgs& args) noexcept {
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<0>(sums);
-    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+    add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
     store_sums<kBits, 0>(args, sums, x);
   }
 }
 
 // Two rows: the taps of the first alone, the shared ones, those of the second alone.
-template <int kBits>
+template <int kBits, bool kNormal>
 void column_pair(const ColumnPassArgs& args) noexcept {
   const std::ptrdiff_t lead = args.lead;
   const std::ptrdiff_t shared = args.count[0] - lead;
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<0>(sums);
-    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, lead, x);
+    add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
     clear<1>(sums);
-    add_rows<0, 2>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
+    add_rows<0, 2, kNormal>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
     store_sums<kBits, 0>(args, sums, x);
-    add_rows<1, 2>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared, args.count[1] - shared,
-                   x);
+    add_rows<1, 2, kNormal>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
+                            args.count[1] - shared, x);
     store_sums<kBits, 1>(args, sums, x);
   }
 }
 
+template <int kBits, bool kNormal>
+void column_rows(const ColumnPassArgs& args) noexcept {
+  if (args.count[1] == 0) return column_single<kBits, kNormal>(args);
+  column_pair<kBits, kNormal>(args);
+}
+
 template <int kBits>
 void column_pass(const ColumnPassArgs& args) noexcept {
-  if (args.count[1] == 0) return column_single<kBits>(args);
-  column_pair<kBits>(args);
+  // Of no use to a fused multiply-add.
+  if constexpr (!simd::kHasFusedMultiplyAdd) {
+    if (args.normal) return column_rows<kBits, true>(args);
+  }
+  column_rows<kBits, false>(args);
 }
 
 void column_block(const ColumnPassArgs& args, bool first, float* totals) noexcept {
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<0>(sums);
-    add_rows<0, 1>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+    add_rows<0, 1, false>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
     unroll<0, kTile>([&](auto i) {
       float* total = totals + x + i * simd::F32::kLanes;
       const simd::F32 sum = simd::value_of(sums.v[0][i]);

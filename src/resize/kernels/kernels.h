@@ -92,6 +92,7 @@ struct ColumnPassArgs {
   std::int32_t count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
   std::int32_t lead = 0;       // first tap of row 1, counted from that of row 0
   std::size_t samples = 0;     // samples of a row
+  bool normal = false;         // no product has a bit below the last place of the smallest float
   void* dst[2] = {};
 };
 

@@ -128,6 +128,11 @@ template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
   return mul_add(w, x, sum);
 }
+// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
+  sum[0] = accumulate<false>(w, x[0], sum[0]);
+  sum[1] = accumulate<false>(w, x[1], sum[1]);
+}
 inline F32 value_of(Sum sum) noexcept { return sum; }
 
 // 32-bit lanes of raw samples. A vector is made of quads (16 bytes); quad q belongs to row 4 * q.

@@ -113,6 +113,11 @@ inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
   const double next = kSumsAreExact ? sum.v + product : add_to_odd(sum.v, product);
   return {static_cast<double>(static_cast<float>(next))};
 }
+// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
+  sum[0] = accumulate<false>(w, x[0], sum[0]);
+  sum[1] = accumulate<false>(w, x[1], sum[1]);
+}
 inline F32 value_of(Sum sum) noexcept { return {static_cast<float>(sum.v)}; }
 
 // Rounds to nearest, ties to even, and saturates: between 2^23 and 2^24 the floats are the integers.

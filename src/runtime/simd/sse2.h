@@ -115,8 +115,10 @@ inline Weight load_weight(const float* p) noexcept {
   return {_mm_unpacklo_pd(w, w)};
 }
 inline Samples load_samples(const float* p) noexcept {
-  const __m128 x = _mm_loadu_ps(p);
-  return {_mm_cvtps_pd(x), _mm_cvtps_pd(_mm_movehl_ps(x, x))};
+  const auto two = [](const float* q) noexcept {
+    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(q))));
+  };
+  return {two(p), two(p + 2)};
 }
 inline Sum zero_sum() noexcept { return {_mm_setzero_pd(), _mm_setzero_pd()}; }
 
@@ -133,15 +135,62 @@ inline __m128d add_to_odd(__m128d a, __m128d b) noexcept {
   return _mm_castsi128_pd(_mm_or_si128(truncated, inexact));
 }
 
+inline __m128d round_to_float(__m128d a) noexcept { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); }
+
+// The same for doubles that are not half-way between two floats, nor below the normal ones.
+inline __m128d round_to_bits(__m128d a) noexcept {
+  const __m128i half = _mm_set1_epi64x(0x10000000);
+  const __m128i kept = _mm_set1_epi64x(-0x20000000);
+  return _mm_castsi128_pd(_mm_and_si128(_mm_add_epi64(_mm_castpd_si128(a), half), kept));
+}
+inline Sum round_to_bits(Sum sum) noexcept { return {round_to_bits(sum.lo), round_to_bits(sum.hi)}; }
+
+// Lanes of doubles half-way between two floats: what an inexact sum has lost decides between these.
+inline __m128i half_way(Sum sum) noexcept {
+  const __m128 lower = _mm_shuffle_ps(_mm_castpd_ps(sum.lo), _mm_castpd_ps(sum.hi), 0x88);
+  const __m128i rest = _mm_and_si128(_mm_castps_si128(lower), _mm_set1_epi32(0x1FFFFFFF));
+  return _mm_cmpeq_epi32(rest, _mm_set1_epi32(0x10000000));
+}
+
+// Lanes of doubles below the normal floats, but for 0.
+inline __m128i below_normal(Sum sum) noexcept {
+  const __m128 upper = _mm_shuffle_ps(_mm_castpd_ps(sum.lo), _mm_castpd_ps(sum.hi), 0xDD);
+  const __m128i size = _mm_and_si128(_mm_castps_si128(upper), _mm_set1_epi32(0x7FFFFFFF));
+  // Less 1 and in the order of signed numbers, where 0 becomes the largest.
+  const __m128i order = _mm_add_epi32(size, _mm_set1_epi32(0x7FFFFFFF));
+  return _mm_cmplt_epi32(order, _mm_set1_epi32(0x38100000 - 0x7FFFFFFF - 2));
+}
+
+inline Samples multiply(Weight w, Samples x) noexcept {
+  return {_mm_mul_pd(w.v, x.lo), _mm_mul_pd(w.v, x.hi)};
+}
+inline Sum add(Sum a, Samples b) noexcept { return {_mm_add_pd(a.lo, b.lo), _mm_add_pd(a.hi, b.hi)}; }
+inline Sum add_rounding_once(Sum a, Samples b) noexcept {
+  return {round_to_float(add_to_odd(a.lo, b.lo)), round_to_float(add_to_odd(a.hi, b.hi))};
+}
+
 // sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
 template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
-  const auto add = [](__m128d a, __m128d b) noexcept {
-    if constexpr (kSumsAreExact) return _mm_add_pd(a, b);
-    return add_to_odd(a, b);
-  };
-  const auto round = [](__m128d a) noexcept { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); };
-  return {round(add(sum.lo, _mm_mul_pd(w.v, x.lo))), round(add(sum.hi, _mm_mul_pd(w.v, x.hi)))};
+  const Samples product = multiply(w, x);
+  const Sum next = add(sum, product);
+  if constexpr (kSumsAreExact) return {round_to_float(next.lo), round_to_float(next.hi)};
+  if (_mm_movemask_epi8(_mm_or_si128(half_way(next), below_normal(next))) != 0) [[unlikely]] {
+    return add_rounding_once(sum, product);
+  }
+  return round_to_bits(next);
+}
+// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
+  const Samples product[2] = {multiply(w, x[0]), multiply(w, x[1])};
+  const Sum next[2] = {add(sum[0], product[0]), add(sum[1], product[1])};
+  if (_mm_movemask_epi8(_mm_or_si128(half_way(next[0]), half_way(next[1]))) != 0) [[unlikely]] {
+    sum[0] = add_rounding_once(sum[0], product[0]);
+    sum[1] = add_rounding_once(sum[1], product[1]);
+  } else {
+    sum[0] = round_to_bits(next[0]);
+    sum[1] = round_to_bits(next[1]);
+  }
 }
 inline F32 value_of(Sum sum) noexcept { return {_mm_movelh_ps(_mm_cvtpd_ps(sum.lo), _mm_cvtpd_ps(sum.hi))}; }
 
