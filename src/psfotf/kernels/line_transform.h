@@ -71,8 +71,24 @@ void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::i
   }
 }
 
-// The first stage, straight from the caller's values: element i is kLanes contiguous doubles. Values `ahead`
+// Elements `step` values apart out of the caller's arrays, each kLanes contiguous doubles. Values `ahead`
 // from there are fetched for a later row.
+template <class V, int R>
+[[gnu::always_inline]] inline void load_row_elements(const double* re, const double* im, std::ptrdiff_t step,
+                                                     std::ptrdiff_t ahead, Complex<V>* x) noexcept {
+#pragma GCC unroll 16
+  for (int i = 0; i < R; ++i) {
+    simd::load_doubles(x[i].re, re + i * step);
+    simd::load_doubles(x[i].im, im + i * step);
+#pragma GCC unroll 2
+    for (int line = 0; line < V::kLanes; line += 8) {
+      prefetch_for_later(re + i * step + ahead + line);
+      prefetch_for_later(im + i * step + ahead + line);
+    }
+  }
+}
+
+// The first stage, straight from the caller's values.
 template <class V, int R>
 void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, LaneOf<V>* data,
                       std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
@@ -81,16 +97,7 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
   std::ptrdiff_t at = 0;
   for (std::int32_t j = 0; j < m; ++j) {
     Complex<V> x[R];
-#pragma GCC unroll 16
-    for (int i = 0; i < R; ++i) {
-      simd::load_doubles(x[i].re, re + i * source_stride);
-      simd::load_doubles(x[i].im, im + i * source_stride);
-#pragma GCC unroll 2
-      for (int line = 0; line < V::kLanes; line += 8) {
-        prefetch_for_later(re + i * source_stride + ahead + line);
-        prefetch_for_later(im + i * source_stride + ahead + line);
-      }
-    }
+    load_row_elements<V, R>(re, im, source_stride, ahead, x);
     Butterfly<R>::apply(x);
     store_element<V>(data, x[0]);
 #pragma GCC unroll 16

@@ -132,12 +132,12 @@ void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   }
 }
 
-// The last step of a row in itself: kLanes elements, transposed, are the inputs of as many butterflies
-// across what were the lanes; result q of them holds columns first + q * plan.row->length onwards.
+// The last step of a row in itself: results first to first + kLanes - 1 of the transform over its elements,
+// transposed, are the inputs of as many butterflies across what were the lanes; result q of them holds
+// columns first + q * plan.row->length onwards. Results beyond the last are the last again.
 template <class V>
-[[gnu::always_inline]] inline void finish_row(const PlanePlan<LaneOf<V>>& plan, V scale,
-                                              const LaneOf<V>* line, std::int32_t first,
-                                              Complex<V>* results) noexcept {
+[[gnu::always_inline]] inline void cross_lanes(const PlanePlan<LaneOf<V>>& plan, V scale, std::int32_t first,
+                                               Complex<V>* x) noexcept {
   constexpr int lanes = V::kLanes;
   const std::int32_t last = plan.row->length - 1;
   V re[lanes];
@@ -145,17 +145,51 @@ template <class V>
 #pragma GCC unroll 16
   for (int i = 0; i < lanes; ++i) {
     const std::int32_t k = first + i <= last ? first + i : last;
-    const Complex<V> x = load_element<V>(line + plan.row->positions[k] * kElement<V>);
     const Complex<V> w = load_element<V>(plan.row_twiddles + k * kElement<V>);
-    const Complex<V> y = multiply(x, w.re, w.im);
+    const Complex<V> y = multiply(x[i], w.re, w.im);
     re[i] = y.re * scale;
     im[i] = y.im * scale;
   }
   simd::transpose(re);
   simd::transpose(im);
 #pragma GCC unroll 16
-  for (int i = 0; i < lanes; ++i) results[i] = {re[i], im[i]};
-  Butterfly<lanes>::apply(results);
+  for (int i = 0; i < lanes; ++i) x[i] = {re[i], im[i]};
+  Butterfly<lanes>::apply(x);
+}
+
+// The same for a row whose elements are transformed and lie in `line`.
+template <class V>
+[[gnu::always_inline]] inline void finish_row(const PlanePlan<LaneOf<V>>& plan, V scale,
+                                              const LaneOf<V>* line, std::int32_t first,
+                                              Complex<V>* x) noexcept {
+  const std::int32_t last = plan.row->length - 1;
+#pragma GCC unroll 16
+  for (int i = 0; i < V::kLanes; ++i) {
+    const std::int32_t k = first + i <= last ? first + i : last;
+    x[i] = load_element<V>(line + plan.row->positions[k] * kElement<V>);
+  }
+  cross_lanes<V>(plan, scale, first, x);
+}
+
+// Rows of R elements, a multiple of the lanes: one butterfly and the step across the lanes, all in registers.
+template <class V, int R>
+void transform_short_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
+                          const Workspace<V>& workspace) noexcept {
+  constexpr int lanes = V::kLanes;
+  const auto pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
+  for (std::int32_t r = 0; r < plan.rows; ++r) {
+    const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
+    const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;
+    Complex<V> x[R];
+    load_row_elements<V, R>(arrays.src_re + source, arrays.src_im + source, lanes, ahead, x);
+    Butterfly<R>::apply(x);
+    LaneOf<V>* row = workspace.blocks + row_place<V>(plan, r);
+#pragma GCC unroll 16
+    for (int k = 0; k < R; k += lanes) {
+      cross_lanes<V>(plan, scale, k, x + k);
+      store_elements<V, lanes>(x + k, row + k / lanes * pitch, R / lanes * pitch, plan.blocks_past_caches);
+    }
+  }
 }
 
 // One row after another, each in itself.
@@ -166,6 +200,12 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   using T = LaneOf<V>;
   const LinePlan<T>& line = *plan.row;
   const std::int32_t elements = line.length;
+  if constexpr (8 % lanes == 0) {
+    if (elements == 8) return transform_short_rows<V, 8>(plan, scale, arrays, workspace);
+  }
+  if constexpr (16 % lanes == 0 && kManyRegisters) {
+    if (elements == 16) return transform_short_rows<V, 16>(plan, scale, arrays, workspace);
+  }
   const bool aligned = elements % lanes == 0;
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
