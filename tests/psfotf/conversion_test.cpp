@@ -44,7 +44,7 @@ std::vector<Variant> variants() {
 class Conversion : public testing::TestWithParam<Variant> {
  protected:
   static constexpr std::pair<std::int32_t, std::int32_t> kSizes[] = {
-      {1, 1}, {8, 8}, {12, 5}, {16, 64}, {31, 31}, {64, 48}, {3, 256}, {107, 19}, {100, 60}};
+      {1, 1}, {8, 8}, {12, 5}, {16, 16}, {16, 64}, {31, 31}, {64, 48}, {3, 256}, {107, 19}, {100, 60}};
 };
 
 Spectrum combined(const Spectrum& a, Extended s, const Spectrum& b, Extended t) {
@@ -334,6 +334,25 @@ TEST_P(Conversion, EveryAllocationMayFail) {
           EXPECT_TRUE(plane_is(result, p, failed ? untransformed : good)) << "plane " << p;
         }
       }
+    }
+  }
+}
+
+TEST_P(Conversion, SmallSquaresNeedNoMemoryOrFailAsOthersDo) {
+  for (const std::int32_t side : {8, 16}) {
+    const Stack stack = random_stack(side, side, 2);
+    const Stack good = GetParam().backward(stack);
+    FaultySystem system;
+    system.fail(Call::kAllocate);
+    Stack result(side, side, 2);
+    const int status =
+        convert(stack, result, Direction::kBackward, GetParam().precision, *GetParam().kernels);
+    if (system.calls(Call::kAllocate) > 0) {
+      EXPECT_NE(status, 0);
+      EXPECT_TRUE(result == Stack(side, side, 2));
+    } else {
+      EXPECT_EQ(status, 0);
+      EXPECT_TRUE(result == good);
     }
   }
 }

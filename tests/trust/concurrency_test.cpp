@@ -129,5 +129,83 @@ TEST(Concurrency, NoContextOutlivesItsCall) {
   ASSERT_EQ(KyvMathTerminate(), KYVMATH_OK);
 }
 
+// Conversions ask for no start-up. Each of these threads makes its calls without one, and keeps the results.
+class Converter {
+ public:
+  explicit Converter(platform::Handle gate) : gate_(gate) {
+    constexpr int kSizes[][2] = {{8, 8}, {16, 16}, {48, 40}, {31, 103}, {200, 96}};
+    for (const auto& [width, height] : kSizes) {
+      calls_.emplace_back(Conversion{KyvMathConvertOtfFromPsf, true, width, height, 2, 1.0});
+      calls_.emplace_back(Conversion{KyvMathConvertPsfFromOtf, true, width, height, 2, 1.0});
+      calls_.emplace_back(Conversion{KyvMathConvertOtfFromPsf_D, false, width, height, 2, 1.0});
+      calls_.emplace_back(Conversion{KyvMathConvertPsfFromOtf_D, false, width, height, 2, 1.0});
+    }
+  }
+
+  KYV_REALIGN_STACK static unsigned KYV_STDCALL run(void* memory) {
+    auto& self = *static_cast<Converter*>(memory);
+    operating_system.WaitForSingleObject(self.gate_);
+    self.make_calls();
+    return 0;
+  }
+
+  void make_calls() {
+    for (ExportCall& call : calls_) good_ = call.run() == KYVMATH_OK && good_;
+  }
+
+  bool agrees_with(const Converter& other) const {
+    bool same = good_ && other.good_;
+    for (std::size_t i = 0; i < calls_.size(); ++i) {
+      same = same && calls_[i].output() == other.calls_[i].output() && !calls_[i].untouched();
+    }
+    return same;
+  }
+
+ private:
+  platform::Handle gate_;
+  std::vector<ExportCall> calls_;
+  bool good_ = true;
+};
+
+// Eight threads, let go together and before any call of this one; then one thread alone.
+void expect_eight_converters_agree_with_one() {
+  std::vector<Converter> converters;
+  std::vector<platform::Handle> gates;
+  for (int i = 0; i < 8; ++i) {
+    gates.push_back(operating_system.CreateEventW());
+    converters.emplace_back(gates.back());
+  }
+  std::vector<platform::Handle> threads;
+  for (Converter& c : converters) {
+    std::uint32_t identifier = 0;
+    threads.push_back(operating_system._beginthreadex(Converter::run, &c, &identifier));
+    ASSERT_NE(threads.back(), nullptr);
+  }
+  for (const platform::Handle gate : gates) operating_system.SetEvent(gate);
+  for (std::size_t i = 0; i < threads.size(); ++i) {
+    operating_system.WaitForSingleObject(threads[i]);
+    operating_system.CloseHandle(threads[i]);
+    operating_system.CloseHandle(gates[i]);
+  }
+  Converter alone(nullptr);
+  alone.make_calls();
+  for (const Converter& c : converters) EXPECT_TRUE(c.agrees_with(alone));
+}
+
+TEST(ConcurrentConversions, BeforeAnyStartUp) { expect_eight_converters_agree_with_one(); }
+
+TEST(ConcurrentConversions, AfterTermination) {
+  ASSERT_EQ(KyvMathInitialize(), KYVMATH_OK);
+  ASSERT_EQ(KyvMathTerminate(), KYVMATH_OK);
+  expect_eight_converters_agree_with_one();
+}
+
+TEST(ConcurrentConversions, AfterAFailedStartUp) {
+  testing_support::FaultySystem system;
+  system.fail(testing_support::Call::kAllocate, 0, 1);
+  ASSERT_EQ(KyvMathInitialize(), KYVMATH_FAILED);
+  expect_eight_converters_agree_with_one();
+}
+
 }  // namespace
 }  // namespace kyv::trust
