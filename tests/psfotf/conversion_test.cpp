@@ -394,7 +394,10 @@ TEST_P(LargeConversion, SparseResultsAndRoundTrip) {
     }
     expected.push_back(total);
   }
+  // The largest plane is for the best kernels alone: nothing in the others depends on that size.
+  const std::size_t all_that_large = std::size_t{1} << 21;
   for (const Variant& variant : variants()) {
+    if (psf.plane_size() > all_that_large && variant.kernels != runnable_kernel_sets().front()) continue;
     SCOPED_TRACE(describe(psf, variant.precision, *variant.kernels));
     const Stack otf = variant.forward(psf);
     Stack picked(static_cast<std::int32_t>(expected.size()), 1, 1);
@@ -410,7 +413,7 @@ TEST_P(LargeConversion, SparseResultsAndRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, LargeConversion,
                          testing::Values(std::pair{512, 512}, std::pair{1024, 1024}, std::pair{2048, 2048},
-                                         std::pair{512, 1000}, std::pair{1500, 512}),
+                                         std::pair{512, 1000}, std::pair{1500, 512}, std::pair{1, 10007}),
                          [](const auto& size) {
                            return std::to_string(size.param.first) + "x" + std::to_string(size.param.second);
                          });
