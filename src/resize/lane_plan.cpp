@@ -12,27 +12,34 @@ namespace {
 constexpr std::uint64_t kPatternFloats = std::uint64_t{1} << 18;  // patterns that stay in the second cache
 constexpr std::int32_t kSlackPositions = 8;  // positions of a group beyond the taps of one pixel
 
-// Where registers are few, wide windows live in memory; they, and samples that serve one pixel only, pay for
-// short sums. For others, blocks of rows are faster.
-constexpr std::int32_t kMostCostlyPositions = sizeof(void*) == 8 ? 2 * kTapBlock : 12;
-
 std::int32_t vector_pixels(std::int32_t channels) noexcept { return kLaneCount / channels; }
+
+constexpr std::int32_t kShortPositions = 12;
 
 // Finds the numbers that all groups have in common, then fills in groups and patterns.
 class Builder {
  public:
-  Builder(const LanePlanStorage& storage, const TapTable& table, std::int32_t count, std::int32_t channels,
-          std::int32_t pixels) noexcept
-      : storage_(storage), table_(table), count_(count), channels_(channels) {
+  Builder(const LanePlanStorage& storage, const TapTable& table, std::int32_t count, const LaneSource& source,
+          const LanePasses& passes, std::int32_t pixels) noexcept
+      : storage_(storage),
+        table_(table),
+        count_(count),
+        source_(source),
+        passes_(passes),
+        channels_(source.channels),
+        lanes_(vector_pixels(channels_) * channels_),
+        sample_bytes_(source.sample_bytes),
+        quarters_(passes.quarters) {
+    plan_.index_step = quarters_ && sample_bytes_ == 2 ? channels_ * 0x0202 : channels_;
     plan_.pixels = pixels;
-    plan_.group_pixels = pixels * vector_pixels(channels);
+    plan_.group_pixels = pixels * vector_pixels(channels_);
     plan_.group_count = (count + plan_.group_pixels - 1) / plan_.group_pixels;
     plan_.groups = storage.groups;
     plan_.patterns = storage.patterns;
   }
 
-  LanePlan build(std::int32_t sample_bytes) noexcept {
-    if (!measure(sample_bytes)) return {};
+  LanePlan build() noexcept {
+    if (!measure()) return {};
     std::uint32_t patterns = 0;
     for (std::int32_t g = 0; g < plan_.group_count; ++g) {
       LaneGroup& group = storage_.groups[g];
@@ -56,38 +63,99 @@ class Builder {
     return std::min(plan_.group_pixels, count_ - group * plan_.group_pixels);
   }
 
+  // The place of a lane's sample at a group's first position, in samples; beyond the last lane, that one's.
+  std::int64_t place_of(std::int32_t group, std::int32_t lane) const noexcept {
+    const TapSpan* spans = table_.spans + group * plan_.group_pixels;
+    const std::int32_t pixel =
+        std::min(lane / channels_, (pixels_of(group) + plan_.pixels - 1) / plan_.pixels - 1);
+    return (spans[pixel * plan_.pixels].first - spans[0].first) * channels_ + lane % channels_;
+  }
+
+  // Samples that the lanes [first, end) take at their first taps. With enlargements these need not ascend.
+  struct Extent {
+    std::int64_t begin = 0;
+    std::int64_t end = 0;
+  };
+
+  Extent extent_of(std::int32_t group, std::int32_t first, std::int32_t end) const noexcept {
+    Extent extent{place_of(group, first), 0};
+    for (std::int32_t lane = first; lane < std::min(end, lanes_); ++lane) {
+      const std::int64_t place = place_of(group, lane);
+      extent = {std::min(extent.begin, place), std::max(extent.end, place + 1)};
+    }
+    return extent;
+  }
+
+  // The window of a lane starts where this does.
+  std::int64_t window_of(std::int32_t group, std::int32_t lane) const noexcept {
+    return quarters_ ? extent_of(group, lane / 4 * 4, lane / 4 * 4 + 4).begin : 0;
+  }
+
+  // The widest window of a group, and the place of the farthest one.
+  struct Windows {
+    std::int64_t widest = 0;
+    std::int64_t farthest = 0;
+  };
+
+  Windows measure_windows() const noexcept {
+    const std::int32_t window_lanes = quarters_ ? 4 : kLaneCount;
+    Windows windows;
+    for (std::int32_t g = 0; g < plan_.group_count; ++g) {
+      for (std::int32_t lane = 0; lane < lanes_; lane += window_lanes) {
+        const Extent extent =
+            quarters_ ? extent_of(g, lane, lane + 4) : Extent{0, place_of(g, lanes_ - 1) + 1};
+        windows.widest = std::max(windows.widest, extent.end - extent.begin);
+        windows.farthest = std::max(windows.farthest, extent.begin);
+      }
+    }
+    return windows;
+  }
+
   // Taps, lead and reach; false where a group does not fit.
-  bool measure(std::int32_t sample_bytes) noexcept {
+  bool measure() noexcept {
     std::int64_t taps[2] = {1, 0};
     std::int64_t lead = kTapBlock;
-    std::int64_t farthest = 0;
     for (std::int32_t i = 0; i < count_; ++i) {
       const TapSpan& span = table_.spans[i];
       const std::int32_t second = i % plan_.pixels;
       const std::int64_t from_first = span.first - table_.spans[i - second].first;
-      const std::int64_t from_group =
-          span.first - table_.spans[i / plan_.group_pixels * plan_.group_pixels].first;
-      if (from_first < 0 || from_group < 0 || span.count > kTapBlock) return false;
+      if (from_first < 0 || (i > 0 && span.first < table_.spans[i - 1].first) || span.count > kTapBlock)
+        return false;
       taps[second] = std::max(taps[second], from_first + span.count);
       if (second == 1) lead = std::min(lead, from_first);
-      if (second == 0) farthest = std::max(farthest, from_group);
     }
     lead = std::min(lead, taps[0]);
     const std::int64_t positions = std::max(taps[0], taps[1]);
-    const std::int64_t samples = (farthest + 1) * channels_;
-    plan_.wide = samples * sample_bytes > kLaneWindows[0];
-    const std::int32_t window = kLaneWindows[plan_.wide ? 1 : 0] / sample_bytes;
-    if (positions > storage_.most_positions || samples > window) return false;
-    if ((plan_.wide || plan_.pixels == 1) && positions > kMostCostlyPositions) return false;
+    if (positions > storage_.most_positions) return false;
+    const Windows windows = measure_windows();
+    plan_.wide = !quarters_ && windows.widest * sample_bytes_ > kLaneWindows[0];
+    const std::int32_t bytes = quarters_ ? kLaneQuarter : kLaneWindows[plan_.wide ? 1 : 0];
+    const std::int32_t window = bytes / sample_bytes_;
+    if (windows.widest > window) return false;
 
     plan_.taps[0] = static_cast<std::int32_t>(taps[0]);
     plan_.taps[1] = plan_.pixels == 1 ? 0 : static_cast<std::int32_t>(positions - lead);
     plan_.lead = static_cast<std::int32_t>(lead);
-    plan_.window_positions = static_cast<std::int32_t>((window - samples) / channels_ + 1);
-    plan_.stride = static_cast<std::size_t>(1 + plan_.taps[0] + plan_.taps[1]) * kLaneCount;
+    plan_.window_positions = static_cast<std::int32_t>((window - windows.widest) / channels_ + 1);
+    plan_.stride = static_cast<std::size_t>(2 + plan_.taps[0] + plan_.taps[1]) * kLaneCount;
     const std::int64_t last_window = (positions - 1) / plan_.window_positions * plan_.window_positions;
-    plan_.reach = static_cast<std::int32_t>(last_window * channels_ + window);
-    return true;
+    const std::int64_t reach = last_window * channels_ + windows.farthest + window;
+    plan_.reach = static_cast<std::int32_t>(std::min<std::int64_t>(reach, storage_.most_reach));
+    return reach <= storage_.most_reach && pays(positions);
+  }
+
+  // Whether this is faster than blocks of rows, as measured. Two pixels that share a small window always are,
+  // short sums nearly always. Else blocks win as long as the source is in the caches: beyond them, a page of
+  // memory for each row of a block costs more. Windows of quarters are loaded often; with several channels
+  // their sums must be short beside the distance of the pixels. Where registers are few, long sums do not
+  // pay.
+  bool pays(std::int64_t positions) const noexcept {
+    constexpr bool kFewRegisters = sizeof(void*) == 4;
+    const bool is_short = positions <= kShortPositions;
+    if (!quarters_ && (is_short || (plan_.pixels == 2 && !plan_.wide))) return true;
+    if (kFewRegisters && !(is_short && channels_ == 1)) return false;
+    if (quarters_ && channels_ > 1 && plan_.taps[0] > 5 + (plan_.pixels == 2 ? plan_.lead : 0)) return false;
+    return source_.bytes > (is_short ? passes_.large_source : passes_.huge_source);
   }
 
   // Groups of equal patterns have equal slots.
@@ -112,21 +180,31 @@ class Builder {
     return true;
   }
 
+  // The index of a sample that lies `place` samples from its window's begin.
+  std::uint32_t index_of(std::uint32_t place) const noexcept {
+    if (!quarters_) return place;
+    return sample_bytes_ == 1 ? 0x80808000u + place : 0x80800100u + place * 0x0202u;
+  }
+
+  void fill_places(std::int32_t group, float* indices, float* places) const noexcept {
+    for (std::int32_t lane = 0; lane < lanes_; ++lane) {
+      const std::int64_t window = window_of(group, lane);
+      indices[lane] =
+          std::bit_cast<float>(index_of(static_cast<std::uint32_t>(place_of(group, lane) - window)));
+      places[lane / 4] = std::bit_cast<float>(static_cast<std::int32_t>(window) * sample_bytes_);
+    }
+  }
+
   void fill_pattern(std::int32_t group, float* pattern) const noexcept {
     std::fill_n(pattern, plan_.stride, 0.0f);
+    fill_places(group, pattern, pattern + kLaneCount);
     const TapSpan* spans = table_.spans + group * plan_.group_pixels;
     for (std::int32_t i = 0; i < pixels_of(group); ++i) {
       const std::int32_t second = i % plan_.pixels;
       const TapSpan& first = spans[i - second];
       const std::int32_t lane = i / plan_.pixels * channels_;
-      if (second == 0) {
-        const auto index = static_cast<std::uint32_t>((first.first - spans[0].first) * channels_);
-        for (std::int32_t c = 0; c < channels_; ++c) {
-          pattern[lane + c] = std::bit_cast<float>(index + static_cast<std::uint32_t>(c));
-        }
-      }
       const std::int64_t skipped = second == 0 ? 0 : spans[i].first - first.first - plan_.lead;
-      float* to = pattern + (1 + second * plan_.taps[0] + skipped) * kLaneCount + lane;
+      float* to = pattern + (2 + second * plan_.taps[0] + skipped) * kLaneCount + lane;
       const float* weights = table_.weights + spans[i].phase * table_.stride;
       for (std::int32_t tap = 0; tap < spans[i].count; ++tap, to += kLaneCount) {
         std::fill_n(to, channels_, weights[tap]);
@@ -137,7 +215,12 @@ class Builder {
   const LanePlanStorage& storage_;
   const TapTable& table_;
   const std::int32_t count_;
+  const LaneSource& source_;
+  const LanePasses& passes_;
   const std::int32_t channels_;
+  const std::int32_t lanes_;  // that are used
+  const std::int32_t sample_bytes_;
+  const bool quarters_;
   LanePlan plan_;
   std::array<std::int32_t, 64> recent_ = [] {
     std::array<std::int32_t, 64> none;
@@ -154,6 +237,7 @@ LanePlanStorage take_lane_plan(Arena& arena, const AxisGeometry& axis, Mode mode
   const auto groups = static_cast<std::uint64_t>(axis.count / vector_pixels(channels) + 1);
   LanePlanStorage storage;
   storage.most_positions = static_cast<std::int32_t>(taps) + kSlackPositions;
+  storage.most_reach = storage.most_positions * channels + kLaneWindows[1];
   storage.pattern_floats = std::min(groups * (taps + kSlackPositions + 2) * kLaneCount, kPatternFloats);
   storage.groups = arena.take<LaneGroup>(groups);
   storage.patterns = arena.take<float>(storage.pattern_floats);
@@ -161,9 +245,12 @@ LanePlanStorage take_lane_plan(Arena& arena, const AxisGeometry& axis, Mode mode
 }
 
 LanePlan build_lane_plan(const LanePlanStorage& storage, const TapTable& table, std::int32_t count,
-                         std::int32_t channels, std::int32_t sample_bytes) noexcept {
-  const LanePlan pairs = Builder(storage, table, count, channels, 2).build(sample_bytes);
-  return pairs.pixels != 0 ? pairs : Builder(storage, table, count, channels, 1).build(sample_bytes);
+                         const LaneSource& source, const LanePasses& passes) noexcept {
+  const auto build = [&](std::int32_t pixels) noexcept {
+    return Builder(storage, table, count, source, passes, pixels).build();
+  };
+  const LanePlan pairs = build(2);
+  return pairs.pixels != 0 ? pairs : build(1);
 }
 
 }  // namespace kyv::resize

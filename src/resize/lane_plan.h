@@ -16,6 +16,7 @@ struct LanePlanStorage {
   float* patterns = nullptr;
   std::uint64_t pattern_floats = 0;
   std::int32_t most_positions = 0;  // source positions of a group
+  std::int32_t most_reach = 0;      // samples from its first position to the end of its last window
 };
 
 LanePlanStorage take_lane_plan(Arena& arena, const AxisGeometry& axis, Mode mode,
@@ -33,11 +34,20 @@ struct LanePlan {
   std::int32_t taps[2] = {};
   std::int32_t lead = 0;
   std::int32_t window_positions = 0;
+  std::int32_t index_step = 0;
+};
+
+// What is read: its pixels and its size.
+struct LaneSource {
+  std::int32_t channels = 0;
+  std::int32_t sample_bytes = 0;
+  std::uint64_t bytes = 0;
 };
 
 // Two pixels of a lane if their samples fit a window, else one, else none. There is no plan either where a
-// sum has more than one block of taps, or where the patterns outgrow their room.
+// sum has more than one block of taps, where the patterns outgrow their room, or where blocks of rows are
+// faster.
 LanePlan build_lane_plan(const LanePlanStorage& storage, const TapTable& table, std::int32_t count,
-                         std::int32_t channels, std::int32_t sample_bytes) noexcept;
+                         const LaneSource& source, const LanePasses& passes) noexcept;
 
 }  // namespace kyv::resize

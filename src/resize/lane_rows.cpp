@@ -18,33 +18,33 @@ LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode
   LaneRowsStorage storage;
   storage.plan = take_lane_plan(arena, axis, mode, channels);
   // The first positions of an end's groups lie within a reach or one block of taps of each other.
-  const std::int32_t reach = storage.plan.most_positions * channels + kLaneWindows[1];
+  const std::int32_t reach = storage.plan.most_reach;
   storage.end_samples = static_cast<std::uint64_t>((2 * reach + kTapBlock * channels + 63) / 64 * 64);
   storage.ends = arena.take<std::uint8_t>(kCopies * storage.end_samples * 2);
   return storage;
 }
 
 LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
-                   std::int32_t channels, std::int32_t sample_bytes, const LanePasses& passes) noexcept
+                   const LaneSource& source, const LanePasses& passes) noexcept
     : usable_size_(axis.usable_size),
       count_(axis.count),
-      channels_(channels),
-      sample_bytes_(sample_bytes),
-      pixel_bytes_(channels * sample_bytes),
+      channels_(source.channels),
+      pixel_bytes_(source.channels * source.sample_bytes),
       ends_memory_(storage.ends),
-      end_bytes_(static_cast<std::size_t>(storage.end_samples) * static_cast<std::size_t>(sample_bytes)) {
-  const auto& by_window = passes.depth[sample_bytes - 1].pass;
+      end_bytes_(static_cast<std::size_t>(storage.end_samples) *
+                 static_cast<std::size_t>(source.sample_bytes)) {
+  const auto& by_window = passes.depth[source.sample_bytes - 1].pass;
   if (by_window[0][0] == nullptr) return;
-  plan_ = build_lane_plan(storage.plan, table, count_, channels, sample_bytes);
+  plan_ = build_lane_plan(storage.plan, table, count_, source, passes);
   if (plan_.pixels == 0) return;
   pass_ = by_window[plan_.wide ? 1 : 0][plan_.pixels - 1];
   find_ends(table);
   std::memset(ends_memory_, 0, kCopies * end_bytes_);
 
-  const std::int32_t samples = kLaneCount / channels * channels;
+  const std::int32_t samples = kLaneCount / channels_ * channels_;
   for (std::int32_t i = 0; i < 2 * samples; ++i) {
-    const std::int32_t pixel = i / channels;
-    const std::int32_t lane = pixel / 2 * channels + i % channels;
+    const std::int32_t pixel = i / channels_;
+    const std::int32_t lane = pixel / 2 * channels_ + i % channels_;
     interleave_[i] = std::bit_cast<float>(lane + pixel % 2 * kLaneCount);
   }
 }
@@ -115,7 +115,7 @@ void LaneRows::run_groups(const std::uint8_t* const* rows, std::int64_t origin, 
   args.taps[0] = plan_.taps[0];
   args.taps[1] = plan_.taps[1];
   args.lead = plan_.lead;
-  args.channels = channels_;
+  args.index_step = plan_.index_step;
   args.window_positions = plan_.window_positions;
   args.window_step = static_cast<std::ptrdiff_t>(plan_.window_positions) * pixel_bytes_;
   args.pixel_bytes = pixel_bytes_;

@@ -25,7 +25,7 @@ class LaneRows {
  public:
   // Whether there is a plan for this table and a pass for this depth is told by usable().
   LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
-           std::int32_t channels, std::int32_t sample_bytes, const LanePasses& passes) noexcept;
+           const LaneSource& source, const LanePasses& passes) noexcept;
 
   bool usable() const noexcept { return pass_ != nullptr; }
 
@@ -56,7 +56,6 @@ class LaneRows {
   const std::int64_t usable_size_;
   const std::int32_t count_;
   const std::int32_t channels_;
-  const std::int32_t sample_bytes_;
   const std::int32_t pixel_bytes_;
   std::uint8_t* const ends_memory_;
   const std::size_t end_bytes_;

@@ -82,6 +82,14 @@ struct Workspace {
   }
 };
 
+LaneSource lane_source(const ResampleJob& job) noexcept {
+  const std::int32_t sample_bytes = job.bits / 8;
+  const std::uint64_t samples = static_cast<std::uint64_t>(job.geometry.x.usable_size) *
+                                static_cast<std::uint64_t>(job.geometry.y.usable_size) *
+                                static_cast<std::uint64_t>(job.channels);
+  return {job.channels, sample_bytes, samples * static_cast<std::uint64_t>(sample_bytes)};
+}
+
 // One filtered request: strips of destination columns, and in each strip blocks of source rows.
 class FilteredResize {
  public:
@@ -94,7 +102,7 @@ class FilteredResize {
         depth_(job.bits == 8 ? 0 : 1),
         built_x_(build_tap_table(work_.x, job.geometry.x, job.geometry.mode, kernels)),
         x_(built_x_.table),
-        lanes_(work_.lanes, x_, job.geometry.x, job.channels, sample_bytes_, kernels.lane_pass) {
+        lanes_(work_.lanes, x_, job.geometry.x, lane_source(job), kernels.lane_pass) {
     const Geometry& geometry = job.geometry;
     const BuiltTable built_y =
         geometry.y == geometry.x ? built_x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels);

@@ -1,13 +1,14 @@
 #include "runtime/simd/avx2.h"
 
 #include "resize/kernels/block_vector.h"
-#include "resize/kernels/lane_none.h"
+#include "resize/kernels/lane_quarters.h"
 
 #include "resize/kernels/kernels_impl.h"
 
 namespace kyv::resize {
 
 extern const Kernels kernels_avx2;
-const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>());
+const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>(),
+                                          {.depth = {kLaneQuarters, kLaneQuarters}, .quarters = true});
 
 }  // namespace kyv::resize

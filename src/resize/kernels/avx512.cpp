@@ -8,6 +8,7 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_avx512;
-const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>());
+const Kernels kernels_avx512 =
+    make_kernels(byte_kernels<simd::QuadPicker>(), {.depth = {{}, kLaneWords}, .quarters = false});
 
 }  // namespace kyv::resize

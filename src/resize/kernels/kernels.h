@@ -43,6 +43,7 @@ struct RowPassArgs {
 inline constexpr std::int32_t kLaneCount = 16;
 inline constexpr std::int32_t kLaneRows = 4;                // source rows that it takes at a time
 inline constexpr std::int32_t kLaneWindows[2] = {64, 128};  // bytes of a row that a permutation chooses from
+inline constexpr std::int32_t kLaneQuarter = 16;  // the same, of a set that permutes within 16 bytes
 
 // Neighbouring destination pixels that are computed together: one in each lane's place, or two, which then
 // share the permuted samples of their common taps.
@@ -51,20 +52,22 @@ struct LaneGroup {
   std::uint32_t pattern = 0;
 };
 
-// A pattern is a vector of indices (32-bit, samples from the group's first position on, that of a lane's
-// first tap), then for every tap of the first pixels and every tap of the second pixels a vector of weights.
-// Pixels with fewer taps, and those that start later, have weights of zero: a sum that starts at +0 is left
-// as it was by 0 * sample.
+// A pattern is a vector of indices, a vector of the places of the windows, then for every tap of the first
+// pixels and every tap of the second pixels a vector of weights. Pixels with fewer taps, and those that start
+// later, have weights of zero: a sum that starts at +0 is left as it was by 0 * sample. A set permutes either
+// a whole window at the group's position (an index is the number of a sample in it), or four windows, each
+// for four lanes, of kLaneQuarter bytes at places of their own (bytes from the group's position; an index is
+// that of byte permutations: the numbers of a sample's bytes, then 0x80 for zeros).
 struct LanePassArgs {
   const std::uint8_t* const* rows = nullptr;  // kLaneRows: the sample at source position `origin`
   std::int64_t origin = 0;
   const LaneGroup* groups = nullptr;
   std::int32_t count = 0;  // groups
   const float* patterns = nullptr;
-  std::size_t stride = 0;     // floats of a pattern
-  std::int32_t taps[2] = {};  // of the first and the second pixels
-  std::int32_t lead = 0;      // positions from the first pixels' first tap to that of the second ones
-  std::int32_t channels = 0;
+  std::size_t stride = 0;             // floats of a pattern
+  std::int32_t taps[2] = {};          // of the first and the second pixels
+  std::int32_t lead = 0;              // positions from the first pixels' first tap to that of the second ones
+  std::int32_t index_step = 0;        // what moves an index by one position
   std::int32_t window_positions = 0;  // positions that one window serves
   std::ptrdiff_t window_step = 0;     // bytes of as many
   std::ptrdiff_t pixel_bytes = 0;     // of a source pixel
@@ -83,6 +86,11 @@ struct LaneDepth {
 
 struct LanePasses {
   LaneDepth depth[2] = {};  // 8-bit, 16-bit
+  bool quarters = false;    // takes four small windows
+  // Bytes of a source from which on the dearer kinds of this pass are faster than blocks of rows: with few
+  // taps (more than the second cache holds) and with many (more than a share of the last cache).
+  std::uint64_t large_source = std::uint64_t{1} << 20;
+  std::uint64_t huge_source = std::uint64_t{8} << 20;
 };
 
 // One or two destination rows from the row results that they share.

@@ -11,7 +11,7 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Kernels make_kernels(ByteKernels bytes) noexcept {
+constexpr Kernels make_kernels(ByteKernels bytes, LanePasses lane_pass) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
@@ -22,7 +22,7 @@ constexpr Kernels make_kernels(ByteKernels bytes) noexcept {
       .row_pass = {{row_pass<1, false>, row_pass<1, kShortcut>},
                    {row_pass<3, false>, row_pass<3, kShortcut>},
                    {row_pass<4, false>, row_pass<4, kShortcut>}},
-      .lane_pass = kLanePasses,
+      .lane_pass = lane_pass,
       .column_pass = {column_pass<8>, column_pass<16>},
       .column_block = column_block,
       .store_row = {store_row<8>, store_row<16>},

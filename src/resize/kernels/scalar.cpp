@@ -1,13 +1,12 @@
 #include "runtime/simd/scalar.h"
 
 #include "resize/kernels/block_scalar.h"
-#include "resize/kernels/lane_none.h"
 
 #include "resize/kernels/kernels_impl.h"
 
 namespace kyv::resize {
 
 extern const Kernels kernels_scalar;
-const Kernels kernels_scalar = make_kernels({});
+const Kernels kernels_scalar = make_kernels({}, {});
 
 }  // namespace kyv::resize

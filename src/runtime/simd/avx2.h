@@ -227,3 +227,79 @@ struct QuadPicker {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: lanes picked from windows of a row's samples.
+namespace kyv::simd {
+namespace {
+
+// 16 lanes, and a number in each of 16.
+struct LaneFloats {
+  __m256 low;
+  __m256 high;
+};
+struct Lanes {
+  __m256i low;
+  __m256i high;
+};
+
+inline LaneFloats zero_lane_floats() noexcept { return {_mm256_setzero_ps(), _mm256_setzero_ps()}; }
+inline LaneFloats load_lane_floats(const float* p) noexcept {
+  return {_mm256_loadu_ps(p), _mm256_loadu_ps(p + 8)};
+}
+inline void store_lane_floats(float* p, LaneFloats a) noexcept {
+  _mm256_storeu_ps(p, a.low);
+  _mm256_storeu_ps(p + 8, a.high);
+}
+inline LaneFloats mul_add(LaneFloats a, LaneFloats b, LaneFloats c) noexcept {
+  return {_mm256_fmadd_ps(a.low, b.low, c.low), _mm256_fmadd_ps(a.high, b.high, c.high)};
+}
+inline Lanes load_lanes(const float* p) noexcept {
+  return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 8))};
+}
+inline Lanes broadcast_lanes(std::int32_t n) noexcept { return {_mm256_set1_epi32(n), _mm256_set1_epi32(n)}; }
+inline Lanes advance(Lanes a, Lanes step) noexcept {
+  return {_mm256_add_epi32(a.low, step.low), _mm256_add_epi32(a.high, step.high)};
+}
+
+// 16 bytes for each four lanes.
+struct QuarterWindows {
+  __m256i low;
+  __m256i high;
+};
+// Those at p + places[0..3], which are 32-bit numbers.
+inline QuarterWindows load_quarters(const std::uint8_t* p, const float* places) noexcept {
+  std::int32_t at[4];
+  __builtin_memcpy(at, places, sizeof at);
+  const auto quarter = [&](int i) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + at[i]));
+  };
+  return {_mm256_inserti128_si256(_mm256_castsi128_si256(quarter(0)), quarter(1), 1),
+          _mm256_inserti128_si256(_mm256_castsi128_si256(quarter(2)), quarter(3), 1)};
+}
+// The samples whose bytes the lanes' indices number, as floats.
+inline LaneFloats pick_quarters(QuarterWindows window, Lanes index) noexcept {
+  return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.low, index.low)),
+          _mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.high, index.high))};
+}
+// 32 floats of a and b by number, those from 16 on of b. The numbers ascend in a and in b as they do when
+// pixels of a and b alternate: the eight results of every output lie within the eight lanes from 0, 4, 8 and
+// 8 of a, and from 0, 0, 4 and 8 of b.
+inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const float* numbers) noexcept {
+  const __m256 a_middle = _mm256_permute2f128_ps(a.low, a.high, 0x21);
+  const __m256 b_middle = _mm256_permute2f128_ps(b.low, b.high, 0x21);
+  const auto output = [&](int i, __m256 from_a, int first_a, __m256 from_b, int first_b) noexcept {
+    const __m256i number = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(numbers + 8 * i));
+    const __m256 x = _mm256_permutevar8x32_ps(from_a, _mm256_sub_epi32(number, _mm256_set1_epi32(first_a)));
+    const __m256 y = _mm256_permutevar8x32_ps(from_b, _mm256_sub_epi32(number, _mm256_set1_epi32(first_b)));
+    const __m256 is_b = _mm256_castsi256_ps(_mm256_slli_epi32(number, 27));
+    _mm256_storeu_ps(p + 8 * i, _mm256_blendv_ps(x, y, is_b));
+  };
+  output(0, a.low, 0, b.low, 0);
+  output(1, a_middle, 4, b.low, 0);
+  output(2, a.high, 0, b_middle, 4);
+  output(3, a.high, 0, b.high, 0);
+}
+
+}  // namespace
+}  // namespace kyv::simd

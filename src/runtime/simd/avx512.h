@@ -266,6 +266,12 @@ struct Lanes {
   __m512i v;
 };
 
+// 16 lanes.
+using LaneFloats = F32;
+inline LaneFloats zero_lane_floats() noexcept { return broadcast(0.0f); }
+inline LaneFloats load_lane_floats(const float* p) noexcept { return load(p); }
+inline void store_lane_floats(float* p, LaneFloats a) noexcept { store(p, a); }
+
 inline NarrowWindow load_narrow(const std::uint8_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
 inline WideWindow load_wide(const std::uint8_t* p) noexcept {
   return {_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64)};
