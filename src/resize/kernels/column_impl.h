@@ -8,7 +8,9 @@ namespace kyv::resize {
 namespace {
 
 // Vectors of a row that are summed together: enough independent chains, and few enough for the registers.
-constexpr int kTile = sizeof(void*) == 8 ? 4 : 2;
+constexpr int kTile = 4;
+// Two rows share the samples that they have in common where there are 16 registers.
+constexpr bool kSharesRows = sizeof(void*) == 8;
 constexpr std::size_t kTileSamples = static_cast<std::size_t>(kTile) * simd::F32::kLanes;
 
 struct ColumnSums {
@@ -49,12 +51,8 @@ inline void store_tile(std::uint8_t* dst, const simd::F32 (&v)[kTile]) noexcept 
   if constexpr (kBits == 16) {
     unroll<0, kTile / 2>(
         [&](auto i) { simd::store_rounded(dst + i * (4 * simd::F32::kLanes), v[2 * i], v[2 * i + 1]); });
-  } else if constexpr (kTile == 4) {
-    simd::store_rounded(dst, v[0], v[1], v[2], v[3]);
   } else {
-    std::uint8_t four[4 * simd::F32::kLanes];
-    simd::store_rounded(four, v[0], v[1], v[0], v[1]);
-    __builtin_memcpy(dst, four, kTileSamples);
+    simd::store_rounded(dst, v[0], v[1], v[2], v[3]);
   }
 }
 
@@ -76,13 +74,15 @@ template <int kBits, int kRow>
   store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
 }
 
-template <int kBits, bool kNormal>
+// Destination row kRow of `args` alone.
+template <int kBits, bool kNormal, int kRow>
 void column_single(const ColumnPassArgs& args) noexcept {
+  const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
-    clear<0>(sums);
-    add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
-    store_sums<kBits, 0>(args, sums, x);
+    clear<kRow>(sums);
+    add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
+    store_sums<kBits, kRow>(args, sums, x);
   }
 }
 
@@ -106,8 +106,13 @@ void column_pair(const ColumnPassArgs& args) noexcept {
 
 template <int kBits, bool kNormal>
 void column_rows(const ColumnPassArgs& args) noexcept {
-  if (args.count[1] == 0) return column_single<kBits, kNormal>(args);
-  column_pair<kBits, kNormal>(args);
+  if (args.count[1] == 0) return column_single<kBits, kNormal, 0>(args);
+  if constexpr (kSharesRows) {
+    column_pair<kBits, kNormal>(args);
+  } else {
+    column_single<kBits, kNormal, 0>(args);
+    column_single<kBits, kNormal, 1>(args);
+  }
 }
 
 template <int kBits>
