@@ -13,15 +13,20 @@ namespace kyv::psfotf {
 
 namespace {
 
-// The widest kernels of the chain whose lanes the plane fills: its columns, and its rows too where a row
-// cannot be cut into whole vectors.
-const Kernels& fitting(const Kernels& widest, Precision precision,
-                       const std::int32_t (&lengths)[2]) noexcept {
+// Rows of one value are one row: the same values, the same transform.
+PlaneShape shape_of(const std::int32_t (&lengths)[2]) noexcept {
+  return lengths[1] == 1 ? PlaneShape{1, lengths[0]} : PlaneShape{lengths[0], lengths[1]};
+}
+
+// The widest kernels of the chain whose lanes the plane fills: its columns, and its rows too, by half at
+// least, where a row cannot be cut into whole vectors.
+const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
   const Kernels* kernels = &widest;
   while (kernels->narrower != nullptr) {
     const std::int32_t lanes =
         precision == Precision::kSingle ? kernels->single_precision.lanes : kernels->double_precision.lanes;
-    if (lengths[1] >= lanes && (lengths[0] >= lanes || lengths[1] % lanes == 0)) break;
+    const bool rows_fill = shape.rows >= lanes - lanes / 2 || shape.row_length % lanes == 0;
+    if (shape.row_length >= lanes && rows_fill) break;
     kernels = kernels->narrower;
   }
   return *kernels;
@@ -265,8 +270,8 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
   if (!are_valid(lengths)) return nullptr;
   void* memory = room != nullptr ? room->bytes : runtime::aligned_allocate(sizeof(Descriptor));
   if (memory == nullptr) return nullptr;
-  return new (memory) Descriptor(precision, PlaneShape{lengths[0], lengths[1]},
-                                 fitting(kernels, precision, lengths), room == nullptr);
+  const PlaneShape shape = shape_of(lengths);
+  return new (memory) Descriptor(precision, shape, fitting(kernels, precision, shape), room == nullptr);
 }
 
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
@@ -276,8 +281,8 @@ std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
 
 std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
                                     const Kernels& kernels) noexcept {
-  const PlaneShape shape{lengths[0], lengths[1]};
-  const Kernels& used = fitting(kernels, precision, lengths);
+  const PlaneShape shape = shape_of(lengths);
+  const Kernels& used = fitting(kernels, precision, shape);
   const auto bytes = [&](const auto& k) {
     return square_code(shape, k) != nullptr ? 0 : workspace_bytes(shape, k);
   };

@@ -457,15 +457,18 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
 constexpr std::uint64_t kStreamedPlaneBytes = std::uint64_t{3} << 20;
 constexpr std::uint64_t kStreamedBlockBytes = std::uint64_t{8} << 20;
 
-// Rows that the last stage writes together, this far apart, meet in a few cache sets.
+// Rows that the last stage writes together, this far apart, meet in the same few places of the first cache:
+// from this radix on, too many for them.
 constexpr std::uint64_t kCollidingStride = 4096;
+constexpr int kCollidingRadix = 8;
 
 RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
   const std::uint64_t row_bytes = sizeof(double) * static_cast<std::uint64_t>(shape.row_length);
   if (2 * row_bytes * static_cast<std::uint64_t>(shape.rows) >= kStreamedPlaneBytes)
     return RowOutput::kPastCaches;
-  if (column.stages == 0) return RowOutput::kDirect;
-  const std::uint64_t groups = static_cast<std::uint64_t>(shape.rows) / column.radices[column.stages - 1];
+  const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
+  if (radix < kCollidingRadix) return RowOutput::kDirect;
+  const std::uint64_t groups = static_cast<std::uint64_t>(shape.rows / radix);
   return groups * row_bytes % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
 }
 
