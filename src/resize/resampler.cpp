@@ -18,10 +18,13 @@ constexpr std::int32_t kGreyGroups = 4;  // groups of lanes that a grey block ha
 constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
 constexpr std::int32_t kStripSamples =
     4096;  // destination samples of a strip: its ring fits the second cache
-constexpr std::uint64_t kRingFloats = 98304;  // row results that stay in the second cache
-constexpr std::int32_t kLaneStrip = 160;      // destination pixels that are whole groups of any lane plan
-constexpr std::int32_t kChunkSamples = 512;   // destination samples that the column pass takes at a time
-constexpr std::int32_t kSegment = 16;         // destination pixels between two steps of conversion
+constexpr std::uint64_t kRingFloats = 98304;    // row results that stay in the second cache
+constexpr std::int32_t kLaneStrip = 160;        // destination pixels that are whole groups of any lane plan
+constexpr std::size_t kChunkSamples = 512;      // destination samples that the column pass takes at a time
+constexpr std::size_t kStreamedSamples = 1024;  // the same, where a destination goes past the caches
+constexpr std::size_t kStagedBytes = 2 * kStreamedSamples;
+constexpr std::uint64_t kStreamedBytes = std::uint64_t{8} << 20;  // least destination that does
+constexpr std::int32_t kSegment = 16;      // destination pixels between two steps of conversion
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
 constexpr std::uint64_t kWindowFloats = 8192;  // converted samples that stay in the first cache
@@ -51,6 +54,7 @@ struct Workspace {
   std::uint64_t ring_floats = 0;
   float* ring = nullptr;  // row results by rows; one more row takes what is not wanted
   float* totals = nullptr;
+  std::uint8_t* staged = nullptr;  // pieces of two destination rows
 
   Workspace(Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
     x = take_tap_table(arena, geometry.x, geometry.mode);
@@ -78,6 +82,7 @@ struct Workspace {
     ring_stride = ring_pitch(samples_across);
     ring_floats = (ring_rows + kMostBlockRows + 1) * ring_stride;
     ring = arena.take<float>(ring_floats);
+    staged = arena.take<std::uint8_t>(2 * kStagedBytes);
     totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * ring_stride : 0);
   }
 };
@@ -109,6 +114,8 @@ class FilteredResize {
     y_ = built_y.table;
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
+    const std::uint64_t row_bytes = size(geometry.x.count) * size(job.channels) * size(sample_bytes_);
+    streamed_ = kernels.bytes.stream != nullptr && row_bytes >= kStreamedBytes / size(geometry.y.count);
     exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
     // place.
@@ -128,6 +135,7 @@ class FilteredResize {
     ring_stride_ = ring_pitch(size(strip) * size(job_.channels));
     for (std::int32_t first = 0; first < count; first += strip)
       run_strip(first, std::min(strip, count - first));
+    if (streamed_) kernels_.bytes.stream_fence();
   }
 
  private:
@@ -317,8 +325,9 @@ class FilteredResize {
       next_row_ += pair ? 2 : 1;
     }
     const std::size_t samples = size(strip_count_) * size(job_.channels);
-    for (std::size_t x = 0; x < samples; x += kChunkSamples) {
-      const std::size_t chunk = std::min<std::size_t>(kChunkSamples, samples - x);
+    const std::size_t most = streamed_ ? kStreamedSamples : kChunkSamples;
+    for (std::size_t x = 0; x < samples; x += most) {
+      const std::size_t chunk = std::min(most, samples - x);
       for (std::int32_t row = first; row < next_row_;) {
         const std::int32_t rows = starts_pair(row) ? 2 : 1;
         emit_short_rows(row, rows, x, chunk);
@@ -345,12 +354,18 @@ class FilteredResize {
     for (std::int32_t r = 0; r < rows; ++r) {
       args.weights[r] = y_.weights + span[r].phase * y_.stride;
       args.count[r] = span[r].count;
-      args.dst[r] = destination(row + r) + x * size(sample_bytes_);
+      args.dst[r] = streamed_ ? staged(r) : destination(row + r) + x * size(sample_bytes_);
     }
     args.lead = static_cast<std::int32_t>(last.first - span->first);
     args.normal = normal_;
     kernels_.column_pass[depth_](args);
+    for (std::int32_t r = 0; streamed_ && r < rows; ++r) {
+      kernels_.bytes.stream(staged(r), destination(row + r) + x * size(sample_bytes_),
+                            samples * size(sample_bytes_));
+    }
   }
+
+  std::uint8_t* staged(std::int32_t row) const noexcept { return work_.staged + size(row) * kStagedBytes; }
 
   // The same for rows of several blocks of taps: each block is summed as soon as its source rows are there.
   void emit_long_rows(std::int64_t end) noexcept {
@@ -424,6 +439,7 @@ class FilteredResize {
   LaneRows lanes_;
   TapTable y_;
   bool exact_sums_ = false;
+  bool streamed_ = false;
   bool normal_ = false;                   // as in ColumnPassArgs
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
   std::uint64_t ring_rows_ = 0;
