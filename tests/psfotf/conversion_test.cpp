@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <ostream>
 #include <tuple>
 #include <utility>
 
@@ -30,7 +31,13 @@ struct Variant {
   Stack forward(const Stack& s) const { return converted(s, Direction::kForward, precision, *kernels); }
   Stack backward(const Stack& s) const { return converted(s, Direction::kBackward, precision, *kernels); }
   double tolerance() const { return precision == Precision::kSingle ? 6e-7 : 1.2e-15; }
+  std::string name() const {
+    return std::string(kernels->name) + (precision == Precision::kSingle ? "_single" : "_double");
+  }
 };
+
+// Without it the listing of the tests shows the bytes of an address and of padding.
+void PrintTo(const Variant& variant, std::ostream* out) { *out << variant.name(); }
 
 std::vector<Variant> variants() {
   std::vector<Variant> all;
@@ -357,10 +364,8 @@ TEST_P(Conversion, SmallSquaresNeedNoMemoryOrFailAsOthersDo) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, Conversion, testing::ValuesIn(variants()), [](const auto& variant) {
-  return std::string(variant.param.kernels->name) +
-         (variant.param.precision == Precision::kSingle ? "_single" : "_double");
-});
+INSTANTIATE_TEST_SUITE_P(Variants, Conversion, testing::ValuesIn(variants()),
+                         [](const auto& variant) { return variant.param.name(); });
 
 // Large planes, where columns are gathered over many pages: chosen results by their definition, and back.
 class LargeConversion : public testing::TestWithParam<std::pair<std::int32_t, std::int32_t>> {};
