@@ -14,7 +14,7 @@ constexpr std::int32_t kSlackPositions = 8;  // positions of a group beyond the 
 
 std::int32_t vector_pixels(std::int32_t channels) noexcept { return kLaneCount / channels; }
 
-constexpr std::int32_t kShortPositions = 12;
+constexpr std::int32_t kShortPositions[2] = {8, 12};  // by pixels of a lane
 
 // Finds the numbers that all groups have in common, then fills in groups and patterns.
 class Builder {
@@ -151,7 +151,7 @@ class Builder {
   // of large sources pay.
   bool pays(std::int64_t positions) const noexcept {
     constexpr bool kFewRegisters = sizeof(void*) == 4;
-    const bool is_short = positions <= kShortPositions;
+    const bool is_short = positions <= kShortPositions[plan_.pixels - 1];
     const bool is_large = source_.bytes > (is_short ? passes_.large_source : passes_.huge_source);
     if (kFewRegisters && !(is_short && is_large && (channels_ == 1 || !quarters_))) return false;
     if (!quarters_ && (is_short || (plan_.pixels == 2 && !plan_.wide))) return true;
