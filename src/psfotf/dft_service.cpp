@@ -266,7 +266,7 @@ std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept {
 Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2], const Kernels& kernels,
                               DescriptorRoom* room) noexcept {
   static_assert(sizeof(Descriptor) <= sizeof(DescriptorRoom) &&
-                alignof(Descriptor) <= alignof(DescriptorRoom));
+                alignof(DescriptorRoom) % alignof(Descriptor) == 0);
   if (!are_valid(lengths)) return nullptr;
   void* memory = room != nullptr ? room->bytes : runtime::aligned_allocate(sizeof(Descriptor));
   if (memory == nullptr) return nullptr;

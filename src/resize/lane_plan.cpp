@@ -235,7 +235,7 @@ class Builder {
 LanePlanStorage take_lane_plan(Arena& arena, const AxisGeometry& axis, Mode mode,
                                std::int32_t channels) noexcept {
   const std::uint64_t taps = std::min<std::uint64_t>(tap_room(axis, mode), kTapBlock);
-  const auto groups = static_cast<std::uint64_t>(axis.count / vector_pixels(channels) + 1);
+  const auto groups = static_cast<std::uint64_t>(axis.count / vector_pixels(channels)) + 1;
   LanePlanStorage storage;
   storage.most_positions = static_cast<std::int32_t>(taps) + kSlackPositions;
   storage.most_reach = storage.most_positions * channels + kLaneWindows[1];

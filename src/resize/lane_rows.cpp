@@ -19,7 +19,8 @@ LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode
   storage.plan = take_lane_plan(arena, axis, mode, channels);
   // The first positions of an end's groups lie within a reach or one block of taps of each other.
   const std::int32_t reach = storage.plan.most_reach;
-  storage.end_samples = static_cast<std::uint64_t>((2 * reach + kTapBlock * channels + 63) / 64 * 64);
+  const std::int32_t samples = 2 * reach + kTapBlock * channels;
+  storage.end_samples = (static_cast<std::uint64_t>(samples) + 63) / 64 * 64;
   storage.ends = arena.take<std::uint8_t>(kCopies * storage.end_samples * 2);
   return storage;
 }
@@ -119,7 +120,7 @@ void LaneRows::run_groups(const std::uint8_t* const* rows, std::int64_t origin, 
   args.window_positions = plan_.window_positions;
   args.window_step = static_cast<std::ptrdiff_t>(plan_.window_positions) * pixel_bytes_;
   args.pixel_bytes = pixel_bytes_;
-  args.group_samples = static_cast<std::size_t>(plan_.group_pixels * channels_);
+  args.group_samples = static_cast<std::size_t>(plan_.group_pixels) * static_cast<std::size_t>(channels_);
   args.interleave = interleave_;
   args.out = out;
   pass_(args);

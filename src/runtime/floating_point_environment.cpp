@@ -18,6 +18,7 @@ std::uint16_t read_x87_status() noexcept {
 
 // None of the x87 instructions here waits, so an exception that the host has pending is neither raised
 // early nor lost: it comes back with the environment.
+// cppcheck-suppress uninitMemberVar
 FloatingPointScope::FloatingPointScope() noexcept : x87_status_(read_x87_status()) {
   if ((x87_status_ & kX87Exceptions) != 0) {
     __asm__ volatile("fnstenv %0" : "=m"(x87_) : : "memory");

@@ -53,7 +53,10 @@ void stream(const std::uint8_t* src, std::uint8_t* dst, std::size_t bytes) noexc
   std::size_t done = head;
   for (; bytes - done >= kLine; done += kLine) {
     for (std::size_t k = 0; k < kLine; k += simd::kVectorBytes) {
+      // Vector loads and stores may alias anything.
+      // cppcheck-suppress invalidPointerCast
       const simd::F32 v = simd::load(reinterpret_cast<const float*>(src + done + k));
+      // cppcheck-suppress invalidPointerCast
       simd::store_streaming(reinterpret_cast<float*>(dst + done + k), v);
     }
   }
