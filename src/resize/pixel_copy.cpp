@@ -113,7 +113,7 @@ class PieceTable {
     pieces.step = step;
     pieces.bytes = bytes_;
     pieces.windows = windows;
-    pieces.near = size(columns_[(row_bytes_ - 1) / kPixel] - columns_[0]) * kPixel <= kNearBytes;
+    pieces.rows_cached = size(columns_[(row_bytes_ - 1) / kPixel] - columns_[0]) * kPixel <= kNearBytes;
     return pieces;
   }
 

@@ -22,7 +22,7 @@ struct BytePieces {
   std::size_t step = 0;
   std::size_t bytes = 0;     // of the destination row; at least those of one piece
   std::int32_t windows = 0;  // 1, 2 or 4
-  bool near = false;         // whether the first cache holds two source rows
+  bool rows_cached = false;  // whether the first cache holds two source rows
 };
 
 struct ByteKernels {
