@@ -468,7 +468,7 @@ RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexce
     return RowOutput::kPastCaches;
   const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
   if (radix < kCollidingRadix) return RowOutput::kDirect;
-  const std::uint64_t groups = static_cast<std::uint64_t>(shape.rows / radix);
+  const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
   return groups * row_bytes % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
 }
 
