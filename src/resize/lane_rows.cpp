@@ -80,7 +80,8 @@ void LaneRows::run(const std::uint8_t* const* rows, std::int32_t first, std::int
   const std::int32_t end = (first + count + plan_.group_pixels - 1) / plan_.group_pixels;
   float* to[kLaneRows];
   const auto from_group = [&](std::int32_t group) noexcept {
-    const auto samples = static_cast<std::ptrdiff_t>(group - begin) * plan_.group_pixels * channels_;
+    const auto samples =
+        static_cast<std::ptrdiff_t>(std::min(group, end) - begin) * plan_.group_pixels * channels_;
     for (std::int32_t i = 0; i < kLaneRows; ++i) to[i] = out[i] + samples;
     return to;
   };

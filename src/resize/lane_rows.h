@@ -29,11 +29,8 @@ class LaneRows {
 
   bool usable() const noexcept { return pass_ != nullptr; }
 
-  // Destination pixels of a group; strips are made of whole groups, but for the last one.
-  std::int32_t group_pixels() const noexcept { return plan_.group_pixels; }
-
   // Row results of the destination pixels [first, first + count) of kLaneRows rows, of which `rows` point at
-  // the source's first pixel. Writes up to 32 floats more.
+  // the source's first pixel. `first` begins a group. Writes up to 32 floats more.
   void run(const std::uint8_t* const* rows, std::int32_t first, std::int32_t count,
            float* const* out) noexcept;
 

@@ -281,7 +281,7 @@ class NearestResize {
         std::uint8_t* const dst = rows_.dst_row(row);
         const std::size_t from = unit == 0 ? 0 : begin_byte - line_offset(dst + begin_byte);
         const std::size_t to = end == units_ ? end_byte : end_byte - line_offset(dst + end_byte);
-        const std::uint8_t* const source = staged + from - begin_byte;
+        const std::uint8_t* const source = staged - (begin_byte - from);
         if (streamed_) {
           kernels_.stream(source, dst + from, to - from);
         } else {

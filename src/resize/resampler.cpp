@@ -404,7 +404,7 @@ class FilteredResize {
   }
 
   static bool overlap(const TapSpan& a, const TapSpan& b) noexcept {
-    return b.first < a.first + a.count && b.first + b.count >= a.first + a.count;
+    return b.first >= a.first && b.first < a.first + a.count && b.first + b.count >= a.first + a.count;
   }
 
   std::int64_t clamp_row(std::int64_t row) const noexcept {

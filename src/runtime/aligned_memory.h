@@ -10,8 +10,8 @@ inline constexpr std::size_t kMemoryAlignment = 64;  // one cache line, one 512-
 // Memory aligned to kMemoryAlignment, uninitialised; null when there is none or `bytes` is absurd.
 void* aligned_allocate(std::size_t bytes) noexcept;
 
-// The same for large blocks that are written and read all over the place: from kHugePage bytes on they begin
-// at a huge page, and the operating system is asked to use such pages.
+// The same for large blocks that are written and read all over the place: from twice kHugePage bytes on, the
+// operating system is asked to use huge pages for the whole ones that lie within.
 inline constexpr std::size_t kHugePage = std::size_t{2} << 20;
 void* aligned_allocate_large(std::size_t bytes) noexcept;
 

@@ -95,7 +95,7 @@ void row_pass(const RowPassArgs& args) noexcept {
   float* out = args.out;
   for (std::int32_t left = args.count; left > 0;) {
     const bool pair = kPairs && left > 1 && span[0].count <= kTapBlock && span[1].count <= kTapBlock &&
-                      span[1].first < span[0].first + span[0].count &&
+                      span[1].first >= span[0].first && span[1].first < span[0].first + span[0].count &&
                       span[1].first + span[1].count >= span[0].first + span[0].count;
     if (pair) {
       row_pair<kVectors, kExact>(args, span[0], span[1], out);
