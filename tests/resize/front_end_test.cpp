@@ -191,6 +191,13 @@ constexpr Refusal kRefusals[] = {
     {-23, [](auto& a) { a.x_factor = kSmallest, a.x_shift = 0.5; }},
     {-23, [](auto& a) { a.y_factor = 1e-300, a.y_shift = 0.5; }},
     {-23, [](auto& a) { a.y_factor = 1e-6, a.y_shift = 0.5; }},
+    {-23, [](auto& a) { a.y_factor = kSmallest, a.y_shift = 0.5; }},
+    {-23,
+     [](auto& a) { a.x_factor = 1e-308, a.x_shift = 14.5; }},  // shift / factor overflows, 1 / factor not
+    {-23,
+     [](auto& a) {
+       a.dst_roi = {0, 0, kIntMax, kIntMax};
+     }},  // a work buffer beyond 2 GB
 };
 
 TEST_F(SqrPixel, EveryRefusalWinsOverTheLaterOnesAndWritesNothing) {
