@@ -60,8 +60,8 @@ class PieceTable {
         piece_(lane_bytes_ * size(kernels.lanes)),
         bytes_(std::max(row_bytes_, piece_)) {}
 
-  // Pieces side by side, or else pieces of whole pixels, which need less of the source. Nothing where four
-  // windows do not cover the source bytes of every lane, or leave the source row.
+  // Pieces side by side, or else pieces of whole pixels, which need less of the source. Nothing where the
+  // most windows do not cover the source bytes of every lane, or leave the source row.
   BytePieces build(const NearestStorage& storage) const noexcept {
     std::size_t step = piece_;
     std::int32_t windows = windows_needed(step);
@@ -80,7 +80,7 @@ class PieceTable {
       const std::int32_t across = columns_[(end - 1) / kPixel] - columns_[first / kPixel] + 1;
       widest = std::max(widest, size(across) * kPixel);
     });
-    for (const std::int32_t count : {1, 2, 4}) {
+    for (std::int32_t count = 1; count <= kMostWindows; ++count) {
       const std::size_t covered = size(count) * lane_bytes_;
       if (widest <= covered && covered <= src_bytes_) return count;
     }

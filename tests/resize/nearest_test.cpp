@@ -37,7 +37,7 @@ class PixelCopies : public PerVariant {
 };
 
 // Rows around every multiple of a vector, and ratios around those at which a vector's source bytes outgrow
-// one, two and four vectors; the region begins and ends at the source's borders or near them.
+// one to four vectors; the region begins and ends at the source's borders or near them.
 TEST_P(PixelCopies, RowsAroundVectorsAndWindows) {
   constexpr std::int32_t widths[] = {1, 5, 8, 15, 16, 17, 21, 22, 31, 32, 33, 43, 63, 64, 65, 127, 129, 200};
   constexpr std::int32_t ratios[][2] = {{1, 9}, {1, 2}, {3, 4}, {1, 1},  {5, 4}, {3, 2}, {2, 1},

@@ -12,6 +12,8 @@ template <bool kNear>
   __builtin_prefetch(p, 0, kNear ? 3 : 1);
 }
 
+inline constexpr std::int32_t kMostWindows = 4;
+
 // A destination row in pieces of `lanes * lane_bytes` bytes, `step` bytes apart but for the last, which ends
 // with the row; where pieces overlap, they agree. Each lane takes its bytes from a window of the source row
 // that is `windows` lanes wide.
@@ -21,7 +23,7 @@ struct BytePieces {
   std::size_t count = 0;
   std::size_t step = 0;
   std::size_t bytes = 0;     // of the destination row; at least those of one piece
-  std::int32_t windows = 0;  // 1, 2 or 4
+  std::int32_t windows = 0;  // 1 to kMostWindows
   bool rows_cached = false;  // whether the first cache holds two source rows
 };
 

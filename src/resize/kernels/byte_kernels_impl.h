@@ -36,8 +36,9 @@ void permute(const BytePieces& pieces, std::size_t first, std::size_t end, const
   constexpr decltype(permute<Picker>)* kKernels[][2] = {
       {permute_row<Picker, 1, false>, permute_row<Picker, 1, true>},
       {permute_row<Picker, 2, false>, permute_row<Picker, 2, true>},
+      {permute_row<Picker, 3, false>, permute_row<Picker, 3, true>},
       {permute_row<Picker, 4, false>, permute_row<Picker, 4, true>}};
-  kKernels[pieces.windows / 2][pieces.rows_cached ? 1 : 0](pieces, first, end, src, ahead, dst);
+  kKernels[pieces.windows - 1][pieces.rows_cached ? 1 : 0](pieces, first, end, src, ahead, dst);
 }
 
 // Whole cache lines: a part of one costs a read of the rest.

@@ -28,9 +28,11 @@ struct VectorPicker {
     } else {
       picked = _mm512_permutex2var_epi8(from(0), index, from(1));
     }
+    const __mmask64 is_upper = _mm512_movepi8_mask(index);
+    if constexpr (kWindows == 3) picked = _mm512_mask_permutexvar_epi8(picked, is_upper, index, from(2));
     if constexpr (kWindows == 4) {
       const __m512i upper = _mm512_permutex2var_epi8(from(2), index, from(3));
-      picked = _mm512_mask_mov_epi8(picked, _mm512_movepi8_mask(index), upper);
+      picked = _mm512_mask_mov_epi8(picked, is_upper, upper);
     }
     _mm512_storeu_si512(dst, picked);
   }
