@@ -28,7 +28,9 @@ constexpr std::int32_t kSegment = 16;      // destination pixels between two ste
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
 constexpr std::uint64_t kWindowFloats = 8192;  // converted samples that stay in the first cache
-constexpr std::size_t kActiveRows = 8;         // destination rows that a source row contributes to
+constexpr std::int64_t kLineBytes = 64;        // a cache line
+constexpr std::uint64_t kFetchedBytes = std::uint64_t{1} << 20;  // larger sources are fetched ahead
+constexpr std::size_t kActiveRows = 8;  // destination rows that a source row contributes to
 
 std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
@@ -116,6 +118,7 @@ class FilteredResize {
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
     const std::uint64_t row_bytes = size(geometry.x.count) * size(job.channels) * size(sample_bytes_);
     streamed_ = kernels.bytes.stream != nullptr && row_bytes >= kStreamedBytes / size(geometry.y.count);
+    fetches_ = lane_source(job).bytes > kFetchedBytes;
     exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
     // place.
@@ -239,7 +242,7 @@ class FilteredResize {
       const std::int32_t count = std::min(segment_, strip_count_ - first);
       const TapSpan& last = spans[first + count - 1];
       advance(window, block, spans[first].first, last.first + last.count);
-      prefetch(block, first, first + count);
+      if (fetches_) fetch(block, window, first, first + count);
 
       RowPassArgs args;
       args.samples = work_.samples;
@@ -298,19 +301,47 @@ class FilteredResize {
     }
   }
 
-  // Fetches the rows of the next block, one after the other as memory likes it, in the proportion in which
-  // the destination pixels [first, end) belong to the strip.
-  void prefetch(const Block& block, std::int64_t first, std::int64_t end) const noexcept {
-    constexpr std::int64_t kLine = 64;
+  // Fetches source bytes while the destination pixels [first, end) of the strip are computed. The processor
+  // follows the rows of one group by itself and is only late; those of several groups are too many for it.
+  // Inlined, like the following two, because compilers drop calls of functions that only fetch.
+  [[gnu::always_inline]] void fetch(const Block& block, const Window& window, std::int32_t first,
+                                    std::int32_t end) const noexcept {
+    if (block.groups > 1) {
+      fetch_next_block(block, first, end);
+    } else {
+      fetch_segment(block, window, end);
+    }
+  }
+
+  // Fetches the rows of the next block into the second cache, one after the other as memory likes it, in the
+  // proportion in which the destination pixels [first, end) belong to the strip.
+  [[gnu::always_inline]] void fetch_next_block(const Block& block, std::int64_t first,
+                                               std::int64_t end) const noexcept {
     const std::int64_t next = block.first + block.rows;
     const std::int64_t rows = std::min<std::int64_t>(block.groups * block.lanes, end_row_ - next);
-    const std::int64_t row_lines = (strip_bytes_[1] - strip_bytes_[0] + kLine - 1) / kLine;
+    const std::int64_t row_lines = (strip_bytes_[1] - strip_bytes_[0] + kLineBytes - 1) / kLineBytes;
     const std::int64_t stop = rows * row_lines * end / strip_count_;
     for (std::int64_t line = rows * row_lines * first / strip_count_; line < stop;) {
       const std::int64_t row = line / row_lines;
       const std::int64_t row_stop = std::min(stop, (row + 1) * row_lines);
       const std::uint8_t* from = source_row(next + row) + strip_bytes_[0];
-      for (; line < row_stop; ++line) __builtin_prefetch(from + (line - row * row_lines) * kLine, 0, 1);
+      for (; line < row_stop; ++line) {
+        __builtin_prefetch(from + (line - row * row_lines) * kLineBytes, 0, 1);
+      }
+    }
+  }
+
+  // Fetches what the segment from destination pixel `first` on will convert into the first cache.
+  [[gnu::always_inline]] void fetch_segment(const Block& block, const Window& window,
+                                            std::int32_t first) const noexcept {
+    if (first >= strip_count_) return;
+    const TapSpan& last = x_.spans[strip_first_ + std::min(first + segment_, strip_count_) - 1];
+    const std::int64_t pixels = std::min<std::int64_t>(last.first + last.count, job_.geometry.x.usable_size);
+    const std::int64_t stop = pixels * job_.channels * sample_bytes_;
+    for (std::int32_t row = 0; row < block.rows; ++row) {
+      for (std::int64_t at = window.converted * sample_bytes_; at < stop; at += kLineBytes) {
+        __builtin_prefetch(block.sources[row] + at, 0, 3);
+      }
     }
   }
 
@@ -440,6 +471,7 @@ class FilteredResize {
   TapTable y_;
   bool exact_sums_ = false;
   bool streamed_ = false;
+  bool fetches_ = false;
   bool normal_ = false;                   // as in ColumnPassArgs
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
   std::uint64_t ring_rows_ = 0;
