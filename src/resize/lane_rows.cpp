@@ -10,6 +10,7 @@ namespace kyv::resize {
 namespace {
 
 constexpr std::size_t kCopies = 2 * kLaneRows;
+constexpr std::uint64_t kCachedBytes = std::uint64_t{1} << 20;  // of a source that the second cache holds
 
 }  // namespace
 
@@ -40,6 +41,10 @@ LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const 
   if (plan_.pixels == 0) return;
   pass_ = by_window[plan_.wide ? 1 : 0][plan_.pixels - 1];
   find_ends(table);
+  if (source.bytes > kCachedBytes && plan_.group_count > 1) {
+    const std::int64_t positions = plan_.groups[plan_.group_count - 1].first - plan_.groups[0].first;
+    group_bytes_ = static_cast<std::ptrdiff_t>(positions * pixel_bytes_ / (plan_.group_count - 1));
+  }
   std::memset(ends_memory_, 0, kCopies * end_bytes_);
 
   const std::int32_t samples = kLaneCount / channels_ * channels_;
@@ -74,8 +79,8 @@ void LaneRows::find_ends(const TapTable& table) noexcept {
   }
 }
 
-void LaneRows::run(const std::uint8_t* const* rows, std::int32_t first, std::int32_t count,
-                   float* const* out) noexcept {
+void LaneRows::run(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int32_t first,
+                   std::int32_t count, float* const* out) noexcept {
   const std::int32_t begin = first / plan_.group_pixels;
   const std::int32_t end = (first + count + plan_.group_pixels - 1) / plan_.group_pixels;
   float* to[kLaneRows];
@@ -88,7 +93,7 @@ void LaneRows::run(const std::uint8_t* const* rows, std::int32_t first, std::int
   const std::int32_t interior = std::max(begin, left_.end);
   const std::int32_t beyond = std::max(begin, right_.begin);
   run_end(left_, 0, rows, begin, std::min(left_.end, end), out);
-  run_groups(rows, 0, interior, std::min(right_.begin, end), from_group(interior));
+  run_groups(rows, ahead, 0, interior, std::min(right_.begin, end), from_group(interior));
   run_end(right_, 1, rows, beyond, end, from_group(beyond));
 }
 
@@ -101,11 +106,11 @@ void LaneRows::run_end(const End& end, int side, const std::uint8_t* const* rows
     copy_end(end, rows[i], copy);
     copies[i] = copy;
   }
-  run_groups(copies, end.first, begin, stop, out);
+  run_groups(copies, 0, end.first, begin, stop, out);
 }
 
-void LaneRows::run_groups(const std::uint8_t* const* rows, std::int64_t origin, std::int32_t begin,
-                          std::int32_t stop, float* const* out) const noexcept {
+void LaneRows::run_groups(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int64_t origin,
+                          std::int32_t begin, std::int32_t stop, float* const* out) const noexcept {
   if (begin >= stop) return;
   LanePassArgs args;
   args.rows = rows;
@@ -122,6 +127,8 @@ void LaneRows::run_groups(const std::uint8_t* const* rows, std::int64_t origin, 
   args.window_step = static_cast<std::ptrdiff_t>(plan_.window_positions) * pixel_bytes_;
   args.pixel_bytes = pixel_bytes_;
   args.group_samples = static_cast<std::size_t>(plan_.group_pixels) * static_cast<std::size_t>(channels_);
+  args.ahead = ahead;
+  args.fetched = ahead == 0 ? 0 : group_bytes_;
   args.interleave = interleave_;
   args.out = out;
   pass_(args);

@@ -30,8 +30,9 @@ class LaneRows {
   bool usable() const noexcept { return pass_ != nullptr; }
 
   // Row results of the destination pixels [first, first + count) of kLaneRows rows, of which `rows` point at
-  // the source's first pixel. `first` begins a group. Writes up to 32 floats more.
-  void run(const std::uint8_t* const* rows, std::int32_t first, std::int32_t count,
+  // the source's first pixel. `first` begins a group. Writes up to 32 floats more. The rows that come next
+  // are `ahead` bytes further; 0 if there are none.
+  void run(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int32_t first, std::int32_t count,
            float* const* out) noexcept;
 
  private:
@@ -46,8 +47,8 @@ class LaneRows {
   void find_ends(const TapTable& table) noexcept;
   void run_end(const End& end, int side, const std::uint8_t* const* rows, std::int32_t begin,
                std::int32_t stop, float* const* out) noexcept;
-  void run_groups(const std::uint8_t* const* rows, std::int64_t origin, std::int32_t begin, std::int32_t stop,
-                  float* const* out) const noexcept;
+  void run_groups(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int64_t origin,
+                  std::int32_t begin, std::int32_t stop, float* const* out) const noexcept;
   void copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept;
 
   const std::int64_t usable_size_;
@@ -57,6 +58,8 @@ class LaneRows {
   std::uint8_t* const ends_memory_;
   const std::size_t end_bytes_;
   LanePlan plan_;
+  std::ptrdiff_t group_bytes_ =
+      0;  // of a source row from group to group; 0 where the source is in the caches
   LanePass* pass_ = nullptr;
   End left_;
   End right_;

@@ -186,7 +186,9 @@ class FilteredResize {
       sources[i] = source_row(std::min(row + i, end_row_ - 1));
       targets[i] = row + i < end_row_ ? ring_row(row + i) : unwanted_row();
     }
-    lanes_.run(sources, strip_first_, strip_count_, targets);
+    const bool followed = row + 2 * kLaneRows <= end_row_;
+    const std::ptrdiff_t ahead = followed ? kLaneRows * std::ptrdiff_t{job_.src_step} : 0;
+    lanes_.run(sources, ahead, strip_first_, strip_count_, targets);
     return std::min<std::int64_t>(kLaneRows, end_row_ - row);
   }
 

@@ -72,6 +72,8 @@ struct LanePassArgs {
   std::ptrdiff_t window_step = 0;     // bytes of as many
   std::ptrdiff_t pixel_bytes = 0;     // of a source pixel
   std::size_t group_samples = 0;      // destination samples of a group
+  std::ptrdiff_t ahead = 0;           // bytes from a sample to the one below it that is read next time
+  std::ptrdiff_t fetched = 0;         // bytes there that a group fetches; 0 for none
   const float* interleave = nullptr;  // two vectors of indices: the samples of both pixels in order
   float* const* out = nullptr;        // kLaneRows: row results of the first group
 };

@@ -72,6 +72,16 @@ template <int kPixels, int kRows>
   });
 }
 
+// Fetches what the next rows' groups begin with, `offset` bytes from the rows' starts.
+template <int kRows>
+[[gnu::always_inline]] inline void fetch_ahead(const LanePassArgs& args, int first_row,
+                                               std::ptrdiff_t offset) noexcept {
+  constexpr std::ptrdiff_t kLine = 64;
+  for (std::ptrdiff_t byte = 0; byte < args.fetched; byte += kLine) {
+    unroll<0, kRows>([&](auto row) { fetch<true>(args.rows[first_row + row] + offset + args.ahead + byte); });
+  }
+}
+
 // One group of Pick::kRows rows.
 template <class Pick, int kPixels>
 [[gnu::always_inline]] inline void lane_group(const LanePassArgs& args, std::int32_t number, int first_row,
@@ -82,6 +92,7 @@ template <class Pick, int kPixels>
 
   LaneCursor<Pick> cursor;
   cursor.offset = static_cast<std::ptrdiff_t>(group.first - args.origin) * args.pixel_bytes;
+  fetch_ahead<Pick::kRows>(args, first_row, cursor.offset);
   LaneSums<kPixels, Pick::kRows> sums;
   unroll<0, kPixels>([&](auto pixel) {
     unroll<0, Pick::kRows>([&](auto row) { sums.v[pixel][row] = simd::zero_lane_floats(); });
