@@ -18,13 +18,28 @@ PlaneShape shape_of(const std::int32_t (&lengths)[2]) noexcept {
   return lengths[1] == 1 ? PlaneShape{1, lengths[0]} : PlaneShape{lengths[0], lengths[1]};
 }
 
-// The widest kernels of the chain whose lanes the plane fills: its columns, and its rows too, by half at
-// least, where a row cannot be cut into whole vectors.
-const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
+// The fixed code for planes of these lengths, or null.
+template <class T>
+TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  std::int32_t side = 8;
+  for (const TransformSquare<T> code : kernels.transform_squares) {
+    if (shape.rows == side && shape.row_length == side) return code;
+    side *= 2;
+  }
+  return nullptr;
+}
+
+// The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
+// its columns, and its rows too, by half at least, where a row cannot be cut into whole vectors.
+template <class T>
+const Kernels& fitting(const Kernels& widest, const PrecisionKernels<T> Kernels::*precision,
+                       const PlaneShape& shape) noexcept {
+  for (const Kernels* kernels = &widest; kernels != nullptr; kernels = kernels->narrower) {
+    if (square_code(shape, kernels->*precision) != nullptr) return *kernels;
+  }
   const Kernels* kernels = &widest;
   while (kernels->narrower != nullptr) {
-    const std::int32_t lanes =
-        precision == Precision::kSingle ? kernels->single_precision.lanes : kernels->double_precision.lanes;
+    const std::int32_t lanes = (kernels->*precision).lanes;
     const bool rows_fill = shape.rows >= lanes - lanes / 2 || shape.row_length % lanes == 0;
     if (shape.row_length >= lanes && rows_fill) break;
     kernels = kernels->narrower;
@@ -32,13 +47,9 @@ const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneSh
   return *kernels;
 }
 
-// The fixed code for planes of these lengths, or null.
-template <class T>
-TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  if (shape.rows != shape.row_length) return nullptr;
-  return shape.rows == 8    ? kernels.transform_square_8
-         : shape.rows == 16 ? kernels.transform_square_16
-                            : nullptr;
+const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
+  return precision == Precision::kSingle ? fitting(widest, &Kernels::single_precision, shape)
+                                         : fitting(widest, &Kernels::double_precision, shape);
 }
 
 }  // namespace

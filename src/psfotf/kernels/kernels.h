@@ -26,9 +26,8 @@ struct PrecisionKernels {
   // methods 2 * plan.inner->length elements of `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
-  // Null where there is no such code.
-  TransformSquare<T> transform_square_8;
-  TransformSquare<T> transform_square_16;
+  // Squares of 8, 16, 32 and 64; null where there is no such code.
+  TransformSquare<T> transform_squares[4];
 };
 
 struct Kernels {

@@ -11,8 +11,11 @@ namespace {
 
 template <class V>
 constexpr PrecisionKernels<LaneOf<V>> precision_kernels(std::int32_t max_power_of_two_radix) noexcept {
-  return {V::kLanes,          max_power_of_two_radix, transform_plane<V>,
-          transform_lines<V>, square_code<V, 8>(),    square_code<V, 16>()};
+  return {V::kLanes,
+          max_power_of_two_radix,
+          transform_plane<V>,
+          transform_lines<V>,
+          {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()}};
 }
 
 // Eight vector registers hold a radix 4 of doubles; thirty-two hold a radix 16.

@@ -88,10 +88,147 @@ void transform_square(LaneOf<V> scale, const PlaneArrays& arrays) noexcept {
   }
 }
 
+// Squares whose lines take two radices, A and then B. The columns' first stage goes from the caller's arrays
+// to rows of vectors; a group of B rows then finishes its columns and goes through its rows, each within the
+// lanes, or two at once where a row has half as many vectors as a vector has lanes.
+template <class V, int N>
+struct TwoRadixSquare {
+  using T = LaneOf<V>;
+  static constexpr int kLanes = V::kLanes;
+  static constexpr int kVectors = N / kLanes;  // of a row
+  static constexpr int kRowsAtOnce = kVectors < kLanes ? kLanes / kVectors : 1;
+  static constexpr bool kFits = kRowsAtOnce <= 2 && kVectors <= 16;
+
+  static void transform(T scale, const PlaneArrays& arrays) noexcept {
+    alignas(64) T rows[N * kRowPitch];
+    alignas(64) T turns[2 * N];
+    const V factor = simd::broadcast(scale);
+    for (int i = 0; i < 2 * N; i += kLanes) {
+      simd::store_aligned(turns + i, simd::load(kTables.row_turns + i) * factor);
+    }
+    for (int j = 0; j < kB; ++j) start_columns(arrays, j, rows + j * kRowPitch);
+    for (int q = 0; q < kA; ++q) {
+      T* group = rows + q * kB * kRowPitch;
+      finish_columns(group);
+      for (int p = 0; p < kB; p += kRowsAtOnce)
+        transform_rows(group + p * kRowPitch, turns, arrays, q + p * kA);
+    }
+  }
+
+ private:
+  static constexpr int kA = N / 8;
+  static constexpr int kB = 8;
+  // Two cache lines keep the rows of a butterfly off one another's sets.
+  static constexpr std::ptrdiff_t kRowPitch = 2 * N + 128 / static_cast<std::ptrdiff_t>(sizeof(T));
+
+  struct Tables {
+    alignas(64) T row_turns[2 * N];  // element k, lane l: exp(-2 pi i k l / N)
+    T re[N];                         // place j A + q: exp(-2 pi i j q / N)
+    T im[N];
+  };
+  static constexpr Tables make_tables() noexcept {
+    Tables tables{};
+    Root roots[N]{};
+    for (int k = 0; k < N; ++k) roots[k] = root_of_unity(k, N);
+    for (int j = 0; j < kB; ++j) {
+      for (int q = 0; q < kA; ++q) {
+        tables.re[j * kA + q] = static_cast<T>(roots[j * q % N].re);
+        tables.im[j * kA + q] = static_cast<T>(roots[j * q % N].im);
+      }
+    }
+    for (int k = 0; k < kVectors; ++k) {
+      for (int lane = 0; lane < kLanes; ++lane) {
+        tables.row_turns[2 * k * kLanes + lane] = static_cast<T>(roots[k * lane % N].re);
+        tables.row_turns[(2 * k + 1) * kLanes + lane] = static_cast<T>(roots[k * lane % N].im);
+      }
+    }
+    return tables;
+  }
+  static constexpr Tables kTables = make_tables();
+
+  // Radix A over the caller's rows j, j + B and so on; result q to row q B of `rows`.
+  static void start_columns(const PlaneArrays& arrays, int j, T* rows) noexcept {
+    const double* re = arrays.src_re + j * N;
+    const double* im = arrays.src_im + j * N;
+    for (int b = 0; b < kVectors; ++b) {
+      Complex<V> x[kA];
+#pragma GCC unroll 16
+      for (int i = 0; i < kA; ++i) {
+        simd::load_doubles(x[i].re, re + i * kB * N + b * kLanes);
+        simd::load_doubles(x[i].im, im + i * kB * N + b * kLanes);
+        simd::keep_loaded(x[i].re);
+        simd::keep_loaded(x[i].im);
+      }
+      Butterfly<kA>::apply(x);
+      T* place = rows + b * kElement<V>;
+      store_element<V>(place, x[0]);
+#pragma GCC unroll 16
+      for (int q = 1; q < kA; ++q) {
+        const V turn_re = simd::broadcast(kTables.re[j * kA + q]);
+        const V turn_im = simd::broadcast(kTables.im[j * kA + q]);
+        store_element<V>(place + q * kB * kRowPitch, multiply(x[q], turn_re, turn_im));
+      }
+    }
+  }
+
+  // Radix B over the rows of a group, in place.
+  static void finish_columns(T* group) noexcept {
+    for (int b = 0; b < kVectors; ++b) {
+      T* place = group + b * kElement<V>;
+      Complex<V> x[kB];
+#pragma GCC unroll 16
+      for (int i = 0; i < kB; ++i) x[i] = load_element<V>(place + i * kRowPitch);
+      Butterfly<kB>::apply(x);
+#pragma GCC unroll 16
+      for (int i = 0; i < kB; ++i) store_element<V>(place + i * kRowPitch, x[i]);
+    }
+  }
+
+  // As many rows as are done at once, A rows apart in the plane.
+  static void transform_rows(const T* rows, const T* turns, const PlaneArrays& arrays, int row) noexcept {
+    constexpr int vectors = kVectors * kRowsAtOnce;
+    Complex<V> x[vectors];
+#pragma GCC unroll 2
+    for (int r = 0; r < kRowsAtOnce; ++r) {
+      Complex<V>* y = x + r * kVectors;
+#pragma GCC unroll 16
+      for (int i = 0; i < kVectors; ++i) y[i] = load_element<V>(rows + r * kRowPitch + i * kElement<V>);
+      Butterfly<kVectors>::apply(y);
+#pragma GCC unroll 16
+      for (int k = 0; k < kVectors; ++k) {
+        const Complex<V> turn = load_element<V>(turns + k * kElement<V>);
+        y[k] = multiply(y[k], turn.re, turn.im);
+      }
+    }
+    const std::ptrdiff_t place = row * static_cast<std::ptrdiff_t>(N);
+#pragma GCC unroll 16
+    for (int k = 0; k < vectors; k += kLanes) {
+      transpose_tile<V>(x + k);
+      Butterfly<kLanes>::apply(x + k);
+#pragma GCC unroll 16
+      for (int q = 0; q < kLanes; ++q) {
+        double* re = arrays.dst_re + place + q * kVectors + k;
+        double* im = arrays.dst_im + place + q * kVectors + k;
+        if constexpr (kRowsAtOnce == 1) {
+          simd::store_doubles(re, x[k + q].re);
+          simd::store_doubles(im, x[k + q].im);
+        } else {
+          simd::store_doubles(re, re + kA * N, x[k + q].re);
+          simd::store_doubles(im, im + kA * N, x[k + q].im);
+        }
+      }
+    }
+  }
+};
+
 template <class V, int N>
 constexpr TransformSquare<LaneOf<V>> square_code() noexcept {
-  if constexpr (V::kLanes > 1 && N % V::kLanes == 0) {
+  if constexpr (V::kLanes == 1 || N % V::kLanes != 0) {
+    return nullptr;
+  } else if constexpr (N <= 16) {
     return transform_square<V, N>;
+  } else if constexpr (TwoRadixSquare<V, N>::kFits) {
+    return TwoRadixSquare<V, N>::transform;
   } else {
     return nullptr;
   }

@@ -69,6 +69,18 @@ inline void store_doubles(double* p, F32 a) noexcept {
   _mm256_storeu_pd(p + 4, _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1)));
 }
 inline void store_doubles(double* p, F64 a) noexcept { _mm256_storeu_pd(p, a.v); }
+// Keeps a loaded vector in its register: the compiler would rather load it again for each use.
+[[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+x"(a.v)); }
+[[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+x"(a.v)); }
+// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
+inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
+  _mm256_storeu_pd(lower, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));
+  _mm256_storeu_pd(upper, _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1)));
+}
+inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
+  _mm_storeu_pd(lower, _mm256_castpd256_pd128(a.v));
+  _mm_storeu_pd(upper, _mm256_extractf128_pd(a.v, 1));
+}
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept {
   _mm256_stream_pd(p, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));

@@ -60,6 +60,12 @@ inline void load_doubles(F32& a, const double* p) noexcept { a.v = static_cast<f
 inline void load_doubles(F64& a, const double* p) noexcept { a.v = *p; }
 inline void store_doubles(double* p, F32 a) noexcept { *p = static_cast<double>(a.v); }
 inline void store_doubles(double* p, F64 a) noexcept { *p = a.v; }
+// Keeps a loaded vector in its register: the compiler would rather load it again for each use.
+[[gnu::always_inline]] inline void keep_loaded(F32&) noexcept {}
+[[gnu::always_inline]] inline void keep_loaded(F64&) noexcept {}
+// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
+inline void store_doubles(double* lower, double*, F32 a) noexcept { store_doubles(lower, a); }
+inline void store_doubles(double* lower, double*, F64 a) noexcept { store_doubles(lower, a); }
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept { *p = static_cast<double>(a.v); }
 inline void stream_doubles(double* p, F64 a) noexcept { *p = a.v; }

@@ -67,6 +67,18 @@ inline void store_doubles(double* p, F32 a) noexcept {
   _mm_storeu_pd(p + 2, _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v)));
 }
 inline void store_doubles(double* p, F64 a) noexcept { _mm_storeu_pd(p, a.v); }
+// Keeps a loaded vector in its register: the compiler would rather load it again for each use.
+[[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+x"(a.v)); }
+[[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+x"(a.v)); }
+// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
+inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
+  _mm_storeu_pd(lower, _mm_cvtps_pd(a.v));
+  _mm_storeu_pd(upper, _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v)));
+}
+inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
+  _mm_storel_pd(lower, a.v);
+  _mm_storeh_pd(upper, a.v);
+}
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept {
   _mm_stream_pd(p, _mm_cvtps_pd(a.v));
