@@ -346,7 +346,7 @@ TEST_P(Conversion, EveryAllocationMayFail) {
 }
 
 TEST_P(Conversion, SmallSquaresNeedNoMemoryOrFailAsOthersDo) {
-  for (const std::int32_t side : {8, 16}) {
+  for (const std::int32_t side : {8, 16, 32, 64}) {
     const Stack stack = random_stack(side, side, 2);
     const Stack good = GetParam().backward(stack);
     FaultySystem system;
