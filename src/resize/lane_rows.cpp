@@ -12,6 +12,15 @@ namespace {
 constexpr std::size_t kCopies = 2 * kLaneRows;
 constexpr std::uint64_t kCachedBytes = std::uint64_t{1} << 20;  // of a source that the second cache holds
 
+// Writes a pixel `count` times, 8 bytes each time: what comes after a pixel is written later, or not used.
+void repeat_pixel(const std::uint8_t* pixel, std::size_t bytes, std::int64_t count,
+                  std::uint8_t* to) noexcept {
+  if (count <= 0) return;
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < bytes; ++i) value |= std::uint64_t{pixel[i]} << (8 * i);
+  for (std::int64_t i = 0; i < count; ++i, to += bytes) std::memcpy(to, &value, sizeof value);
+}
+
 }  // namespace
 
 LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode,
@@ -141,16 +150,12 @@ void LaneRows::copy_end(const End& end, const std::uint8_t* row, std::uint8_t* c
   const auto pixel = static_cast<std::size_t>(pixel_bytes_);
   const std::int64_t begin = std::clamp<std::int64_t>(end.first, 0, usable_size_);
   const std::int64_t stop = std::clamp<std::int64_t>(end.last, 0, usable_size_);
-  for (std::int64_t i = end.first; i < std::min<std::int64_t>(end.last, 0); ++i) {
-    std::memcpy(copy + at(i), row, pixel);
-  }
+  repeat_pixel(row, pixel, std::min<std::int64_t>(end.last, 0) - end.first, copy);
   if (begin < stop) {
     std::memcpy(copy + at(begin), row + begin * pixel_bytes_, static_cast<std::size_t>(stop - begin) * pixel);
   }
-  const std::uint8_t* last = row + (usable_size_ - 1) * pixel_bytes_;
-  for (std::int64_t i = std::max(end.first, usable_size_); i < end.last; ++i) {
-    std::memcpy(copy + at(i), last, pixel);
-  }
+  const std::int64_t beyond = std::max(end.first, usable_size_);
+  repeat_pixel(row + (usable_size_ - 1) * pixel_bytes_, pixel, end.last - beyond, copy + at(beyond));
 }
 
 }  // namespace kyv::resize
