@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 #include "resize/weights.h"
 
@@ -60,7 +61,8 @@ LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const 
   for (std::int32_t i = 0; i < 2 * samples; ++i) {
     const std::int32_t pixel = i / channels_;
     const std::int32_t lane = pixel / 2 * channels_ + i % channels_;
-    interleave_[i] = std::bit_cast<float>(lane + pixel % 2 * kLaneCount);
+    const std::int32_t second = std::numeric_limits<std::int32_t>::min() + kLaneCount;
+    interleave_[i] = std::bit_cast<float>(lane + pixel % 2 * second);
   }
 }
 
@@ -138,6 +140,7 @@ void LaneRows::run_groups(const std::uint8_t* const* rows, std::ptrdiff_t ahead,
   args.group_samples = static_cast<std::size_t>(plan_.group_pixels) * static_cast<std::size_t>(channels_);
   args.ahead = ahead;
   args.fetched = ahead == 0 ? 0 : group_bytes_;
+  args.channels = channels_;
   args.interleave = interleave_;
   args.out = out;
   pass_(args);

@@ -74,8 +74,11 @@ struct LanePassArgs {
   std::size_t group_samples = 0;      // destination samples of a group
   std::ptrdiff_t ahead = 0;           // bytes from a sample to the one below it that is read next time
   std::ptrdiff_t fetched = 0;         // bytes there that a group fetches; 0 for none
-  const float* interleave = nullptr;  // two vectors of indices: the samples of both pixels in order
-  float* const* out = nullptr;        // kLaneRows: row results of the first group
+  std::int32_t channels = 0;
+  // Two vectors of integers: the lanes of both pixels' samples in order, of the second ones plus 16 and with
+  // a sign bit.
+  const float* interleave = nullptr;
+  float* const* out = nullptr;  // kLaneRows: row results of the first group
 };
 
 using LanePass = void(const LanePassArgs& args);

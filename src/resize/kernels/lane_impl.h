@@ -67,7 +67,7 @@ template <int kPixels, int kRows>
     if constexpr (kPixels == 1) {
       simd::store_lane_floats(out, sums.v[0][row]);
     } else {
-      simd::store_interleaved(out, sums.v[0][row], sums.v[1][row], args.interleave);
+      simd::store_interleaved(out, sums.v[0][row], sums.v[1][row], args.interleave, args.channels);
     }
   });
 }

@@ -294,23 +294,35 @@ inline LaneFloats pick_quarters(QuarterWindows window, Lanes index) noexcept {
   return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.low, index.low)),
           _mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.high, index.high))};
 }
-// 32 floats of a and b by number, those from 16 on of b. The numbers ascend in a and in b as they do when
-// pixels of a and b alternate: the eight results of every output lie within the eight lanes from 0, 4, 8 and
-// 8 of a, and from 0, 0, 4 and 8 of b.
-inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const float* numbers) noexcept {
-  const __m256 a_middle = _mm256_permute2f128_ps(a.low, a.high, 0x21);
-  const __m256 b_middle = _mm256_permute2f128_ps(b.low, b.high, 0x21);
-  const auto output = [&](int i, __m256 from_a, int first_a, __m256 from_b, int first_b) noexcept {
-    const __m256i number = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(numbers + 8 * i));
-    const __m256 x = _mm256_permutevar8x32_ps(from_a, _mm256_sub_epi32(number, _mm256_set1_epi32(first_a)));
-    const __m256 y = _mm256_permutevar8x32_ps(from_b, _mm256_sub_epi32(number, _mm256_set1_epi32(first_b)));
-    const __m256 is_b = _mm256_castsi256_ps(_mm256_slli_epi32(number, 27));
-    _mm256_storeu_ps(p + 8 * i, _mm256_blendv_ps(x, y, is_b));
+// Pixels of `channels` floats, alternately of a and of b: 32 floats by number, from 16 on of b, whose sign
+// bits tell so, too. The eight results of every output lie within the eight lanes from 0, 4, 8 and 8 of a,
+// and from 0, 0, 4 and 8 of b; lane n of them has place n modulo 8, by which a permutation takes it.
+inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const float* numbers,
+                              std::int32_t channels) noexcept {
+  const auto store_quads = [](float* to, __m256 even, __m256 odd) noexcept {
+    _mm256_storeu_ps(to, _mm256_permute2f128_ps(even, odd, 0x20));
+    _mm256_storeu_ps(to + 8, _mm256_permute2f128_ps(even, odd, 0x31));
   };
-  output(0, a.low, 0, b.low, 0);
-  output(1, a_middle, 4, b.low, 0);
-  output(2, a.high, 0, b_middle, 4);
-  output(3, a.high, 0, b.high, 0);
+  if (channels == 4) {
+    store_quads(p, a.low, b.low);
+    store_quads(p + 16, a.high, b.high);
+    return;
+  }
+  if (channels == 1) {
+    store_quads(p, _mm256_unpacklo_ps(a.low, b.low), _mm256_unpackhi_ps(a.low, b.low));
+    store_quads(p + 16, _mm256_unpacklo_ps(a.high, b.high), _mm256_unpackhi_ps(a.high, b.high));
+    return;
+  }
+  const auto output = [&](int i, __m256 from_a, __m256 from_b) noexcept {
+    const __m256i number = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(numbers + 8 * i));
+    const __m256 x = _mm256_permutevar8x32_ps(from_a, number);
+    const __m256 y = _mm256_permutevar8x32_ps(from_b, number);
+    _mm256_storeu_ps(p + 8 * i, _mm256_blendv_ps(x, y, _mm256_castsi256_ps(number)));
+  };
+  output(0, a.low, b.low);
+  output(1, _mm256_blend_ps(a.low, a.high, 0x0F), b.low);
+  output(2, a.high, _mm256_blend_ps(b.low, b.high, 0x0F));
+  output(3, a.high, b.high);
 }
 
 }  // namespace

@@ -298,10 +298,10 @@ inline F32 pick_words(NarrowWindow window, Lanes index) noexcept {
 inline F32 pick_words(WideWindow window, Lanes index) noexcept {
   return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi16(0x55555555, window.low, index.v, window.high))};
 }
-// 32 floats of a and b: the first vector of indices, from 16 on into b, then the second.
-inline void store_interleaved(float* p, F32 a, F32 b, const float* indices) noexcept {
-  const __m512i first = _mm512_loadu_si512(indices);
-  const __m512i second = _mm512_loadu_si512(indices + 16);
+// Pixels alternately of a and of b: 32 floats by number, from 16 on of b.
+inline void store_interleaved(float* p, F32 a, F32 b, const float* numbers, std::int32_t) noexcept {
+  const __m512i first = _mm512_loadu_si512(numbers);
+  const __m512i second = _mm512_loadu_si512(numbers + 16);
   _mm512_storeu_ps(p, _mm512_permutex2var_ps(a.v, first, b.v));
   _mm512_storeu_ps(p + 16, _mm512_permutex2var_ps(a.v, second, b.v));
 }
