@@ -9,8 +9,15 @@
 namespace kyv::psfotf {
 
 inline constexpr int kMaxStages = 32;
-inline constexpr int kMaxFixedRadix = 16;   // radices with unrolled code of their own
+inline constexpr int kMaxFixedRadix = 15;   // radices with unrolled code of their own
 inline constexpr int kMaxDirectRadix = 97;  // the largest prime that is summed directly
+
+// The radices that a processor's registers hold.
+enum class RadixSet : std::uint8_t {
+  kSmall,   // primes and powers of two up to 4
+  kMedium,  // up to 8
+  kLarge,   // and 6, 9, 10, 12 and 15
+};
 
 enum class LineMethod : std::uint8_t {
   kMixedRadix,  // decimation in frequency; results at digit-reversed places

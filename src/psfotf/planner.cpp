@@ -25,8 +25,8 @@ struct LineShape {
 
 double radix_cost(int radix) noexcept {
   if (radix > kMaxFixedRadix) return 4.0 + 0.7 * radix;
-  constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0,
-                                                3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4, 4.0};
+  constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0,
+                                                3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4};
   return costs[radix];
 }
 
@@ -35,8 +35,8 @@ void add_stage(LineShape& shape, int radix) noexcept {
   shape.cost += radix_cost(radix);
 }
 
-void add_powers_of_two(LineShape& shape, int exponent, int max_radix) noexcept {
-  const int log_max = max_radix == 16 ? 4 : max_radix == 8 ? 3 : 2;
+void add_powers_of_two(LineShape& shape, int exponent, RadixSet radices) noexcept {
+  const int log_max = radices == RadixSet::kSmall ? 2 : 3;
   while (exponent > 0) {
     // As few stages as the largest radix allows, as even as they get.
     const int left = (exponent + log_max - 1) / log_max;
@@ -53,15 +53,10 @@ struct SmallFactors {
   int fives = 0;
 };
 
-// Composite odd radices need the registers that a radix 16 needs.
-bool takes_composites(int max_power_of_two_radix) noexcept {
-  return max_power_of_two_radix == kMaxFixedRadix;
-}
-
 // Adds stages for these factors: as many radices 15, 12 and 10 as given, nines while they last, powers of two
 // at the end.
 void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelves, int tens,
-                    int max_radix) noexcept {
+                    RadixSet radices) noexcept {
   left.threes -= fifteens + twelves;
   left.fives -= fifteens + tens;
   left.twos -= 2 * twelves + tens;
@@ -75,15 +70,15 @@ void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelv
     add_stage(shape, odd_two ? 6 : 3);
     left.twos -= odd_two ? 1 : 0;
   }
-  add_powers_of_two(shape, left.twos, max_radix);
+  add_powers_of_two(shape, left.twos, radices);
 }
 
 // Stages for the factors 2, 3 and 5, after those that the shape has: the cheapest.
-void add_small_factors(LineShape& shape, const SmallFactors& factors, int max_radix) noexcept {
-  if (!takes_composites(max_radix)) {
+void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
+  if (radices != RadixSet::kLarge) {
     for (int i = 0; i < factors.fives; ++i) add_stage(shape, 5);
     for (int i = 0; i < factors.threes; ++i) add_stage(shape, 3);
-    return add_powers_of_two(shape, factors.twos, max_radix);
+    return add_powers_of_two(shape, factors.twos, radices);
   }
   const LineShape before = shape;
   shape.cost = -1;
@@ -91,7 +86,7 @@ void add_small_factors(LineShape& shape, const SmallFactors& factors, int max_ra
     for (int twelves = 0; twelves <= std::min(factors.threes - fifteens, factors.twos / 2); ++twelves) {
       for (int tens = 0; tens <= std::min(factors.fives - fifteens, factors.twos - 2 * twelves); ++tens) {
         LineShape candidate = before;
-        add_composites(candidate, factors, fifteens, twelves, tens, max_radix);
+        add_composites(candidate, factors, fifteens, twelves, tens, radices);
         if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
       }
     }
@@ -105,7 +100,7 @@ int take_factors(std::int32_t& length, std::int32_t factor) noexcept {
 }
 
 // Large primes first, powers of two last. False when a prime factor is too large to be summed directly.
-bool factorize(LineShape& shape, std::int32_t length, int max_power_of_two_radix) noexcept {
+bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept {
   shape.length = length;
   SmallFactors small;
   small.twos = std::countr_zero(static_cast<std::uint32_t>(length));
@@ -119,7 +114,7 @@ bool factorize(LineShape& shape, std::int32_t length, int max_power_of_two_radix
     for (; rest % f == 0; rest /= f) large[count++] = static_cast<std::uint8_t>(f);
   }
   while (count > 0) add_stage(shape, large[--count]);
-  add_small_factors(shape, small, max_power_of_two_radix);
+  add_small_factors(shape, small, radices);
   return true;
 }
 
@@ -139,7 +134,7 @@ double convolution_cost(const LineShape& inner, std::int32_t length) noexcept {
 }
 
 // The cheapest smooth length from `least` on; a cost below 0 tells that there is none in range.
-LineShape convolution_length(std::int64_t least, int max_power_of_two_radix) noexcept {
+LineShape convolution_length(std::int64_t least, RadixSet radices) noexcept {
   LineShape best;
   best.cost = -1;
   for (const std::int64_t odd : {1, 3, 5, 7, 9, 15}) {
@@ -147,7 +142,7 @@ LineShape convolution_length(std::int64_t least, int max_power_of_two_radix) noe
     while (length < least) length *= 2;
     if (length > INT32_MAX) continue;
     LineShape candidate;
-    factorize(candidate, static_cast<std::int32_t>(length), max_power_of_two_radix);
+    factorize(candidate, static_cast<std::int32_t>(length), radices);
     const double cost = (candidate.cost + kConvolutionPassCost) * static_cast<double>(length);
     const double best_cost = (best.cost + kConvolutionPassCost) * best.length;
     if (best.cost < 0 || cost < best_cost) best = candidate;
@@ -156,21 +151,20 @@ LineShape convolution_length(std::int64_t least, int max_power_of_two_radix) noe
 }
 
 // Inner length 0 with a convolution method: there is no plan for this length.
-LineShape choose_line(std::int32_t length, int max_power_of_two_radix) noexcept {
+LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
   LineShape direct;
-  if (factorize(direct, length, max_power_of_two_radix)) return direct;
+  if (factorize(direct, length, radices)) return direct;
 
   LineShape shape;
   shape.length = length;
   shape.method = LineMethod::kBluestein;
-  const LineShape padded =
-      convolution_length(2 * static_cast<std::int64_t>(length) - 1, max_power_of_two_radix);
+  const LineShape padded = convolution_length(2 * static_cast<std::int64_t>(length) - 1, radices);
   if (padded.cost < 0) return shape;
   shape.inner_length = padded.length;
   shape.cost = convolution_cost(padded, length);
 
   LineShape cyclic;
-  if (is_prime(length) && factorize(cyclic, length - 1, max_power_of_two_radix) &&
+  if (is_prime(length) && factorize(cyclic, length - 1, radices) &&
       convolution_cost(cyclic, length) < shape.cost) {
     shape.method = LineMethod::kRader;
     shape.inner_length = cyclic.length;
@@ -251,6 +245,21 @@ RootTable<T> lay_roots(std::int32_t order, Arena& arena) noexcept {
   auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
   auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
   if (!arena.counting()) fill_roots(order, order, re, im);
+  return {order, re, im};
+}
+
+// The roots of a divisor's order, side by side: strided ones would take a cache line each.
+template <class T>
+RootTable<T> lay_every(std::int32_t step, const RootTable<T>& roots, Arena& arena) noexcept {
+  const std::int32_t order = roots.order / step;
+  auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
+  auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
+  if (!arena.counting()) {
+    for (std::int32_t k = 0; k < order; ++k) {
+      re[k] = roots.re[k * step];
+      im[k] = roots.im[k * step];
+    }
+  }
   return {order, re, im};
 }
 
@@ -351,9 +360,9 @@ void fill_spectrum(const LinePlan<double>& plan, const Sequence& b, double* work
 }
 
 template <class T>
-LinePlan<T>* lay_convolution(const LineShape& shape, int max_power_of_two_radix, Arena& arena) noexcept {
+LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& arena) noexcept {
   LineShape inner_shape;
-  factorize(inner_shape, shape.inner_length, max_power_of_two_radix);
+  factorize(inner_shape, shape.inner_length, radices);
   const bool rader = shape.method == LineMethod::kRader;
   const auto n = static_cast<std::uint64_t>(shape.length);
   const auto inner_n = static_cast<std::uint64_t>(shape.inner_length);
@@ -415,10 +424,9 @@ LinePlan<T>* lay_convolution(const LineShape& shape, int max_power_of_two_radix,
 }
 
 template <class T>
-LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, int max_power_of_two_radix,
-                      Arena& arena) noexcept {
+LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, RadixSet radices, Arena& arena) noexcept {
   return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, gap, arena)
-                                                 : lay_convolution<T>(shape, max_power_of_two_radix, arena);
+                                                 : lay_convolution<T>(shape, radices, arena);
 }
 
 // How both axes of a plane are transformed.
@@ -438,16 +446,15 @@ bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
 
 template <class T>
 PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  const int max_radix = kernels.max_power_of_two_radix;
-  PlaneMethod method{choose_line(shape.rows, max_radix), {}, false};
+  const RadixSet radices = kernels.radices;
+  PlaneMethod method{choose_line(shape.rows, radices), {}, false};
   LineShape elements;
   if (shape.row_length % kernels.lanes == 0 &&
-      factorize(elements, shape.row_length / kernels.lanes, max_radix) &&
-      fits_lanes(elements, kernels.lanes)) {
+      factorize(elements, shape.row_length / kernels.lanes, radices) && fits_lanes(elements, kernels.lanes)) {
     method.row = elements;
     method.rows_within_lanes = true;
   } else {
-    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, max_radix);
+    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
   }
   return method;
 }
@@ -530,21 +537,22 @@ void fill_row_twiddles(const RootTable<T>& roots, std::int32_t elements, std::in
 template <class T>
 PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
                         const PrecisionKernels<T>& kernels, Arena& arena) noexcept {
-  const int max_radix = kernels.max_power_of_two_radix;
+  const RadixSet radices = kernels.radices;
   const bool square = shape.rows == shape.row_length;
   auto* plan = arena.take<PlanePlan<T>>(1);
-  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), max_radix, arena);
+  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), radices, arena);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
   RootTable<T> roots;
   if (square && column != nullptr) roots = {shape.rows, column->root_re, column->root_im};
   if (method.rows_within_lanes) {
     if (!square) roots = lay_roots<T>(shape.row_length, arena);
-    row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
+    roots.order = shape.row_length;
+    row = lay_mixed_radix<T>(method.row, gap_of(method.row), lay_every(kernels.lanes, roots, arena), arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (!arena.counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
   } else if (!square) {
-    row = lay_line<T>(method.row, PartGap::kNone, max_radix, arena);
+    row = lay_line<T>(method.row, PartGap::kNone, radices, arena);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }

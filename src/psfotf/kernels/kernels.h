@@ -14,8 +14,8 @@ using TransformSquare = void (*)(T scale, const PlaneArrays& arrays) noexcept;
 
 template <class T>
 struct PrecisionKernels {
-  std::int32_t lanes;                   // of one vector
-  std::int32_t max_power_of_two_radix;  // the largest that the registers hold; 16: odd composites too
+  std::int32_t lanes;  // of one vector
+  RadixSet radices;
 
   // Transforms one plane and scales the results; every value is read before any is written. The workspace
   // holds workspace_bytes() bytes, aligned to a cache line.

@@ -13,7 +13,7 @@
 namespace kyv::psfotf {
 namespace {
 
-// A radix 16, or 15, in registers.
+// A radix 15 in registers, nearly.
 inline constexpr bool kManyRegisters = simd::kVectorBytes == 64 && sizeof(void*) == 8;
 
 inline constexpr int kMaxBlocksAtOnce = 8;
@@ -253,7 +253,6 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     radix_code<V, 13>(),
     {},
     composite_radix_code<V, 15>(),
-    composite_radix_code<V, 16>(),
 };
 
 // One stage of `groups` adjacent transforms of `length` elements.
