@@ -110,21 +110,32 @@ struct Butterfly {
     }
     const Complex<V> first = x[0];
     x[0] = total;
+    // Real parts and then imaginary ones: each take half of the sums and half of the differences.
 #pragma GCC unroll 8
     for (int k = 1; k <= half; ++k) {
-      Complex<V> even = first;
-      Complex<V> odd;
+      V even = first.re;
+      V odd;
 #pragma GCC unroll 8
       for (int i = 1; i <= half; ++i) {
-        const V c = constant<V>(kRoots.w[i * k % R].re);
         const V s = constant<V>(-kRoots.w[i * k % R].im);
-        even.re = mul_add(sum[i - 1].re, c, even.re);
-        even.im = mul_add(sum[i - 1].im, c, even.im);
-        odd.re = i == 1 ? difference[0].re * s : mul_add(difference[i - 1].re, s, odd.re);
-        odd.im = i == 1 ? difference[0].im * s : mul_add(difference[i - 1].im, s, odd.im);
+        even = mul_add(sum[i - 1].re, constant<V>(kRoots.w[i * k % R].re), even);
+        odd = i == 1 ? difference[0].im * s : mul_add(difference[i - 1].im, s, odd);
       }
-      x[k] = sub_i(even, odd);
-      x[R - k] = add_i(even, odd);
+      x[k].re = even + odd;
+      x[R - k].re = even - odd;
+    }
+#pragma GCC unroll 8
+    for (int k = 1; k <= half; ++k) {
+      V even = first.im;
+      V odd;
+#pragma GCC unroll 8
+      for (int i = 1; i <= half; ++i) {
+        const V s = constant<V>(-kRoots.w[i * k % R].im);
+        even = mul_add(sum[i - 1].im, constant<V>(kRoots.w[i * k % R].re), even);
+        odd = i == 1 ? difference[0].re * s : mul_add(difference[i - 1].re, s, odd);
+      }
+      x[k].im = even - odd;
+      x[R - k].im = even + odd;
     }
   }
 
