@@ -379,7 +379,7 @@ class FilteredResize {
     const float* taps[3 * kTapBlock];
     const TapSpan& last = span[rows - 1];
     const std::int64_t end = last.first + last.count;
-    for (std::int64_t n = span->first; n < end; ++n) taps[n - span->first] = ring_row(clamp_row(n)) + x;
+    list_rows(span->first, end, x, taps);
 
     ColumnPassArgs args;
     args.rows = taps;
@@ -395,6 +395,19 @@ class FilteredResize {
     for (std::int32_t r = 0; streamed_ && r < rows; ++r) {
       kernels_.bytes.stream(staged(r), destination(row + r) + x * size(sample_bytes_),
                             samples * size(sample_bytes_));
+    }
+  }
+
+  // Sample `x` of the row results at source positions [first, end).
+  void list_rows(std::int64_t first, std::int64_t end, std::size_t x, const float** rows) const noexcept {
+    const std::int64_t last = job_.geometry.y.usable_size - 1;
+    const float* const ring_end = work_.ring + ring_rows_ * ring_stride_;
+    const float* row = ring_row(clamp_row(first));
+    for (std::int64_t n = first; n < end; ++n) {
+      *rows++ = row + x;
+      if (n < 0 || n >= last) continue;
+      row += ring_stride_;
+      if (row == ring_end) row = work_.ring;
     }
   }
 
@@ -423,7 +436,7 @@ class FilteredResize {
 
   void add_block(const TapSpan& span, std::int32_t done, std::int32_t taps, float* totals) noexcept {
     const float* rows[kTapBlock];
-    for (std::int32_t i = 0; i < taps; ++i) rows[i] = ring_row(clamp_row(span.first + done + i));
+    list_rows(span.first + done, span.first + done + taps, 0, rows);
     ColumnPassArgs args;
     args.rows = rows;
     args.weights[0] = y_.weights + span.phase * y_.stride + done;
