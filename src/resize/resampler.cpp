@@ -27,10 +27,11 @@ constexpr std::uint64_t kStreamedBytes = std::uint64_t{8} << 20;  // least desti
 constexpr std::int32_t kSegment = 16;      // destination pixels between two steps of conversion
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
-constexpr std::uint64_t kWindowFloats = 8192;  // converted samples that stay in the first cache
+constexpr std::uint64_t kWindowFloats = 4096;  // converted samples that stay in the first cache
 constexpr std::int64_t kLineBytes = 64;        // a cache line
 constexpr std::uint64_t kFetchedBytes = std::uint64_t{1} << 20;  // larger sources are fetched ahead
-constexpr std::size_t kActiveRows = 8;  // destination rows that a source row contributes to
+constexpr double kFetchedSegment = 256.0;  // most bytes of a row that are fetched at once
+constexpr std::size_t kActiveRows = 8;     // destination rows that a source row contributes to
 
 std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
@@ -123,10 +124,14 @@ class FilteredResize {
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
     // place.
     normal_ = static_cast<double>(built_x_.smallest) * static_cast<double>(built_y.smallest) >= 0x1p-101;
-    const std::int32_t groups = job.channels == 1 && work_.grey_groups ? kGreyGroups : 1;
-    ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups * kernels.float_lanes);
+    if (job.channels == 3) groups_ = kernels.rgb_groups;
+    if (job.channels == 1 && work_.grey_groups) groups_ = kGreyGroups;
+    layout_ = job.channels == 4 ? 1 : 0;
+    ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes);
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
-    segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
+    const double segment_bytes = kSegment * geometry.x.inverse * job.channels * sample_bytes_;
+    const std::int32_t most = fetches_ && segment_bytes > kFetchedSegment ? kSegment / 2 : kSegment;
+    segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, most);
     source_ = static_cast<const std::uint8_t*>(job.src) +
               static_cast<std::ptrdiff_t>(geometry.y.origin) * job.src_step +
               static_cast<std::ptrdiff_t>(geometry.x.origin) * job.channels * sample_bytes_;
@@ -193,8 +198,8 @@ class FilteredResize {
   }
 
   std::int64_t resample_block(std::int64_t row) noexcept {
-    const bool grouped = job_.channels == 1 && work_.grey_groups && end_row_ - row > kernels_.float_lanes;
-    const Block block(row, grouped ? kGreyGroups : 1, *this);
+    const bool is_last_grey = job_.channels == 1 && end_row_ - row <= kernels_.float_lanes;
+    const Block block(row, is_last_grey ? 1 : groups_, *this);
     resample_rows(block);
     return block.rows;
   }
@@ -233,8 +238,9 @@ class FilteredResize {
 
   // Row results of the block, into the ring.
   void resample_rows(const Block& block) noexcept {
-    const std::int32_t vectors = block.groups == 1 ? job_.channels : block.groups;
-    const auto row_pass = kernels_.row_pass[vectors == 1 ? 0 : vectors - 2][exact_sums_ ? 1 : 0];
+    const std::int32_t vectors = block.groups * job_.channels;
+    const std::int32_t which = job_.channels == 3 ? 1 : vectors == 1 ? 0 : 2;
+    const auto row_pass = kernels_.row_pass[which][exact_sums_ ? 1 : 0];
     const TapSpan* spans = x_.spans + strip_first_;
     Window window;
     window.origin = window.end = spans[0].first;
@@ -255,9 +261,9 @@ class FilteredResize {
       args.out = work_.results;
       row_pass(args);
       for (std::int32_t group = 0; group < block.groups; ++group) {
-        kernels_.store_block(work_.results + group * block.lanes, block.sample,
-                             size(count) * size(job_.channels), block.targets + group * block.lanes,
-                             size(first) * size(job_.channels));
+        kernels_.store_block[layout_](work_.results + group * block.lanes, block.sample,
+                                      size(count) * size(job_.channels), block.targets + group * block.lanes,
+                                      size(first) * size(job_.channels));
       }
     }
   }
@@ -282,9 +288,9 @@ class FilteredResize {
           std::min((wanted + chunk - 1) / chunk * chunk, usable * channels - window.converted);
       float* out = work_.samples + size(window.converted - window.origin * channels) * block.sample;
       for (std::int32_t group = 0; group < block.groups; ++group) {
-        kernels_.load_block[depth_](block.sources + group * block.lanes,
-                                    size(window.converted * sample_bytes_), size(samples),
-                                    out + group * block.lanes, block.sample);
+        kernels_.load_block[depth_][layout_](block.sources + group * block.lanes,
+                                             size(window.converted * sample_bytes_), size(samples),
+                                             out + group * block.lanes, block.sample);
       }
       window.converted += samples;
     }
@@ -304,11 +310,11 @@ class FilteredResize {
   }
 
   // Fetches source bytes while the destination pixels [first, end) of the strip are computed. The processor
-  // follows the rows of one group by itself and is only late; those of several groups are too many for it.
+  // follows the rows of a few groups by itself and is only late; those of grey blocks are too many for it.
   // Inlined, like the following two, because compilers drop calls of functions that only fetch.
   [[gnu::always_inline]] void fetch(const Block& block, const Window& window, std::int32_t first,
                                     std::int32_t end) const noexcept {
-    if (block.groups > 1) {
+    if (job_.channels == 1 && block.groups > 1) {
       fetch_next_block(block, first, end);
     } else {
       fetch_segment(block, window, end);
@@ -339,11 +345,13 @@ class FilteredResize {
     if (first >= strip_count_) return;
     const TapSpan& last = x_.spans[strip_first_ + std::min(first + segment_, strip_count_) - 1];
     const std::int64_t pixels = std::min<std::int64_t>(last.first + last.count, job_.geometry.x.usable_size);
+    const std::int64_t begin = window.converted * sample_bytes_;
     const std::int64_t stop = pixels * job_.channels * sample_bytes_;
+    if (begin >= stop) return;
     for (std::int32_t row = 0; row < block.rows; ++row) {
-      for (std::int64_t at = window.converted * sample_bytes_; at < stop; at += kLineBytes) {
-        __builtin_prefetch(block.sources[row] + at, 0, 3);
-      }
+      const std::uint8_t* const from = block.sources[row];
+      for (std::int64_t at = begin; at < stop; at += kLineBytes) __builtin_prefetch(from + at, 0, 3);
+      __builtin_prefetch(from + stop - 1, 0, 3);
     }
   }
 
@@ -480,6 +488,8 @@ class FilteredResize {
   const Workspace work_;
   const std::int32_t sample_bytes_;
   const std::int32_t depth_;
+  std::int32_t layout_ = 0;  // as in Kernels::load_block
+  std::int32_t groups_ = 1;  // of a block, but for the last one of a grey picture
   const BuiltTable built_x_;
   const TapTable x_;
   LaneRows lanes_;

@@ -107,7 +107,9 @@ TEST_P(Accumulation, RowSumsRoundOnce) {
   std::mt19937 random(2);
   for (int round = 0; round < 200; ++round) {
     const HardCases cases(random);
-    for (const std::size_t vectors : {std::size_t{1}, std::size_t{3}, std::size_t{4}}) {
+    const std::size_t vectors_of[3] = {1, 3 * static_cast<std::size_t>(kernels().rgb_groups), 4};
+    for (std::size_t which = 0; which < 3; ++which) {
+      const std::size_t vectors = vectors_of[which];
       // Pixel 2i of the block holds the accumulators of destination pixel i, pixel 2i + 1 its samples.
       const std::size_t values = vectors * lanes;
       std::vector<float> block((2 * kPixels + 16) * values + 256);
@@ -126,7 +128,7 @@ TEST_P(Accumulation, RowSumsRoundOnce) {
       args.table = {spans, weights.data(), weights.size()};
       args.count = kPixels;
       args.out = out.data();
-      kernels().row_pass[vectors == 1 ? 0 : vectors - 2][0](args);
+      kernels().row_pass[which][0](args);
       for (std::size_t k = 0; k < kPixels * values; ++k) {
         ASSERT_EQ(bits_of(out[k]), bits_of(cases.expected(k % kSamples)))
             << vectors << " vectors, value " << k;

@@ -15,7 +15,7 @@ struct SampleOf<16> {
   using Type = std::uint16_t;
 };
 
-template <int kBits>
+template <int kBits, bool>
 void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples, float* out,
                 std::size_t stride) noexcept {
   typename SampleOf<kBits>::Type sample = 0;
@@ -25,6 +25,7 @@ void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t
   }
 }
 
+template <bool>
 void store_block(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
                  std::size_t offset) noexcept {
   for (std::size_t i = 0; i < samples; ++i) rows[0][offset + i] = in[i * stride];

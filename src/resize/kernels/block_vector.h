@@ -2,6 +2,7 @@
 #pragma once
 
 #include "resize/kernels/kernels.h"
+#include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
 namespace {
@@ -25,14 +26,27 @@ inline void load_chunk(const std::uint8_t* const* rows, std::size_t offset, floa
   }
 }
 
+// The same for pixels of four channels: [pixel][row modulo 4] vectors of [row / 4][channel].
 template <int kBits>
+inline void load_pixels(const std::uint8_t* const* rows, std::size_t offset, float* out,
+                        std::size_t stride) noexcept {
+  unroll<0, 4>([&](auto row) {
+    const simd::Raw raw = simd::load_quads(rows + row, offset);
+    unroll<0, 32 / kBits>([&](auto pixel) {
+      simd::store(out + std::size_t{4 * pixel + row} * stride, simd::pixel_to_float<kBits, pixel>(raw));
+    });
+  });
+}
+
+template <int kBits, bool kPixels>
 void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples, float* out,
                 std::size_t stride) noexcept {
   constexpr std::size_t kChunk = 128 / kBits;
   constexpr std::size_t kBytes = kBits / 8;
+  constexpr auto load = kPixels ? load_pixels<kBits> : load_chunk<kBits>;
   std::size_t done = 0;
   for (; samples - done >= kChunk; done += kChunk) {
-    load_chunk<kBits>(rows, offset + done * kBytes, out + done * stride, stride);
+    load(rows, offset + done * kBytes, out + done * stride, stride);
   }
   if (done == samples) return;
   std::uint8_t rest[simd::F32::kLanes][16] = {};
@@ -41,17 +55,25 @@ void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t
     __builtin_memcpy(rest[row], rows[row] + offset + done * kBytes, (samples - done) * kBytes);
     rest_rows[row] = rest[row];
   }
-  load_chunk<kBits>(rest_rows, 0, out + done * stride, stride);
+  load(rest_rows, 0, out + done * stride, stride);
 }
 
+template <bool kPixels>
 void store_block(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
                  std::size_t offset) noexcept {
-  for (std::size_t done = 0; done < samples; done += 4) {
-    const float* from = in + done * stride;
-    simd::F32 v[4];
-    for (std::size_t i = 0; i < 4; ++i) v[i] = simd::load(from + i * stride);
-    simd::transpose_quads(v[0], v[1], v[2], v[3]);
-    for (int i = 0; i < 4; ++i) simd::store_quads(v[i], rows + i, offset + done);
+  constexpr int kQuads = simd::F32::kLanes / 4;
+  for (std::size_t done = 0; done < samples; done += simd::F32::kLanes) {
+    simd::F32 quads[4][kQuads];
+    unroll<0, kQuads>([&](auto quad) {
+      unroll<0, 4>([&](auto row) {
+        quads[row][quad] = simd::load(in);
+        in += stride;
+      });
+      if constexpr (!kPixels) {
+        simd::transpose_quads(quads[0][quad], quads[1][quad], quads[2][quad], quads[3][quad]);
+      }
+    });
+    unroll<0, 4>([&](auto row) { simd::store_quads(quads[row], rows + row, offset + done); });
   }
 }
 

@@ -113,15 +113,19 @@ struct Kernels {
   std::int32_t float_lanes;  // floats in one vector of this variant
   bool fused;                // has a fused multiply-add; without it, provably exact sums are cheaper
 
-  // Turns `samples` samples of `lanes` rows, from byte `offset` on, into vectors `stride` floats apart.
-  // [0] 8-bit, [1] 16-bit samples. May write up to 15 vectors more; reads nothing more.
-  void (*load_block[2])(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples, float* out,
-                        std::size_t stride);
-  // The reverse for row results: vectors `stride` floats apart to `lanes` rows, from float `offset` on.
-  // Handles groups of 4: may read and write up to 3 samples more.
-  void (*store_block)(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
-                      std::size_t offset);
-  // Row pass for 1, 3 or 4 vectors per pixel: [vectors == 1 ? 0 : vectors - 2][sums are exact in double].
+  // Turns `samples` samples of `lanes` rows, from byte `offset` on, into vectors `stride` floats apart: [0]
+  // 8-bit, [1] 16-bit samples; [0] a vector is one sample of every row, [1] four vectors are one pixel of
+  // four channels of every row, in an order that suits the set. May write up to 15 vectors more; reads
+  // nothing more.
+  void (*load_block[2][2])(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples,
+                           float* out, std::size_t stride);
+  // The reverse for row results: vectors `stride` floats apart to `lanes` rows, from float `offset` on; [0]
+  // samples, [1] pixels of four channels. Handles groups of `lanes`: may read and write up to lanes - 1
+  // samples more.
+  void (*store_block[2])(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
+                         std::size_t offset);
+  std::int32_t rgb_groups;  // groups of rows in a block of RGB
+  // Row pass for 1, 3 * rgb_groups or 4 vectors per pixel: [which of them][sums are exact in double].
   void (*row_pass[3][2])(const RowPassArgs& args);
   LanePasses lane_pass;
   // Column pass to the destination's samples: [0] 8-bit, [1] 16-bit. Reads up to kColumnSlack floats more of

@@ -7,6 +7,10 @@
 namespace kyv::resize {
 namespace {
 
+// Groups of rows in a block of RGB: two pixels of one group of 8 lanes are too few sums to hide the latency
+// of a multiply-add.
+constexpr int kRgbGroups = simd::kHasFusedMultiplyAdd && simd::F32::kLanes == 8 ? 2 : 1;
+
 // Sharing samples between two pixels takes more than 8 registers.
 constexpr bool kPairs = sizeof(void*) == 8;
 
@@ -35,14 +39,16 @@ template <int kFirst, int kEnd, int kVectors, bool kExact>
   constexpr int kLanes = simd::F32::kLanes;
   const float* const weights[2] = {weights0, weights1};
   for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
-    simd::Samples x[kVectors];
-    unroll<0, kVectors>([&](auto i) { x[i] = simd::load_samples(samples + i * kLanes); });
-    samples += kVectors * kLanes;
-    unroll<kFirst, kEnd>([&](auto pixel) {
-      const simd::Weight weight = simd::load_weight(weights[pixel] + tap);
-      unroll<0, kVectors>(
-          [&](auto i) { sums.v[pixel][i] = simd::accumulate<kExact>(weight, x[i], sums.v[pixel][i]); });
+    simd::Weight weight[2];
+    unroll<kFirst, kEnd>([&](auto pixel) { weight[pixel] = simd::load_weight(weights[pixel] + tap); });
+    unroll<0, kVectors>([&](auto i) {
+      const float* from = samples + i * kLanes;
+      const simd::Samples x = kEnd - kFirst > 1 ? simd::load_shared_samples(from) : simd::load_samples(from);
+      unroll<kFirst, kEnd>([&](auto pixel) {
+        sums.v[pixel][i] = simd::accumulate<kExact>(weight[pixel], x, sums.v[pixel][i]);
+      });
     });
+    samples += kVectors * kLanes;
   }
 }
 

@@ -134,6 +134,12 @@ using Samples = F32;
 using Sum = F32;
 inline Weight load_weight(const float* p) noexcept { return {_mm256_broadcast_ss(p)}; }
 inline Samples load_samples(const float* p) noexcept { return load(p); }
+// The same for several uses: compilers would rather load it again for each.
+inline Samples load_shared_samples(const float* p) noexcept {
+  Samples a = load(p);
+  asm("" : "+x"(a.v));
+  return a;
+}
 inline Sum zero_sum() noexcept { return {_mm256_setzero_ps()}; }
 // sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
 template <bool kSumsAreExact>
@@ -157,9 +163,10 @@ inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexc
   };
   return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(0)), quad(4), 1)};
 }
-inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
-  _mm_storeu_ps(rows[0] + offset, _mm256_castps256_ps128(a.v));
-  _mm_storeu_ps(rows[4] + offset, _mm256_extractf128_ps(a.v, 1));
+// The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
+inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+  _mm256_storeu_ps(rows[0] + offset, _mm256_permute2f128_ps(a[0].v, a[1].v, 0x20));
+  _mm256_storeu_ps(rows[4] + offset, _mm256_permute2f128_ps(a[0].v, a[1].v, 0x31));
 }
 inline F32 as_floats(Raw a) noexcept { return {_mm256_castsi256_ps(a.v)}; }
 inline Raw as_raw(F32 a) noexcept { return {_mm256_castps_si256(a.v)}; }
@@ -323,6 +330,26 @@ inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const float*
   output(1, _mm256_blend_ps(a.low, a.high, 0x0F), b.low);
   output(2, a.high, _mm256_blend_ps(b.low, b.high, 0x0F));
   output(3, a.high, b.high);
+}
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: pixels of four channels, a quad of floats each.
+namespace kyv::simd {
+namespace {
+
+// Pixel number kPixel of each quad of 8-bit or 16-bit samples.
+template <int kBits, int kPixel>
+inline F32 pixel_to_float(Raw a) noexcept {
+  if constexpr (kBits == 8) {
+    const __m128i quad = _mm_add_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(4 * kPixel - 0x7F7F8000));
+    return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(a.v, _mm256_broadcastsi128_si256(quad)))};
+  } else {
+    const __m256i zero = _mm256_setzero_si256();
+    return {_mm256_cvtepi32_ps(kPixel == 0 ? _mm256_unpacklo_epi16(a.v, zero)
+                                           : _mm256_unpackhi_epi16(a.v, zero))};
+  }
 }
 
 }  // namespace

@@ -148,6 +148,12 @@ using Samples = F32;
 using Sum = F32;
 inline Weight load_weight(const float* p) noexcept { return broadcast(*p); }
 inline Samples load_samples(const float* p) noexcept { return load(p); }
+// The same for several uses: compilers would rather load it again for each.
+inline Samples load_shared_samples(const float* p) noexcept {
+  Samples a = load(p);
+  asm("" : "+v"(a.v));
+  return a;
+}
 inline Sum zero_sum() noexcept { return {_mm512_setzero_ps()}; }
 // sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
 template <bool kSumsAreExact>
@@ -174,11 +180,16 @@ inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexc
   v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(8));
   return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(12))};
 }
-inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
-  _mm_storeu_ps(rows[0] + offset, _mm512_castps512_ps128(a.v));
-  _mm_storeu_ps(rows[4] + offset, _mm512_extractf32x4_ps(a.v, 1));
-  _mm_storeu_ps(rows[8] + offset, _mm512_extractf32x4_ps(a.v, 2));
-  _mm_storeu_ps(rows[12] + offset, _mm512_extractf32x4_ps(a.v, 3));
+// The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
+inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+  const __m512 ab_lo = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0x44);
+  const __m512 ab_hi = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0xEE);
+  const __m512 cd_lo = _mm512_shuffle_f32x4(a[2].v, a[3].v, 0x44);
+  const __m512 cd_hi = _mm512_shuffle_f32x4(a[2].v, a[3].v, 0xEE);
+  _mm512_storeu_ps(rows[0] + offset, _mm512_shuffle_f32x4(ab_lo, cd_lo, 0x88));
+  _mm512_storeu_ps(rows[4] + offset, _mm512_shuffle_f32x4(ab_lo, cd_lo, 0xDD));
+  _mm512_storeu_ps(rows[8] + offset, _mm512_shuffle_f32x4(ab_hi, cd_hi, 0x88));
+  _mm512_storeu_ps(rows[12] + offset, _mm512_shuffle_f32x4(ab_hi, cd_hi, 0xDD));
 }
 inline F32 as_floats(Raw a) noexcept { return {_mm512_castsi512_ps(a.v)}; }
 inline Raw as_raw(F32 a) noexcept { return {_mm512_castps_si512(a.v)}; }
@@ -304,6 +315,26 @@ inline void store_interleaved(float* p, F32 a, F32 b, const float* numbers, std:
   const __m512i second = _mm512_loadu_si512(numbers + 16);
   _mm512_storeu_ps(p, _mm512_permutex2var_ps(a.v, first, b.v));
   _mm512_storeu_ps(p + 16, _mm512_permutex2var_ps(a.v, second, b.v));
+}
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: pixels of four channels, a quad of floats each.
+namespace kyv::simd {
+namespace {
+
+// Pixel number kPixel of each quad of 8-bit or 16-bit samples.
+template <int kBits, int kPixel>
+inline F32 pixel_to_float(Raw a) noexcept {
+  if constexpr (kBits == 8) {
+    const __m128i quad = _mm_add_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(4 * kPixel - 0x7F7F8000));
+    return {_mm512_cvtepi32_ps(_mm512_shuffle_epi8(a.v, _mm512_broadcast_i32x4(quad)))};
+  } else {
+    const __m512i zero = _mm512_setzero_si512();
+    return {_mm512_cvtepi32_ps(kPixel == 0 ? _mm512_unpacklo_epi16(a.v, zero)
+                                           : _mm512_unpackhi_epi16(a.v, zero))};
+  }
 }
 
 }  // namespace

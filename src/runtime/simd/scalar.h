@@ -93,6 +93,7 @@ using Samples = Weight;
 using Sum = Weight;
 inline Weight load_weight(const float* p) noexcept { return {static_cast<double>(*p)}; }
 inline Samples load_samples(const float* p) noexcept { return {static_cast<double>(*p)}; }
+inline Samples load_shared_samples(const float* p) noexcept { return load_samples(p); }
 inline Sum zero_sum() noexcept { return {0.0}; }
 
 // a + b rounded to odd: where the sum is inexact, the neighbouring double with the odd last bit. Rounding

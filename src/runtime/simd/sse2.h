@@ -132,6 +132,7 @@ inline Samples load_samples(const float* p) noexcept {
   };
   return {two(p), two(p + 2)};
 }
+inline Samples load_shared_samples(const float* p) noexcept { return load_samples(p); }
 inline Sum zero_sum() noexcept { return {_mm_setzero_pd(), _mm_setzero_pd()}; }
 
 // a + b rounded to odd: where the sum is inexact, the neighbouring double with the odd last bit. Rounding
@@ -213,8 +214,9 @@ struct Raw {
 inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
   return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[0] + offset))};
 }
-inline void store_quads(F32 a, float* const* rows, std::size_t offset) noexcept {
-  _mm_storeu_ps(rows[0] + offset, a.v);
+// The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
+inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+  _mm_storeu_ps(rows[0] + offset, a[0].v);
 }
 inline F32 as_floats(Raw a) noexcept { return {_mm_castsi128_ps(a.v)}; }
 inline Raw as_raw(F32 a) noexcept { return {_mm_castps_si128(a.v)}; }
@@ -253,6 +255,25 @@ inline F64 select_less(F64 a, F64 b, F64 x, F64 y) noexcept {
   return {_mm_or_pd(_mm_and_pd(mask, x.v), _mm_andnot_pd(mask, y.v))};
 }
 inline F64 lane_numbers() noexcept { return {_mm_setr_pd(0, 1)}; }
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: pixels of four channels, a quad of floats each.
+namespace kyv::simd {
+namespace {
+
+// Pixel number kPixel of each quad of 8-bit or 16-bit samples.
+template <int kBits, int kPixel>
+inline F32 pixel_to_float(Raw a) noexcept {
+  const __m128i zero = _mm_setzero_si128();
+  if constexpr (kBits == 8) {
+    const __m128i two = kPixel < 2 ? _mm_unpacklo_epi8(a.v, zero) : _mm_unpackhi_epi8(a.v, zero);
+    return pixel_to_float<16, kPixel % 2>(Raw{two});
+  } else {
+    return {_mm_cvtepi32_ps(kPixel == 0 ? _mm_unpacklo_epi16(a.v, zero) : _mm_unpackhi_epi16(a.v, zero))};
+  }
+}
 
 }  // namespace
 }  // namespace kyv::simd
