@@ -39,7 +39,7 @@ class Builder {
   }
 
   LanePlan build() noexcept {
-    if (!measure()) return {};
+    if (!may_pay() || !measure()) return {};
     std::uint32_t patterns = 0;
     for (std::int32_t g = 0; g < plan_.group_count; ++g) {
       LaneGroup& group = storage_.groups[g];
@@ -142,6 +142,11 @@ class Builder {
     const std::int64_t reach = last_window * channels_ + windows.farthest + window;
     plan_.reach = static_cast<std::int32_t>(std::min<std::int64_t>(reach, storage_.most_reach));
     return reach <= storage_.most_reach && pays(positions);
+  }
+
+  // False where `pays` is sure to say no, known before the plan is measured.
+  bool may_pay() const noexcept {
+    return !quarters_ || (channels_ != 3 && source_.bytes > passes_.large_source);
   }
 
   // Whether this is faster than blocks of rows, as measured. Two pixels that share a small window always are,
