@@ -24,14 +24,15 @@ constexpr std::size_t kChunkSamples = 512;      // destination samples that the 
 constexpr std::size_t kStreamedSamples = 1024;  // the same, where a destination goes past the caches
 constexpr std::size_t kStagedBytes = 2 * kStreamedSamples;
 constexpr std::uint64_t kStreamedBytes = std::uint64_t{8} << 20;  // least destination that does
-constexpr std::int32_t kSegment = 16;      // destination pixels between two steps of conversion
+constexpr std::int32_t kSegment = 32;      // most destination pixels between two steps of conversion
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
 constexpr std::uint64_t kWindowFloats = 4096;  // converted samples that stay in the first cache
 constexpr std::int64_t kLineBytes = 64;        // a cache line
 constexpr std::uint64_t kFetchedBytes = std::uint64_t{1} << 20;  // larger sources are fetched ahead
-constexpr double kFetchedSegment = 256.0;  // most bytes of a row that are fetched at once
-constexpr std::size_t kActiveRows = 8;     // destination rows that a source row contributes to
+constexpr double kFetchedSegment = 256.0;  // most bytes of a row that are fetched at once, if the segment
+constexpr std::int32_t kLeastFetchedSegment = 8;  // does not get smaller than this for it
+constexpr std::size_t kActiveRows = 8;            // destination rows that a source row contributes to
 
 std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
@@ -129,9 +130,11 @@ class FilteredResize {
     layout_ = job.channels == 4 ? 1 : 0;
     ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes);
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
-    const double segment_bytes = kSegment * geometry.x.inverse * job.channels * sample_bytes_;
-    const std::int32_t most = fetches_ && segment_bytes > kFetchedSegment ? kSegment / 2 : kSegment;
-    segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, most);
+    segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
+    const double pixel_bytes = geometry.x.inverse * job.channels * sample_bytes_;
+    while (fetches_ && segment_ > kLeastFetchedSegment && segment_ * pixel_bytes > kFetchedSegment) {
+      segment_ /= 2;
+    }
     source_ = static_cast<const std::uint8_t*>(job.src) +
               static_cast<std::ptrdiff_t>(geometry.y.origin) * job.src_step +
               static_cast<std::ptrdiff_t>(geometry.x.origin) * job.channels * sample_bytes_;

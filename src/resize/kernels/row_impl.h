@@ -11,6 +11,11 @@ namespace {
 // of a multiply-add.
 constexpr int kRgbGroups = simd::kHasFusedMultiplyAdd && simd::F32::kLanes == 8 ? 2 : 1;
 
+// Sums of so few taps are written out tap by tap: sharing samples with a neighbour costs them more than it
+// saves, unless it spares turning them into doubles.
+constexpr std::int32_t kShortTaps = 4;
+constexpr bool kHasShortSums = simd::kHasFusedMultiplyAdd;
+
 // Sharing samples between two pixels takes more than 8 registers.
 constexpr bool kPairs = sizeof(void*) == 8;
 
@@ -72,6 +77,36 @@ inline void row_pixel(const RowPassArgs& args, const TapSpan& span, float* out) 
   unroll<0, kVectors>([&](auto i) { simd::store(out + i * kLanes, total[i]); });
 }
 
+// One pixel of kTaps taps.
+template <int kVectors, int kTaps>
+[[gnu::always_inline]] inline void row_taps(const float* samples, const float* weights, float* out) noexcept {
+  RowSums<kVectors> sums;
+  clear<0>(sums);
+  unroll<0, kTaps>([&](auto tap) {
+    add_taps<0, 1, kVectors, true>(sums, samples + tap * kVectors * simd::F32::kLanes, weights + tap, nullptr,
+                                   1);
+  });
+  store_sums<0>(out, sums);
+}
+
+// One pixel of at most kShortTaps taps.
+template <int kVectors>
+[[gnu::always_inline]] inline void row_short(const RowPassArgs& args, const TapSpan& span,
+                                             float* out) noexcept {
+  const float* samples = args.samples + (span.first - args.origin) * (kVectors * simd::F32::kLanes);
+  const float* weights = args.table.weights + span.phase * args.table.stride;
+  switch (span.count) {
+    case 4:
+      return row_taps<kVectors, 4>(samples, weights, out);
+    case 3:
+      return row_taps<kVectors, 3>(samples, weights, out);
+    case 2:
+      return row_taps<kVectors, 2>(samples, weights, out);
+    default:
+      return row_taps<kVectors, 1>(samples, weights, out);
+  }
+}
+
 // Two neighbouring pixels of at most one block each whose taps overlap: those of the first alone, the shared
 // ones, those of the second alone.
 template <int kVectors, bool kExact>
@@ -100,6 +135,12 @@ void row_pass(const RowPassArgs& args) noexcept {
   const TapSpan* span = args.table.spans + args.first;
   float* out = args.out;
   for (std::int32_t left = args.count; left > 0;) {
+    if (kHasShortSums && span->count <= kShortTaps) {
+      row_short<kVectors>(args, *span++, out);
+      out += kPixel;
+      --left;
+      continue;
+    }
     const bool pair = kPairs && left > 1 && span[0].count <= kTapBlock && span[1].count <= kTapBlock &&
                       span[1].first >= span[0].first && span[1].first < span[0].first + span[0].count &&
                       span[1].first + span[1].count >= span[0].first + span[0].count;
