@@ -41,7 +41,8 @@ struct LinePlan {
   std::int32_t part_pitch;
   const std::int32_t* positions;  // result k of the finished transform is element positions[k]
 
-  // The convolution methods: the transform of the kernel, over the inner length and by it divided, the
+  // The convolution methods: the transform of the kernel, over the inner length and by it divided, in the
+  // order that the inner stages leave it in; the
   // elements to take and to fill (Rader: powers of a generator and of its inverse), the chirp (Bluestein).
   const LinePlan* inner;
   const T* spectrum_re;

@@ -19,8 +19,9 @@ struct LineShape {
   LineMethod method = LineMethod::kMixedRadix;
   std::uint8_t stages = 0;
   std::uint8_t radices[kMaxStages] = {};
-  std::int32_t inner_length = 0;  // of the convolution methods
-  double cost = 0;                // of one element, about in nanoseconds times a constant
+  std::int32_t inner_length = 0;   // of the convolution methods
+  std::int32_t work_elements = 0;  // that these take beside the line
+  double cost = 0;                 // of one element, about in nanoseconds times a constant
 };
 
 double radix_cost(int radix) noexcept {
@@ -150,6 +151,33 @@ LineShape convolution_length(std::int64_t least, RadixSet radices) noexcept {
   return best;
 }
 
+// The unused elements behind each part that the first stage makes.
+enum class PartGap : std::int32_t { kNone = 0, kOneElement = 1 };
+
+std::int32_t part_length(const LineShape& shape) noexcept {
+  return shape.stages > 0 ? shape.length / shape.radices[0] : shape.length;
+}
+
+std::int32_t part_pitch(const LineShape& shape, PartGap gap) noexcept {
+  return part_length(shape) + static_cast<std::int32_t>(gap);
+}
+
+// Elements that a line takes, the gaps among them.
+std::int32_t elements_with_gaps(const LineShape& shape, PartGap gap) noexcept {
+  return part_pitch(shape, gap) * (shape.stages > 0 ? shape.radices[0] : 1);
+}
+
+PartGap gap_of(const LineShape& shape) noexcept {
+  return shape.method == LineMethod::kMixedRadix && shape.stages > 1 ? PartGap::kOneElement : PartGap::kNone;
+}
+
+void use_convolution(LineShape& shape, LineMethod method, const LineShape& inner) noexcept {
+  shape.method = method;
+  shape.inner_length = inner.length;
+  shape.work_elements = elements_with_gaps(inner, gap_of(inner));
+  shape.cost = convolution_cost(inner, shape.length);
+}
+
 // Inner length 0 with a convolution method: there is no plan for this length.
 LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
   LineShape direct;
@@ -160,15 +188,12 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
   shape.method = LineMethod::kBluestein;
   const LineShape padded = convolution_length(2 * static_cast<std::int64_t>(length) - 1, radices);
   if (padded.cost < 0) return shape;
-  shape.inner_length = padded.length;
-  shape.cost = convolution_cost(padded, length);
+  use_convolution(shape, LineMethod::kBluestein, padded);
 
   LineShape cyclic;
   if (is_prime(length) && factorize(cyclic, length - 1, radices) &&
       convolution_cost(cyclic, length) < shape.cost) {
-    shape.method = LineMethod::kRader;
-    shape.inner_length = cyclic.length;
-    shape.cost = convolution_cost(cyclic, length);
+    use_convolution(shape, LineMethod::kRader, cyclic);
   }
   return shape;
 }
@@ -195,26 +220,6 @@ class Arena {
   std::byte* memory_;
   std::uint64_t used_ = 0;
 };
-
-// The unused elements behind each part that the first stage makes.
-enum class PartGap : std::int32_t { kNone = 0, kOneElement = 1 };
-
-std::int32_t part_length(const LineShape& shape) noexcept {
-  return shape.stages > 0 ? shape.length / shape.radices[0] : shape.length;
-}
-
-std::int32_t part_pitch(const LineShape& shape, PartGap gap) noexcept {
-  return part_length(shape) + static_cast<std::int32_t>(gap);
-}
-
-// Elements that a line takes, the gaps among them.
-std::int32_t elements_with_gaps(const LineShape& shape, PartGap gap) noexcept {
-  return part_pitch(shape, gap) * (shape.stages > 0 ? shape.radices[0] : 1);
-}
-
-PartGap gap_of(const LineShape& shape) noexcept {
-  return shape.method == LineMethod::kMixedRadix && shape.stages > 1 ? PartGap::kOneElement : PartGap::kNone;
-}
 
 // Where result k of the stages is left: its mixed-radix digits in reverse order.
 void fill_positions(const LineShape& shape, PartGap gap, std::int32_t* positions) noexcept {
@@ -343,19 +348,22 @@ void fill_bluestein_kernel(const double* root_re, const double* root_im, std::in
   }
 }
 
-// The transform of `b` in double precision, divided by its length.
+// The transform of `b` in double precision, divided by its length, in the order of the elements.
 template <class T>
 void fill_spectrum(const LinePlan<double>& plan, const Sequence& b, double* work, T* re, T* im) noexcept {
   const std::int32_t n = plan.length;
+  const std::int32_t part = n / plan.radices[0];
+  const auto element = [&](std::int32_t k) {
+    return work + 2 * static_cast<std::ptrdiff_t>(k / part * plan.part_pitch + k % part);
+  };
   for (std::int32_t k = 0; k < n; ++k) {
-    work[2 * static_cast<std::size_t>(k)] = b.re[k];
-    work[2 * static_cast<std::size_t>(k) + 1] = b.im[k];
+    element(k)[0] = b.re[k];
+    element(k)[1] = b.im[k];
   }
   kernels_scalar.double_precision.transform_lines(plan, work, nullptr);
   for (std::int32_t k = 0; k < n; ++k) {
-    const double* result = work + 2 * static_cast<std::size_t>(plan.positions[k]);
-    re[k] = static_cast<T>(result[0] / n);
-    im[k] = static_cast<T>(result[1] / n);
+    re[k] = static_cast<T>(element(k)[0] / n);
+    im[k] = static_cast<T>(element(k)[1] / n);
   }
 }
 
@@ -363,6 +371,7 @@ template <class T>
 LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& arena) noexcept {
   LineShape inner_shape;
   factorize(inner_shape, shape.inner_length, radices);
+  const PartGap gap = gap_of(inner_shape);
   const bool rader = shape.method == LineMethod::kRader;
   const auto n = static_cast<std::uint64_t>(shape.length);
   const auto inner_n = static_cast<std::uint64_t>(shape.inner_length);
@@ -376,17 +385,17 @@ LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& ar
   auto* second_table = arena.take<T>(n);
   auto* gather = arena.take<std::int32_t>(rader ? n : 0);
   auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
-  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, PartGap::kNone, arena);
+  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, gap, arena);
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
     exact_inner = inner;
   } else {
-    exact_inner = lay_mixed_radix<double>(inner_shape, PartGap::kNone, arena);
+    exact_inner = lay_mixed_radix<double>(inner_shape, gap, arena);
   }
   auto* root_re = arena.take<double>(root_count);
   auto* root_im = arena.take<double>(root_count);
   const Sequence kernel{arena.take<double>(inner_n), arena.take<double>(inner_n)};
-  auto* work = arena.take<double>(2 * inner_n);
+  auto* work = arena.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
   if (arena.counting()) return nullptr;
 
   *plan = {};
@@ -511,8 +520,8 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const std::uint64_t row_elements =
       method.rows_within_lanes
           ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row + 1
-          : row + 2 * static_cast<std::uint64_t>(method.row.inner_length);
-  const std::uint64_t column_elements = 2 * static_cast<std::uint64_t>(method.column.inner_length);
+          : row + static_cast<std::uint64_t>(method.row.work_elements);
+  const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
   layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
   layout.output = choose_output(shape, method.column);
   layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;

@@ -23,7 +23,7 @@ struct PrecisionKernels {
                           void* workspace) noexcept;
 
   // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
-  // methods 2 * plan.inner->length elements of `work`. Result k is then element plan.positions[k].
+  // methods those of plan.inner with their gaps in `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
   // Squares of 8, 16, 32 and 64; null where there is no such code.

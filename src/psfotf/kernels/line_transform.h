@@ -1,7 +1,8 @@
 // One-dimensional transforms of a vector of lines at a time.
 //
 // An element holds kLanes real parts and then kLanes imaginary parts, one lane per line. Stages decimate in
-// frequency, in place; the results stay at digit-reversed places (LinePlan::positions).
+// frequency, in place; the results stay at digit-reversed places (LinePlan::positions). The way back from a
+// convolution's spectrum decimates in time, from those places to natural order.
 #pragma once
 
 #include <cstddef>
@@ -41,28 +42,40 @@ template <class T>
 struct Roots {
   const T* re;
   const T* im;
-  std::ptrdiff_t step;  // from one root of the stage's length to the next
+  std::ptrdiff_t order;
+  std::ptrdiff_t step;   // from one root of the stage's length to the next
+  std::ptrdiff_t start;  // the first butterfly's
 };
 
+// Where the roots of a stage belong: behind its butterflies or, reversed, before them.
+enum class Decimation { kInFrequency, kInTime };
+
+template <class V>
+[[gnu::always_inline]] inline Complex<V> multiply(const Complex<V>& a, const Roots<LaneOf<V>>& roots,
+                                                  std::ptrdiff_t k) noexcept {
+  return multiply(a, simd::broadcast(roots.re[k]), simd::broadcast(roots.im[k]));
+}
+
 // `groups` transforms of length R * m, cut into parts of m elements that lie `pitch` elements apart:
-// butterflies across the parts, then the roots of that length.
-template <class V, int R>
+// butterflies across the parts, and the roots of that length.
+template <class V, int R, Decimation D>
 void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                     const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
   for (std::int32_t g = 0; g < groups; ++g) {
-    std::ptrdiff_t at = 0;
+    std::ptrdiff_t at = roots.start;
     for (std::int32_t j = 0; j < m; ++j) {
       Complex<V> x[R];
 #pragma GCC unroll 16
-      for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * stride);
+      for (int i = 0; i < R; ++i) {
+        x[i] = load_element<V>(data + i * stride);
+        if (D == Decimation::kInTime && i > 0) x[i] = multiply(x[i], roots, i * at);
+      }
       Butterfly<R>::apply(x);
-      store_element<V>(data, x[0]);
 #pragma GCC unroll 16
-      for (int q = 1; q < R; ++q) {
-        const Complex<V> y =
-            multiply(x[q], simd::broadcast(roots.re[q * at]), simd::broadcast(roots.im[q * at]));
-        store_element<V>(data + q * stride, y);
+      for (int q = 0; q < R; ++q) {
+        const bool rotated = D == Decimation::kInFrequency && q > 0;
+        store_element<V>(data + q * stride, rotated ? multiply(x[q], roots, q * at) : x[q]);
       }
       data += kElement<V>;
       at += roots.step;
@@ -94,7 +107,7 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
                       std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
   const std::ptrdiff_t source_stride = m * static_cast<std::ptrdiff_t>(V::kLanes);
-  std::ptrdiff_t at = 0;
+  std::ptrdiff_t at = roots.start;
   for (std::int32_t j = 0; j < m; ++j) {
     Complex<V> x[R];
     load_row_elements<V, R>(re, im, source_stride, ahead, x);
@@ -102,9 +115,7 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
     store_element<V>(data, x[0]);
 #pragma GCC unroll 16
     for (int q = 1; q < R; ++q) {
-      const Complex<V> y =
-          multiply(x[q], simd::broadcast(roots.re[q * at]), simd::broadcast(roots.im[q * at]));
-      store_element<V>(data + q * stride, y);
+      store_element<V>(data + q * stride, multiply(x[q], roots, q * at));
     }
     re += V::kLanes;
     im += V::kLanes;
@@ -161,22 +172,28 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gro
 }
 
 // An odd radix without code of its own, summed directly.
-template <class V>
+template <class V, Decimation D>
 void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                   const Roots<LaneOf<V>>& roots) noexcept {
   const int half = radix / 2;
   const std::ptrdiff_t stride = pitch * kElement<V>;
-  const std::ptrdiff_t turn = m * roots.step;  // one radix-th of the circle
+  const std::ptrdiff_t turn = roots.order / radix;  // one radix-th of the circle
+  const auto rotated = [&](const Complex<V>& a, Decimation at_hand, std::ptrdiff_t k) {
+    return D == at_hand ? multiply(a, roots, k) : a;
+  };
   Complex<V> sum[kMaxDirectRadix / 2];
   Complex<V> difference[kMaxDirectRadix / 2];
   for (std::int32_t g = 0; g < groups; ++g) {
-    std::ptrdiff_t at = 0;
+    std::ptrdiff_t at = roots.start;
     for (std::int32_t j = 0; j < m; ++j) {
       const Complex<V> first = load_element<V>(data);
       Complex<V> total = first;
       for (int i = 0; i < half; ++i) {
-        const Complex<V> a = load_element<V>(data + (i + 1) * stride);
-        const Complex<V> b = load_element<V>(data + (radix - 1 - i) * stride);
+        const int mirrored = radix - 1 - i;
+        const Complex<V> a =
+            rotated(load_element<V>(data + (i + 1) * stride), Decimation::kInTime, (i + 1) * at);
+        const Complex<V> b =
+            rotated(load_element<V>(data + mirrored * stride), Decimation::kInTime, mirrored * at);
         sum[i] = a + b;
         difference[i] = a - b;
         total = total + sum[i];
@@ -197,11 +214,9 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
           odd.im = mul_add(difference[i].im, s, odd.im);
         }
         const int mirrored = radix - k;
-        store_element<V>(data + k * stride, multiply(add_i(even, odd), simd::broadcast(roots.re[k * at]),
-                                                     simd::broadcast(roots.im[k * at])));
+        store_element<V>(data + k * stride, rotated(add_i(even, odd), Decimation::kInFrequency, k * at));
         store_element<V>(data + mirrored * stride,
-                         multiply(sub_i(even, odd), simd::broadcast(roots.re[mirrored * at]),
-                                  simd::broadcast(roots.im[mirrored * at])));
+                         rotated(sub_i(even, odd), Decimation::kInFrequency, mirrored * at));
       }
       data += kElement<V>;
       at += roots.step;
@@ -215,13 +230,16 @@ struct RadixCode {
   void (*load_first)(const double*, const double*, std::ptrdiff_t, LaneOf<V>*, std::int32_t, std::int32_t,
                      const Roots<LaneOf<V>>&) noexcept;
   void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
+  void (*twiddled_in_time)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t,
+                           const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
 
 template <class V, int R>
 constexpr RadixCode<V> radix_code() noexcept {
-  return {load_first_stage<V, R>, twiddled_stage<V, R>, last_stage<V, R>, store_last_stage<V, R>};
+  return {load_first_stage<V, R>, twiddled_stage<V, R, Decimation::kInFrequency>,
+          twiddled_stage<V, R, Decimation::kInTime>, last_stage<V, R>, store_last_stage<V, R>};
 }
 
 // Radices that only a set with thirty-two registers gains from. The scalar one has them because the planner
@@ -255,37 +273,63 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     composite_radix_code<V, 15>(),
 };
 
-// One stage of `groups` adjacent transforms of `length` elements.
 template <class V>
+Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t length,
+                             std::int32_t first = 0) noexcept {
+  const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(plan.length / length) * plan.root_step;
+  return {plan.root_re, plan.root_im, static_cast<std::ptrdiff_t>(plan.length) * plan.root_step, step,
+          first * step};
+}
+
+template <class V, Decimation D>
+void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
+               const Roots<LaneOf<V>>& roots) noexcept {
+  if (radix > kMaxFixedRadix) return direct_stage<V, D>(data, radix, groups, m, pitch, roots);
+  const RadixCode<V>& code = kRadixCode<V>[radix];
+  (D == Decimation::kInTime ? code.twiddled_in_time : code.twiddled)(data, groups, m, pitch, roots);
+}
+
+// One stage of `groups` adjacent transforms of `length` elements.
+template <class V, Decimation D = Decimation::kInFrequency>
 void run_stage(const LinePlan<LaneOf<V>>& plan, int radix, std::int32_t groups, std::int32_t length,
                std::int32_t pitch, LaneOf<V>* data) noexcept {
   const std::int32_t m = length / radix;
-  const Roots<LaneOf<V>> roots{plan.root_re, plan.root_im,
-                               static_cast<std::ptrdiff_t>(plan.length / length) * plan.root_step};
-  if (radix > kMaxFixedRadix) {
-    direct_stage<V>(data, radix, groups, m, pitch, roots);
-  } else if (m == 1) {
-    kRadixCode<V>[radix].last(data, groups);
-  } else {
-    kRadixCode<V>[radix].twiddled(data, groups, m, pitch, roots);
+  if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, groups);
+  run_radix<V, D>(radix, data, groups, m, pitch, stage_roots<V>(plan, length));
+}
+
+// Stages 1 to last - 1 of a mixed-radix plan on one of the parts.
+template <class V>
+void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part) noexcept {
+  std::int32_t groups = 1;
+  std::int32_t length = plan.length / plan.radices[0];
+  for (int s = 1; s < last; ++s) {
+    const int radix = plan.radices[s];
+    run_stage<V>(plan, radix, groups, length, length / radix, part);
+    groups *= radix;
+    length /= radix;
   }
 }
 
-// Stages 1 to last - 1 of a mixed-radix plan, part after part.
+// All stages but the first, in time: from the places that run_part() leaves results at to natural order.
+template <class V>
+void run_part_in_time(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* part) noexcept {
+  std::int32_t groups = plan.length / plan.radices[0];
+  std::int32_t length = 1;
+  for (int s = plan.stages - 1; s >= 1; --s) {
+    const int radix = plan.radices[s];
+    groups /= radix;
+    run_stage<V, Decimation::kInTime>(plan, radix, groups, length * radix, length, part);
+    length *= radix;
+  }
+}
+
+// Stages 1 to last - 1, part after part.
 template <class V>
 void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data) noexcept {
   if (last < 2) return;
-  const int parts = plan.radices[0];
-  for (int i = 0; i < parts; ++i) {
-    std::int32_t groups = 1;
-    std::int32_t length = plan.length / parts;
-    for (int s = 1; s < last; ++s) {
-      const int radix = plan.radices[s];
-      run_stage<V>(plan, radix, groups, length, length / radix, data);
-      groups *= radix;
-      length /= radix;
-    }
-    data += plan.part_pitch * kElement<V>;
+  for (int i = 0; i < plan.radices[0]; ++i, data += plan.part_pitch * kElement<V>) {
+    run_part<V>(plan, last, data);
   }
 }
 
@@ -302,64 +346,90 @@ void run_stages(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
   run_stages<V>(plan, plan.stages, data);
 }
 
-// work[second] = the convolution's spectrum times work[first], parts swapped and in natural order: the same
-// stages then give the inverse transform.
-template <class V>
-void convolve(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* first, LaneOf<V>* second) noexcept {
-  const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  for (std::int32_t k = 0; k < inner.length; ++k) {
-    const Complex<V> a = load_element<V>(first + inner.positions[k] * kElement<V>);
-    const Complex<V> c =
-        multiply(a, simd::broadcast(plan.spectrum_re[k]), simd::broadcast(plan.spectrum_im[k]));
-    store_element<V>(second + k * kElement<V>, Complex<V>{c.im, c.re});
+// Butterflies of a convolution's outer stages that are done between the copies of their inputs or results:
+// so many that these stay in the first cache.
+inline constexpr std::int32_t kButterfliesAtOnce = 8;
+
+// The first stage, some butterflies after another. `copy(n, place)` is called for element n of the line,
+// before (in frequency) or after (in time) its butterfly; `place` is where it lies.
+template <class V, Decimation D, class Copy>
+[[gnu::always_inline]] inline void run_outer_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
+                                                   const Copy& copy) noexcept {
+  const int radix = plan.radices[0];
+  const std::int32_t m = plan.length / radix;
+  for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
+    const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
+    LaneOf<V>* here = data + first * kElement<V>;
+    const auto copy_all = [&] {
+      for (int i = 0; i < radix; ++i) {
+        LaneOf<V>* part = here + static_cast<std::ptrdiff_t>(i) * plan.part_pitch * kElement<V>;
+        for (std::int32_t j = 0; j < count; ++j) copy(i * m + first + j, part + j * kElement<V>);
+      }
+    };
+    if (D == Decimation::kInFrequency) copy_all();
+    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, stage_roots<V>(plan, plan.length, first));
+    if (D == Decimation::kInTime) copy_all();
   }
+}
+
+// What is left of a convolution between its outer stages: the spectrum and back again, real and imaginary
+// parts exchanged, part after part. Adds `offset` to each result; returns the sum of the inputs.
+template <class V>
+Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
+                          const Complex<V>& offset) noexcept {
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const std::int32_t count = inner.length / inner.radices[0];
+  const LaneOf<V>* spectrum_re = plan.spectrum_re;
+  const LaneOf<V>* spectrum_im = plan.spectrum_im;
+  Complex<V> sum{};
+  for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
+    run_part<V>(inner, inner.stages, data);
+    if (i == 0) sum = load_element<V>(data);
+    for (std::int32_t k = 0; k < count; ++k) {
+      LaneOf<V>* place = data + k * kElement<V>;
+      const Complex<V> c =
+          multiply(load_element<V>(place), simd::broadcast(*spectrum_re++), simd::broadcast(*spectrum_im++));
+      store_element<V>(place, Complex<V>{c.im, c.re});
+    }
+    // A constant in every result of the inverse transform is a constant in its first input.
+    if (i == 0) store_element<V>(data, load_element<V>(data) + Complex<V>{offset.im, offset.re});
+    run_part_in_time<V>(inner, data);
+  }
+  return sum;
 }
 
 // Rader 1968: the powers of a generator turn a prime length p into a cyclic convolution of length p - 1.
 template <class V>
 void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
-  const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  LaneOf<V>* other = work + inner.length * kElement<V>;
-  for (std::int32_t q = 0; q < inner.length; ++q) {
-    store_element<V>(work + q * kElement<V>, load_element<V>(data + plan.gather[q] * kElement<V>));
-  }
-  run_stages<V>(inner, work);
+  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
+    store_element<V>(place, load_element<V>(data + plan.gather[n] * kElement<V>));
+  });
   const Complex<V> first = load_element<V>(data);
-  store_element<V>(data, first + load_element<V>(work));
-  convolve<V>(plan, work, other);
-  // A constant in every result of the inverse transform is a constant in its first input.
-  const Complex<V> c = load_element<V>(other);
-  store_element<V>(other, c + Complex<V>{first.im, first.re});
-  run_stages<V>(inner, other);
-  for (std::int32_t q = 0; q < inner.length; ++q) {
-    const Complex<V> y = load_element<V>(other + inner.positions[q] * kElement<V>);
-    store_element<V>(data + plan.scatter[q] * kElement<V>, Complex<V>{y.im, y.re});
-  }
+  store_element<V>(data, first + convolve_parts<V>(plan, work, first));
+  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
+    const Complex<V> y = load_element<V>(place);
+    store_element<V>(data + plan.scatter[n] * kElement<V>, Complex<V>{y.im, y.re});
+  });
 }
 
 // Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
 template <class V>
 void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
-  const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  LaneOf<V>* other = work + inner.length * kElement<V>;
-  for (std::int32_t j = 0; j < plan.length; ++j) {
-    const Complex<V> x = load_element<V>(data + j * kElement<V>);
-    store_element<V>(work + j * kElement<V>,
-                     multiply(x, simd::broadcast(plan.chirp_re[j]), simd::broadcast(plan.chirp_im[j])));
-  }
+  const auto chirped = [&](const Complex<V>& a, std::int32_t n) {
+    return multiply(a, simd::broadcast(plan.chirp_re[n]), simd::broadcast(plan.chirp_im[n]));
+  };
   const V zero = constant<V>(0);
-  for (std::int32_t j = plan.length; j < inner.length; ++j) {
-    store_element<V>(work + j * kElement<V>, Complex<V>{zero, zero});
-  }
-  run_stages<V>(inner, work);
-  convolve<V>(plan, work, other);
-  run_stages<V>(inner, other);
-  for (std::int32_t k = 0; k < plan.length; ++k) {
-    const Complex<V> y = load_element<V>(other + inner.positions[k] * kElement<V>);
-    store_element<V>(data + k * kElement<V>,
-                     multiply(Complex<V>{y.im, y.re}, simd::broadcast(plan.chirp_re[k]),
-                              simd::broadcast(plan.chirp_im[k])));
-  }
+  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
+    const bool padding = n >= plan.length;
+    store_element<V>(place,
+                     padding ? Complex<V>{zero, zero} : chirped(load_element<V>(data + n * kElement<V>), n));
+  });
+  convolve_parts<V>(plan, work, {zero, zero});
+  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
+    if (n >= plan.length) return;
+    const Complex<V> y = load_element<V>(place);
+    store_element<V>(data + n * kElement<V>, chirped({y.im, y.re}, n));
+  });
 }
 
 template <class V>

@@ -209,7 +209,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
   const bool aligned = elements % lanes == 0;
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
-  const Roots<T> roots{line.root_re, line.root_im, line.root_step};
+  const Roots<T> roots = stage_roots<V>(line, line.length);
   T* row_re =
       workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows with room for one vector more
   T* row_im = row_re + plan.row_length + lanes;
