@@ -16,6 +16,8 @@ namespace {
 constexpr std::int32_t kMostLanes = 16;
 constexpr std::int32_t kGreyGroups = 4;  // groups of lanes that a grey block has, to fill the pipeline
 constexpr std::int32_t kMostBlockRows = kGreyGroups * kMostLanes;
+constexpr std::int32_t kMostColourRows = kMostLanes;  // the same of several channels
+constexpr std::uint64_t kRowSlack = 32;  // floats that a row pass may write beyond a row's results
 constexpr std::int32_t kStripSamples =
     4096;  // destination samples of a strip: its ring fits the second cache
 constexpr std::uint64_t kRingFloats = 98304;    // row results that stay in the second cache
@@ -37,14 +39,24 @@ constexpr std::size_t kActiveRows = 8;            // destination rows that a sou
 std::size_t size(std::int64_t n) noexcept { return static_cast<std::size_t>(n); }
 
 // An odd number of cache lines: equal columns of neighbouring rows lie in different cache sets.
-std::uint64_t ring_pitch(std::uint64_t samples) noexcept { return (samples + kColumnSlack) / 32 * 32 + 48; }
+constexpr std::uint64_t ring_pitch(std::uint64_t samples) noexcept {
+  return (samples + kRowSlack + 15) / 32 * 32 + 16;
+}
+
+// The column pass writes whole tiles of totals.
+constexpr std::uint64_t totals_pitch(std::uint64_t ring_pitch) noexcept { return ring_pitch + kColumnSlack; }
 
 std::int32_t strip_limit(const Geometry& geometry, std::int32_t channels) noexcept {
   return std::min(geometry.x.count, kStripSamples / channels / kSegment * kSegment);
 }
 
+bool is_streamed(std::uint64_t row_bytes, std::int32_t rows) noexcept {
+  return row_bytes >= kStreamedBytes / static_cast<std::uint64_t>(rows);
+}
+
 // Every array of a filtered resize. All sizes grow with the counts, the sizes and the inverse factors, so
-// that a buffer for larger ones always suffices.
+// that a buffer for larger ones always suffices. None is larger than the picture needs: system heaps are slow
+// to give and take large blocks.
 struct Workspace {
   TapTableStorage x;
   TapTableStorage y;
@@ -53,11 +65,12 @@ struct Workspace {
   bool grey_groups = false;
   float* samples = nullptr;     // window of converted samples of one block of rows, vectors of rows
   float* results = nullptr;     // row results of one segment, vectors of rows
-  std::uint64_t ring_rows = 0;  // besides those of a block
+  std::uint64_t kept_rows = 0;  // that the ring has to hold besides those of a block
+  std::uint64_t most_rows = 0;  // that it ever holds
   std::uint64_t ring_stride = 0;
   std::uint64_t ring_floats = 0;
-  float* ring = nullptr;  // row results by rows; one more row takes what is not wanted
-  float* totals = nullptr;
+  float* ring = nullptr;           // row results by rows; one more row takes what is not wanted
+  float* totals = nullptr;         // of kActiveRows destination rows
   std::uint8_t* staged = nullptr;  // pieces of two destination rows
 
   Workspace(Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
@@ -68,26 +81,36 @@ struct Workspace {
     const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
     const double inverse_x = std::min(std::max(geometry.x.inverse, 0.0), taps_x);
 
-    const double source =
-        ceil_of(std::min(kSegment * inverse_x, std::max(kSegmentSource, inverse_x))) + taps_x + 32.0;
+    const double reached = geometry.x.usable_size + taps_x;
+    const double stretch = std::min(kSegment * inverse_x, std::max(kSegmentSource, inverse_x));
+    const double source = std::min(ceil_of(stretch), reached) + taps_x + 32.0;
     segment_source = static_cast<std::uint64_t>(integer_of(source));
     grey_groups = source <= kGreyGroupSource;
     const auto grouped = static_cast<std::uint64_t>(integer_of(std::min(source, kGreyGroupSource)));
     const std::uint64_t vectors = channels == 1 ? std::max(segment_source, kGreyGroups * grouped)
                                                 : segment_source * static_cast<std::uint64_t>(channels);
     samples = arena.take<float>(std::max(vectors * kMostLanes, kWindowFloats));
-    results = arena.take<float>((kSegment + 4) * 4 * kMostLanes);
+    const std::uint64_t whole_vectors = (static_cast<std::uint64_t>(geometry.x.count) + 15) / 16 * 16;
+    results = arena.take<float>((std::min<std::uint64_t>(whole_vectors, kSegment) + 4) * 4 * kMostLanes);
 
     const double gap = std::min(std::max(geometry.y.inverse, 0.0), double{kTapBlock});
-    ring_rows =
+    kept_rows =
         std::min<std::uint64_t>(taps_y, kTapBlock) + static_cast<std::uint64_t>(integer_of(ceil_of(gap))) + 1;
+    most_rows = static_cast<std::uint64_t>(geometry.y.usable_size);
     const auto samples_across =
         static_cast<std::uint64_t>(strip_limit(geometry, channels)) * static_cast<std::uint64_t>(channels);
     ring_stride = ring_pitch(samples_across);
-    ring_floats = (ring_rows + kMostBlockRows + 1) * ring_stride;
+    ring_floats = (ring_rows(channels == 1 ? kMostBlockRows : kMostColourRows) + 1) * ring_stride;
     ring = arena.take<float>(ring_floats);
-    staged = arena.take<std::uint8_t>(2 * kStagedBytes);
-    totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * ring_stride : 0);
+    const std::uint64_t most_row_bytes = static_cast<std::uint64_t>(geometry.x.count) *
+                                         static_cast<std::uint64_t>(channels) * sizeof(std::uint16_t);
+    staged = arena.take<std::uint8_t>(is_streamed(most_row_bytes, geometry.y.count) ? 2 * kStagedBytes : 0);
+    totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * totals_pitch(ring_stride) : 0);
+  }
+
+  // Rows of the ring where blocks have `block` of them.
+  std::uint64_t ring_rows(std::uint64_t block) const noexcept {
+    return std::min(kept_rows + block, most_rows);
   }
 };
 
@@ -118,8 +141,9 @@ class FilteredResize {
     y_ = built_y.table;
     // Weights down to 2^-20 (2^-12) make products that are multiples of 2^-43 (2^-35), and sums of them with
     // 8-bit (16-bit) samples stay below 2^10 (2^18): they fit the 53 bits of a double.
-    const std::uint64_t row_bytes = size(geometry.x.count) * size(job.channels) * size(sample_bytes_);
-    streamed_ = kernels.bytes.stream != nullptr && row_bytes >= kStreamedBytes / size(geometry.y.count);
+    const auto row_bytes = static_cast<std::uint64_t>(geometry.x.count) *
+                           static_cast<std::uint64_t>(job.channels * sample_bytes_);
+    streamed_ = kernels.bytes.stream != nullptr && is_streamed(row_bytes, geometry.y.count);
     fetches_ = lane_source(job).bytes > kFetchedBytes;
     exact_sums_ = built_x_.smallest >= (job.bits == 8 ? 0x1p-20f : 0x1p-12f);
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
@@ -128,7 +152,7 @@ class FilteredResize {
     if (job.channels == 3) groups_ = kernels.rgb_groups;
     if (job.channels == 1 && work_.grey_groups) groups_ = kGreyGroups;
     layout_ = job.channels == 4 ? 1 : 0;
-    ring_rows_ = work_.ring_rows + size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes);
+    ring_rows_ = work_.ring_rows(size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes));
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
     segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
     const double pixel_bytes = geometry.x.inverse * job.channels * sample_bytes_;
@@ -160,7 +184,7 @@ class FilteredResize {
     const std::uint64_t floats = std::min(work_.ring_floats, kRingFloats) / (ring_rows_ + 1);
     const std::int32_t fitting = y_.stride > kTapBlock
                                      ? strip_limit(job_.geometry, job_.channels)
-                                     : static_cast<std::int32_t>(floats - ring_pitch(0)) / job_.channels;
+                                     : static_cast<std::int32_t>(floats - 2 * kRowSlack) / job_.channels;
     return std::max(fitting / kLaneStrip, 1) * kLaneStrip;
   }
 
@@ -430,7 +454,7 @@ class FilteredResize {
       const TapSpan& span = y_.spans[row];
       const std::size_t slot = size(row) % kActiveRows;
       std::int32_t& done = taps_done_[slot];
-      float* totals = work_.totals + slot * ring_stride_;
+      float* totals = work_.totals + slot * totals_pitch(ring_stride_);
       while (done < span.count) {
         const std::int32_t taps = std::min(kTapBlock, span.count - done);
         if (clamp_row(span.first + done + taps - 1) >= end) break;

@@ -124,7 +124,7 @@ struct Kernels {
   // samples more.
   void (*store_block[2])(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
                          std::size_t offset);
-  std::int32_t rgb_groups;  // groups of rows in a block of RGB
+  std::int32_t rgb_groups;  // groups of rows in a block of RGB; at most 16 rows in all
   // Row pass for 1, 3 * rgb_groups or 4 vectors per pixel: [which of them][sums are exact in double].
   void (*row_pass[3][2])(const RowPassArgs& args);
   LanePasses lane_pass;
