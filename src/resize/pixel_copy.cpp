@@ -235,11 +235,12 @@ class NearestResize {
   }
 
   void run() const noexcept {
-    std::int32_t source = nearest_source(y_, 0);
+    const NearestSource source_of(y_);
+    std::int32_t source = source_of(0);
     for (std::int32_t end = 0; end < y_.count;) {
       const std::int32_t first = end;
       std::int32_t next = source;
-      while (++end < y_.count && (next = nearest_source(y_, end)) == source) {
+      while (++end < y_.count && (next = source_of(end)) == source) {
       }
       const std::uint8_t* const src = rows_.src + source * rows_.src_step;
       const std::ptrdiff_t ahead = (next - source) * rows_.src_step;
@@ -330,9 +331,11 @@ NearestTables build_nearest_tables(const NearestStorage& storage, const AxisGeom
   NearestTables tables;
   tables.columns = storage.columns;
   tables.count = size(axis.count);
-  for (std::int32_t i = 0; i < axis.count; ++i) {
+  const NearestSource source_of(axis);
+  const std::int32_t count = axis.count;
+  for (std::int32_t i = 0; i < count; ++i) {
     // An arena with a buffer gives arrays. NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
-    storage.columns[i] = nearest_source(axis, i);
+    storage.columns[i] = source_of(i);
   }
 
   if (kernels.permute != nullptr) {

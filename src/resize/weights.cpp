@@ -192,12 +192,4 @@ BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& a
   return {{storage.spans, storage.weights, static_cast<std::size_t>(storage.stride)}, smallest};
 }
 
-std::int32_t nearest_source(const AxisGeometry& axis, std::int32_t i) noexcept {
-  const double index = static_cast<double>(axis.first) + static_cast<double>(i);
-  const double position = (index + 0.5) * axis.inverse + axis.offset - static_cast<double>(axis.origin);
-  const double last = static_cast<double>(axis.usable_size) - 1.0;
-  if (!(position > 0.0)) return 0;
-  return static_cast<std::int32_t>(position < last ? position : last);
-}
-
 }  // namespace kyv::resize

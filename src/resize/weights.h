@@ -1,6 +1,7 @@
 // Weight tables: which source pixels make a destination pixel, and with which weights.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "resize/arena.h"
@@ -33,6 +34,27 @@ BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& a
                            const Kernels& kernels) noexcept;
 
 // Nearest neighbour: the source pixel of destination index `axis.first + i`, counted from the origin.
-std::int32_t nearest_source(const AxisGeometry& axis, std::int32_t i) noexcept;
+class NearestSource {
+ public:
+  explicit NearestSource(const AxisGeometry& axis) noexcept
+      : first_(axis.first),
+        inverse_(axis.inverse),
+        offset_(axis.offset),
+        origin_(axis.origin),
+        last_(static_cast<double>(axis.usable_size) - 1.0) {}
+
+  std::int32_t operator()(std::int32_t i) const noexcept {
+    const double index = first_ + static_cast<double>(i);
+    const double position = (index + 0.5) * inverse_ + offset_ - origin_;
+    return static_cast<std::int32_t>(std::min(std::max(0.0, position), last_));
+  }
+
+ private:
+  double first_;
+  double inverse_;
+  double offset_;
+  double origin_;
+  double last_;
+};
 
 }  // namespace kyv::resize
