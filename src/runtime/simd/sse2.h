@@ -127,8 +127,11 @@ inline Weight load_weight(const float* p) noexcept {
   return {_mm_unpacklo_pd(w, w)};
 }
 inline Samples load_samples(const float* p) noexcept {
+  // Compilers load the two floats on their own first.
   const auto two = [](const float* q) noexcept {
-    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(q))));
+    __m128d v;
+    asm("cvtps2pd %1, %0" : "=x"(v) : "m"(*reinterpret_cast<const float(*)[2]>(q)));
+    return v;
   };
   return {two(p), two(p + 2)};
 }
@@ -177,6 +180,11 @@ inline __m128i below_normal(Sum sum) noexcept {
 inline Samples multiply(Weight w, Samples x) noexcept {
   return {_mm_mul_pd(w.v, x.lo), _mm_mul_pd(w.v, x.hi)};
 }
+// For where a product is seldom needed after its sum: the compiler would keep it in registers all the time.
+inline Samples multiply_again(Weight w, Samples x) noexcept {
+  asm("" : "+x"(w.v));
+  return multiply(w, x);
+}
 inline Sum add(Sum a, Samples b) noexcept { return {_mm_add_pd(a.lo, b.lo), _mm_add_pd(a.hi, b.hi)}; }
 inline Sum add_rounding_once(Sum a, Samples b) noexcept {
   return {round_to_float(add_to_odd(a.lo, b.lo)), round_to_float(add_to_odd(a.hi, b.hi))};
@@ -185,21 +193,19 @@ inline Sum add_rounding_once(Sum a, Samples b) noexcept {
 // sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
 template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
-  const Samples product = multiply(w, x);
-  const Sum next = add(sum, product);
+  const Sum next = add(sum, multiply(w, x));
   if constexpr (kSumsAreExact) return {round_to_float(next.lo), round_to_float(next.hi)};
   if (_mm_movemask_epi8(_mm_or_si128(half_way(next), below_normal(next))) != 0) [[unlikely]] {
-    return add_rounding_once(sum, product);
+    return add_rounding_once(sum, multiply_again(w, x));
   }
   return round_to_bits(next);
 }
 // The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
 inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
-  const Samples product[2] = {multiply(w, x[0]), multiply(w, x[1])};
-  const Sum next[2] = {add(sum[0], product[0]), add(sum[1], product[1])};
+  const Sum next[2] = {add(sum[0], multiply(w, x[0])), add(sum[1], multiply(w, x[1]))};
   if (_mm_movemask_epi8(_mm_or_si128(half_way(next[0]), half_way(next[1]))) != 0) [[unlikely]] {
-    sum[0] = add_rounding_once(sum[0], product[0]);
-    sum[1] = add_rounding_once(sum[1], product[1]);
+    sum[0] = add_rounding_once(sum[0], multiply_again(w, x[0]));
+    sum[1] = add_rounding_once(sum[1], multiply_again(w, x[1]));
   } else {
     sum[0] = round_to_bits(next[0]);
     sum[1] = round_to_bits(next[1]);
