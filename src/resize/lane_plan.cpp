@@ -15,6 +15,7 @@ constexpr std::int32_t kSlackPositions = 8;  // positions of a group beyond the 
 std::int32_t vector_pixels(std::int32_t channels) noexcept { return kLaneCount / channels; }
 
 constexpr std::int32_t kShortPositions[2] = {8, 12};  // by pixels of a lane
+constexpr std::int64_t kWidePairTaps = 9;  // fewest taps for which two pixels make up for a wide window
 
 // Finds the numbers that all groups have in common, then fills in groups and patterns.
 class Builder {
@@ -132,6 +133,7 @@ class Builder {
     const std::int32_t bytes = quarters_ ? kLaneQuarter : kLaneWindows[plan_.wide ? 1 : 0];
     const std::int32_t window = bytes / sample_bytes_;
     if (windows.widest > window) return false;
+    if (plan_.pixels == 2 && plan_.wide && taps[0] < kWidePairTaps) return false;
 
     plan_.taps[0] = static_cast<std::int32_t>(taps[0]);
     plan_.taps[1] = plan_.pixels == 1 ? 0 : static_cast<std::int32_t>(positions - lead);
