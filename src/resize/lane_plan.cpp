@@ -155,17 +155,22 @@ class Builder {
   // short sums nearly always. Else blocks win as long as the source is in the caches: beyond them, a page of
   // memory for each row of a block costs more. Windows of quarters are loaded often: grey sums must make do
   // with few of them, those of RGBA must be short beside the distance of the pixels, and RGB, which fills
-  // quarters badly, is left to blocks. Where registers are few, only short sums of large sources pay.
+  // quarters badly, is left to blocks. Where registers are few, only short sums of large sources pay, and of
+  // several channels only sums that share no samples.
   bool pays(std::int64_t positions) const noexcept {
     constexpr bool kFewRegisters = sizeof(void*) == 4;
     const bool is_short = positions <= kShortPositions[plan_.pixels - 1];
     const bool is_large = source_.bytes > (is_short ? passes_.large_source : passes_.huge_source);
-    if (kFewRegisters && !(is_short && is_large && (channels_ == 1 || !quarters_))) return false;
+    const std::int64_t extent = table_.spans[count_ - 1].first - table_.spans[0].first;
+    const std::int64_t distances = count_ - 1;
+    if (kFewRegisters) {
+      const bool is_light = channels_ == 1 || (!quarters_ && plan_.taps[0] * distances <= extent);
+      if (!is_short || !is_large || !is_light) return false;
+    }
     if (!quarters_) return is_large || is_short || (plan_.pixels == 2 && !plan_.wide);
     if (!is_large || channels_ == 3) return false;
     if (channels_ == 1) return (positions - 1) / plan_.window_positions <= plan_.pixels;
-    const std::int64_t extent = table_.spans[count_ - 1].first - table_.spans[0].first;
-    return (plan_.taps[0] - 1) * std::int64_t{count_ - 1} < plan_.pixels * extent;
+    return (plan_.taps[0] - 1) * distances < plan_.pixels * extent;
   }
 
   // Groups of equal patterns have equal slots.
