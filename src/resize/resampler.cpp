@@ -7,6 +7,7 @@
 #include "resize/kernels/kernels.h"
 #include "resize/lane_rows.h"
 #include "resize/pixel_copy.h"
+#include "resize/quad_rows.h"
 #include "resize/rounding.h"
 #include "resize/weights.h"
 
@@ -134,7 +135,9 @@ class FilteredResize {
         depth_(job.bits == 8 ? 0 : 1),
         built_x_(build_tap_table(work_.x, job.geometry.x, job.geometry.mode, kernels)),
         x_(built_x_.table),
-        lanes_(work_.lanes, x_, job.geometry.x, lane_source(job), kernels.lane_pass) {
+        quads_(x_, job.geometry, lane_source(job), kernels.quad_pass),
+        lanes_(work_.lanes, x_, job.geometry.x, lane_source(job),
+               quads_.usable() ? LanePasses{} : kernels.lane_pass) {
     const Geometry& geometry = job.geometry;
     const BuiltTable built_y =
         geometry.y == geometry.x ? built_x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels);
@@ -149,7 +152,7 @@ class FilteredResize {
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
     // place.
     normal_ = static_cast<double>(built_x_.smallest) * static_cast<double>(built_y.smallest) >= 0x1p-101;
-    if (job.channels == 3) groups_ = kernels.rgb_groups;
+    if (job.channels == 3 && !quads_.usable()) groups_ = kernels.rgb_groups;
     if (job.channels == 1 && work_.grey_groups) groups_ = kGreyGroups;
     layout_ = job.channels == 4 ? 1 : 0;
     ring_rows_ = work_.ring_rows(size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes));
@@ -201,7 +204,9 @@ class FilteredResize {
     const TapSpan& bottom = y_.spans[job_.geometry.y.count - 1];
     end_row_ = clamp_row(bottom.first + bottom.count - 1) + 1;
     for (std::int64_t row = clamp_row(top.first); row < end_row_;) {
-      row += lanes_.usable() ? resample_lane_rows(row) : resample_block(row);
+      row += lanes_.usable()   ? resample_lane_rows(row)
+             : quads_.usable() ? resample_quads(row)
+                               : resample_block(row);
       if (y_.stride > kTapBlock) {
         emit_long_rows(row);
       } else {
@@ -222,6 +227,14 @@ class FilteredResize {
     const std::ptrdiff_t ahead = followed ? kLaneRows * std::ptrdiff_t{job_.src_step} : 0;
     lanes_.run(sources, ahead, strip_first_, strip_count_, targets);
     return std::min<std::int64_t>(kLaneRows, end_row_ - row);
+  }
+
+  // Where too few rows of the source follow, the block begins earlier and repeats results.
+  std::int64_t resample_quads(std::int64_t row) noexcept {
+    const Block block(std::min(row, job_.geometry.y.usable_size - std::int64_t{kernels_.quad_pass.rows}), 1,
+                      *this);
+    quads_.run(block.sources[0], job_.src_step, strip_first_, strip_count_, block.targets);
+    return block.first + block.rows - row;
   }
 
   std::int64_t resample_block(std::int64_t row) noexcept {
@@ -519,6 +532,7 @@ class FilteredResize {
   std::int32_t groups_ = 1;  // of a block, but for the last one of a grey picture
   const BuiltTable built_x_;
   const TapTable x_;
+  QuadRows quads_;
   LaneRows lanes_;
   TapTable y_;
   bool exact_sums_ = false;

@@ -161,6 +161,7 @@ std::vector<runtime::KernelSet> sets_under_test() {
     if (set.resize->lane_pass.depth[1].pass[0][0] == nullptr) continue;
     tables.push_back(*set.resize);
     tables.back().lane_pass.large_source = tables.back().lane_pass.huge_source = 0;
+    tables.back().quad_pass = {};
     names.push_back(std::string(set.name) + "_across_rows");
     sets.push_back(set);
     sets.back().name = names.back().c_str();

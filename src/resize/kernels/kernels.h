@@ -98,6 +98,42 @@ struct LanePasses {
   std::uint64_t huge_source = std::uint64_t{8} << 20;
 };
 
+// The row pass of few taps for pixels of three and four channels: a vector holds one pixel of some rows, a
+// quad of lanes each. The pixel is permuted out of a window of kQuadBytes of the row, which serves
+// neighbouring taps.
+inline constexpr std::int32_t kQuadTaps = 8;  // most of them
+inline constexpr std::int32_t kQuadBytes = 16;
+template <int kBits>
+inline constexpr int kQuadPixels = 32 / kBits;  // pixels that a window serves
+
+// Source pixels that a window touches.
+constexpr std::int32_t quad_reach(std::int32_t pixel_bytes) noexcept {
+  return (kQuadBytes + pixel_bytes - 1) / pixel_bytes;
+}
+
+// One block of rows. A window that would begin before the row begins with it, one that would end behind it
+// ends with it; `places` tells where its pixels are. It points at quads for the pixels of a window within the
+// row: a quad has for every byte of four 32-bit numbers its place in the window, or 0x80 for zero. Quads for
+// windows that begin 1, 2, ... pixels before the row come before, those for windows that begin as much behind
+// the last one within the row come after; beyond the row, its outermost pixel is repeated.
+struct QuadPassArgs {
+  const std::uint8_t* source = nullptr;  // the first pixel of the first row
+  std::ptrdiff_t step = 0;               // bytes from row to row
+  std::int64_t usable_size = 0;          // pixels of a row, at least those that a window touches
+  const std::uint8_t* places = nullptr;
+  TapTable table;
+  std::int32_t first = 0;
+  std::int32_t count = 0;
+  float* const* out = nullptr;  // row results of the first pixel
+};
+
+using QuadPass = void(const QuadPassArgs& args);
+
+struct QuadPasses {
+  std::int32_t rows = 0;      // of a block; 0 where the set has none
+  QuadPass* pass[2][2] = {};  // 8-bit, 16-bit; three channels, four channels. Write up to one float more.
+};
+
 // One or two destination rows from the row results that they share.
 struct ColumnPassArgs {
   const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
@@ -128,6 +164,7 @@ struct Kernels {
   // Row pass for 1, 3 * rgb_groups or 4 vectors per pixel: [which of them][sums are exact in double].
   void (*row_pass[3][2])(const RowPassArgs& args);
   LanePasses lane_pass;
+  QuadPasses quad_pass;
   // Column pass to the destination's samples: [0] 8-bit, [1] 16-bit. Reads up to kColumnSlack floats more of
   // each row; writes the destination's samples only.
   void (*column_pass[2])(const ColumnPassArgs& args);

@@ -11,7 +11,7 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Kernels make_kernels(ByteKernels bytes, LanePasses lane_pass) noexcept {
+constexpr Kernels make_kernels(ByteKernels bytes, LanePasses lane_pass, QuadPasses quad_pass = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
@@ -25,6 +25,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, LanePasses lane_pass) noexcept
                    {row_pass<3 * kRgbGroups, false>, row_pass<3 * kRgbGroups, kShortcut>},
                    {row_pass<4, false>, row_pass<4, kShortcut>}},
       .lane_pass = lane_pass,
+      .quad_pass = quad_pass,
       .column_pass = {column_pass<8>, column_pass<16>},
       .column_block = column_block,
       .store_row = {store_row<8>, store_row<16>},

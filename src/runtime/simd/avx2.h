@@ -354,3 +354,33 @@ inline F32 pixel_to_float(Raw a) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Resampling: a pixel of several rows, a quad of floats each.
+namespace kyv::simd {
+namespace {
+
+// 16 bytes of a row and of the fourth row after it.
+inline Raw load_quads(const std::uint8_t* p, std::ptrdiff_t step) noexcept {
+  const auto quad = [](const std::uint8_t* from) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  };
+  return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(p)), quad(p + 4 * step), 1)};
+}
+// For every byte of a quad of 32-bit numbers its place in 16 bytes, or 0x80 for zero.
+struct QuadPlaces {
+  __m256i v;
+};
+inline QuadPlaces load_places(const std::uint8_t* p) noexcept {
+  return {_mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+}
+inline F32 quads_to_float(Raw a, QuadPlaces places) noexcept {
+  return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(a.v, places.v))};
+}
+// Quad q to row 4 * q.
+inline void store_pixel(F32 a, float* const* rows, std::size_t offset) noexcept {
+  _mm_storeu_ps(rows[0] + offset, _mm256_castps256_ps128(a.v));
+  _mm_storeu_ps(rows[4] + offset, _mm256_extractf128_ps(a.v, 1));
+}
+
+}  // namespace
+}  // namespace kyv::simd
