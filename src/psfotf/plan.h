@@ -33,9 +33,15 @@ struct LinePlan {
   LineMethod method;
   std::uint8_t stages;
   std::uint8_t radices[kMaxStages];  // in the order of use; their product is the length
-  const T* root_re;                  // exp(-2 pi i k / length) at root_step * k, k < length (mixed radix)
+
+  // Mixed radix. Those of the stages that turn transforms of L elements into such of L / R lie behind 2
+  // (length - L) others: butterfly j has exp(-2 pi i j q / L) for q = 1 to R - 1, real and imaginary part in
+  // turn.
+  const T* stage_roots;
+  const T* root_re;  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length
   const T* root_im;
-  std::int32_t root_step;
+  std::int32_t root_count;
+
   // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
   // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
   std::int32_t part_pitch;

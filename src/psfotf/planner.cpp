@@ -253,19 +253,21 @@ RootTable<T> lay_roots(std::int32_t order, Arena& arena) noexcept {
   return {order, re, im};
 }
 
-// The roots of a divisor's order, side by side: strided ones would take a cache line each.
 template <class T>
-RootTable<T> lay_every(std::int32_t step, const RootTable<T>& roots, Arena& arena) noexcept {
-  const std::int32_t order = roots.order / step;
-  auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
-  auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
-  if (!arena.counting()) {
-    for (std::int32_t k = 0; k < order; ++k) {
-      re[k] = roots.re[k * step];
-      im[k] = roots.im[k * step];
+void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stage_roots) noexcept {
+  std::int32_t step = roots.order / shape.length;
+  std::int32_t length = shape.length;
+  for (int s = 0; s < shape.stages; ++s) {
+    const std::int32_t radix = shape.radices[s];
+    length /= radix;
+    for (std::int32_t j = 0; j < length; ++j) {
+      for (std::int32_t q = 1; q < radix; ++q) {
+        *stage_roots++ = roots.re[j * q * step];
+        *stage_roots++ = roots.im[j * q * step];
+      }
     }
+    step *= radix;
   }
-  return {order, re, im};
 }
 
 // The order of the roots is a multiple of the length.
@@ -274,6 +276,7 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
                              Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
+  auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
   if (arena.counting()) return nullptr;
   *plan = {};
   plan->length = shape.length;
@@ -282,9 +285,11 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
   std::copy(shape.radices, shape.radices + kMaxStages, plan->radices);
   fill_positions(shape, gap, positions);
   plan->part_pitch = part_pitch(shape, gap);
+  fill_stage_roots(shape, roots, stage_roots);
+  plan->stage_roots = stage_roots;
   plan->root_re = roots.re;
   plan->root_im = roots.im;
-  plan->root_step = roots.order / shape.length;
+  plan->root_count = roots.order;
   plan->positions = positions;
   return plan;
 }
@@ -557,7 +562,7 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
   if (method.rows_within_lanes) {
     if (!square) roots = lay_roots<T>(shape.row_length, arena);
     roots.order = shape.row_length;
-    row = lay_mixed_radix<T>(method.row, gap_of(method.row), lay_every(kernels.lanes, roots, arena), arena);
+    row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (!arena.counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
   } else if (!square) {

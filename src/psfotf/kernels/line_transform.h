@@ -38,22 +38,23 @@ template <class V>
   __builtin_prefetch(p, 0, 2);
 }
 
+// The roots of a stage. Each butterfly has radix - 1 of its own, real and imaginary parts in turn, for
+// results (or inputs) 1 and on; the whole circle is for sums of any radix.
 template <class T>
 struct Roots {
-  const T* re;
-  const T* im;
+  const T* own;  // of the first butterfly
+  const T* circle_re;
+  const T* circle_im;
   std::ptrdiff_t order;
-  std::ptrdiff_t step;   // from one root of the stage's length to the next
-  std::ptrdiff_t start;  // the first butterfly's
 };
 
 // Where the roots of a stage belong: behind its butterflies or, reversed, before them.
 enum class Decimation { kInFrequency, kInTime };
 
 template <class V>
-[[gnu::always_inline]] inline Complex<V> multiply(const Complex<V>& a, const Roots<LaneOf<V>>& roots,
-                                                  std::ptrdiff_t k) noexcept {
-  return multiply(a, simd::broadcast(roots.re[k]), simd::broadcast(roots.im[k]));
+[[gnu::always_inline]] inline Complex<V> multiply(const Complex<V>& a, const LaneOf<V>* own_roots,
+                                                  int result) noexcept {
+  return multiply(a, simd::broadcast(own_roots[2 * result - 2]), simd::broadcast(own_roots[2 * result - 1]));
 }
 
 // `groups` transforms of length R * m, cut into parts of m elements that lie `pitch` elements apart:
@@ -63,22 +64,22 @@ void twiddled_stage(LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::i
                     const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
   for (std::int32_t g = 0; g < groups; ++g) {
-    std::ptrdiff_t at = roots.start;
+    const LaneOf<V>* own = roots.own;
     for (std::int32_t j = 0; j < m; ++j) {
       Complex<V> x[R];
 #pragma GCC unroll 16
       for (int i = 0; i < R; ++i) {
         x[i] = load_element<V>(data + i * stride);
-        if (D == Decimation::kInTime && i > 0) x[i] = multiply(x[i], roots, i * at);
+        if (D == Decimation::kInTime && i > 0) x[i] = multiply(x[i], own, i);
       }
       Butterfly<R>::apply(x);
 #pragma GCC unroll 16
       for (int q = 0; q < R; ++q) {
         const bool rotated = D == Decimation::kInFrequency && q > 0;
-        store_element<V>(data + q * stride, rotated ? multiply(x[q], roots, q * at) : x[q]);
+        store_element<V>(data + q * stride, rotated ? multiply(x[q], own, q) : x[q]);
       }
       data += kElement<V>;
-      at += roots.step;
+      own += 2 * (R - 1);
     }
     data += R * stride - m * kElement<V>;
   }
@@ -107,7 +108,7 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
                       std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
   const std::ptrdiff_t source_stride = m * static_cast<std::ptrdiff_t>(V::kLanes);
-  std::ptrdiff_t at = roots.start;
+  const LaneOf<V>* own = roots.own;
   for (std::int32_t j = 0; j < m; ++j) {
     Complex<V> x[R];
     load_row_elements<V, R>(re, im, source_stride, ahead, x);
@@ -115,12 +116,12 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
     store_element<V>(data, x[0]);
 #pragma GCC unroll 16
     for (int q = 1; q < R; ++q) {
-      store_element<V>(data + q * stride, multiply(x[q], roots, q * at));
+      store_element<V>(data + q * stride, multiply(x[q], own, q));
     }
     re += V::kLanes;
     im += V::kLanes;
     data += kElement<V>;
-    at += roots.step;
+    own += 2 * (R - 1);
   }
 }
 
@@ -178,22 +179,22 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
   const int half = radix / 2;
   const std::ptrdiff_t stride = pitch * kElement<V>;
   const std::ptrdiff_t turn = roots.order / radix;  // one radix-th of the circle
-  const auto rotated = [&](const Complex<V>& a, Decimation at_hand, std::ptrdiff_t k) {
-    return D == at_hand ? multiply(a, roots, k) : a;
+  const LaneOf<V>* own = nullptr;
+  const auto rotated = [&](const Complex<V>& a, Decimation at_hand, int result) {
+    return D == at_hand ? multiply(a, own, result) : a;
   };
   Complex<V> sum[kMaxDirectRadix / 2];
   Complex<V> difference[kMaxDirectRadix / 2];
   for (std::int32_t g = 0; g < groups; ++g) {
-    std::ptrdiff_t at = roots.start;
+    own = roots.own;
     for (std::int32_t j = 0; j < m; ++j) {
       const Complex<V> first = load_element<V>(data);
       Complex<V> total = first;
       for (int i = 0; i < half; ++i) {
         const int mirrored = radix - 1 - i;
-        const Complex<V> a =
-            rotated(load_element<V>(data + (i + 1) * stride), Decimation::kInTime, (i + 1) * at);
+        const Complex<V> a = rotated(load_element<V>(data + (i + 1) * stride), Decimation::kInTime, i + 1);
         const Complex<V> b =
-            rotated(load_element<V>(data + mirrored * stride), Decimation::kInTime, mirrored * at);
+            rotated(load_element<V>(data + mirrored * stride), Decimation::kInTime, mirrored);
         sum[i] = a + b;
         difference[i] = a - b;
         total = total + sum[i];
@@ -206,20 +207,20 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
         for (int i = 0; i < half; ++i) {
           index += k;
           if (index >= radix) index -= radix;
-          const V c = simd::broadcast(roots.re[index * turn]);
-          const V s = simd::broadcast(roots.im[index * turn]);
+          const V c = simd::broadcast(roots.circle_re[index * turn]);
+          const V s = simd::broadcast(roots.circle_im[index * turn]);
           even.re = mul_add(sum[i].re, c, even.re);
           even.im = mul_add(sum[i].im, c, even.im);
           odd.re = mul_add(difference[i].re, s, odd.re);
           odd.im = mul_add(difference[i].im, s, odd.im);
         }
         const int mirrored = radix - k;
-        store_element<V>(data + k * stride, rotated(add_i(even, odd), Decimation::kInFrequency, k * at));
+        store_element<V>(data + k * stride, rotated(add_i(even, odd), Decimation::kInFrequency, k));
         store_element<V>(data + mirrored * stride,
-                         rotated(sub_i(even, odd), Decimation::kInFrequency, mirrored * at));
+                         rotated(sub_i(even, odd), Decimation::kInFrequency, mirrored));
       }
       data += kElement<V>;
-      at += roots.step;
+      own += 2 * (radix - 1);
     }
     data += radix * stride - m * kElement<V>;
   }
@@ -273,12 +274,13 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     composite_radix_code<V, 15>(),
 };
 
+// The roots of the stage that takes transforms of `length` elements, from butterfly `first` of this radix on.
 template <class V>
-Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t length,
+Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t length, int radix = 1,
                              std::int32_t first = 0) noexcept {
-  const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(plan.length / length) * plan.root_step;
-  return {plan.root_re, plan.root_im, static_cast<std::ptrdiff_t>(plan.length) * plan.root_step, step,
-          first * step};
+  const std::ptrdiff_t before = static_cast<std::ptrdiff_t>(plan.length) - length;
+  const std::ptrdiff_t skipped = static_cast<std::ptrdiff_t>(radix - 1) * first;
+  return {plan.stage_roots + 2 * (before + skipped), plan.root_re, plan.root_im, plan.root_count};
 }
 
 template <class V, Decimation D>
@@ -367,7 +369,7 @@ template <class V, Decimation D, class Copy>
       }
     };
     if (D == Decimation::kInFrequency) copy_all();
-    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, stage_roots<V>(plan, plan.length, first));
+    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, stage_roots<V>(plan, plan.length, radix, first));
     if (D == Decimation::kInTime) copy_all();
   }
 }
