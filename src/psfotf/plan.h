@@ -89,6 +89,7 @@ struct PlanePlan {
   std::size_t line_offset;
   std::size_t carry_offset;
   RowOutput output;
+  bool rows_of_lines;  // past the caches, and rows are whole cache lines: there is room for one block more
   bool blocks_past_caches;
 };
 

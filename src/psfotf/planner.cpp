@@ -483,14 +483,35 @@ constexpr std::uint64_t kStreamedBlockBytes = std::uint64_t{8} << 20;
 constexpr std::uint64_t kCollidingStride = 4096;
 constexpr int kCollidingRadix = 8;
 
+std::uint64_t row_bytes(const PlaneShape& shape) noexcept {
+  return sizeof(double) * static_cast<std::uint64_t>(shape.row_length);
+}
+
+// In the caller's arrays.
+std::uint64_t plane_bytes(const PlaneShape& shape) noexcept {
+  return 2 * row_bytes(shape) * static_cast<std::uint64_t>(shape.rows);
+}
+
 RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
-  const std::uint64_t row_bytes = sizeof(double) * static_cast<std::uint64_t>(shape.row_length);
-  if (2 * row_bytes * static_cast<std::uint64_t>(shape.rows) >= kStreamedPlaneBytes)
-    return RowOutput::kPastCaches;
+  if (plane_bytes(shape) >= kStreamedPlaneBytes) return RowOutput::kPastCaches;
   const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
   if (radix < kCollidingRadix) return RowOutput::kDirect;
   const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
-  return groups * row_bytes % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
+  return groups * row_bytes(shape) % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
+}
+
+// Whether the last stage is one that writes to the caller.
+bool can_store(const LineShape& column) noexcept {
+  return column.method == LineMethod::kMixedRadix && column.stages > 0 &&
+         column.radices[column.stages - 1] <= kMaxFixedRadix;
+}
+
+// Whether finished rows leave as whole lines straight from the registers, the blocks shifted for it. Rows
+// whose results come as whole blocks lose that by it: for these a large plane is needed to gain.
+bool leaves_in_lines(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes) noexcept {
+  if (shape.row_length % 8 != 0 || !can_store(method.column)) return false;
+  const bool come_as_blocks = method.rows_within_lanes && method.row.length % lanes == 0;
+  return !come_as_blocks || plane_bytes(shape) >= kStreamedBlockBytes;
 }
 
 // The plan's own places in the workspace, in values.
@@ -499,6 +520,7 @@ struct WorkspaceLayout {
   std::int32_t part_rows;
   PartGap part_gap;
   RowOutput output;
+  bool rows_of_lines;
   bool blocks_past_caches;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
@@ -519,7 +541,10 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
   const std::uint64_t block = element * block_elements;
   layout.block_pitch = (block + line - 1) / line * line + padding;
-  layout.line_offset = layout.block_pitch * static_cast<std::uint64_t>(layout.blocks);
+  layout.output = choose_output(shape, method.column);
+  layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
+  layout.line_offset =
+      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0));
   // Within lanes: the row's elements and a plain row with a vector's room behind each part.
   const auto row = static_cast<std::uint64_t>(method.row.length);
   const std::uint64_t row_elements =
@@ -528,7 +553,6 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
           : row + static_cast<std::uint64_t>(method.row.work_elements);
   const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
   layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
-  layout.output = choose_output(shape, method.column);
   layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
   layout.values =
       layout.carry_offset +
@@ -585,6 +609,7 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
            static_cast<std::size_t>(layout.line_offset),
            static_cast<std::size_t>(layout.carry_offset),
            layout.output,
+           layout.rows_of_lines,
            layout.blocks_past_caches};
   return plan;
 }

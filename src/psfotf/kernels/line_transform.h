@@ -17,7 +17,7 @@ namespace {
 // A radix 15 in registers, nearly.
 inline constexpr bool kManyRegisters = simd::kVectorBytes == 64 && sizeof(void*) == 8;
 
-inline constexpr int kMaxBlocksAtOnce = 8;
+inline constexpr int kMaxBlocksAtOnce = 16;
 
 template <class V>
 inline constexpr std::ptrdiff_t kElement = 2 * V::kLanes;  // values
@@ -172,6 +172,41 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gro
   }
 }
 
+// Blocks whose rows fill cache lines together.
+template <class V>
+inline constexpr int kBlocksInLine = V::kLanes < 8 ? 8 / V::kLanes : 1;
+
+// The same past the caches, in whole cache lines: `out` holds a multiple of kBlocksInLine blocks, side by
+// side from the start of a line on.
+template <class V, int R>
+void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
+                       std::int32_t last_group) noexcept {
+  constexpr int side = kBlocksInLine<V>;
+  for (std::int32_t g = first_group; g < last_group; ++g) {
+    const std::ptrdiff_t position = out.positions[g] * kElement<V>;
+    for (int b = 0; b < out.count; b += side) {
+      Complex<V> x[side][R];
+#pragma GCC unroll 4
+      for (int s = 0; s < side; ++s) {
+        const LaneOf<V>* data = out.blocks[b + s] + position;
+#pragma GCC unroll 16
+        for (int i = 0; i < R; ++i) x[s][i] = load_element<V>(data + i * kElement<V>);
+        Butterfly<R>::apply(x[s]);
+      }
+      const std::ptrdiff_t place = (g - first_group) * out.group_step + out.columns[b];
+#pragma GCC unroll 16
+      for (int q = 0; q < R; ++q) {
+        double* re = out.re + place + q * out.result_step;
+        double* im = out.im + place + q * out.result_step;
+#pragma GCC unroll 4
+        for (int s = 0; s < side; ++s) simd::stream_doubles(re + s * V::kLanes, x[s][q].re);
+#pragma GCC unroll 4
+        for (int s = 0; s < side; ++s) simd::stream_doubles(im + s * V::kLanes, x[s][q].im);
+      }
+    }
+  }
+}
+
 // An odd radix without code of its own, summed directly.
 template <class V, Decimation D>
 void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t m, std::int32_t pitch,
@@ -235,12 +270,17 @@ struct RadixCode {
                            const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
+  void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
 
 template <class V, int R>
 constexpr RadixCode<V> radix_code() noexcept {
-  return {load_first_stage<V, R>, twiddled_stage<V, R, Decimation::kInFrequency>,
-          twiddled_stage<V, R, Decimation::kInTime>, last_stage<V, R>, store_last_stage<V, R>};
+  return {load_first_stage<V, R>,
+          twiddled_stage<V, R, Decimation::kInFrequency>,
+          twiddled_stage<V, R, Decimation::kInTime>,
+          last_stage<V, R>,
+          store_last_stage<V, R>,
+          stream_last_stage<V, R>};
 }
 
 // Radices that only a set with thirty-two registers gains from. The scalar one has them because the planner

@@ -11,6 +11,7 @@ namespace kyv::psfotf {
 namespace {
 
 inline constexpr std::ptrdiff_t kPieceValues = 64;  // of one part of a row
+
 inline bool is_aligned(const double* p) noexcept {
   return reinterpret_cast<std::uintptr_t>(p) % sizeof(double) == 0;
 }
@@ -22,12 +23,49 @@ struct Workspace {
   double* carry;
 };
 
-// The column of the plane that lane 0 of a block holds: the last block may overlap the one before.
+// The column of the plane that lane 0 of a tile of columns holds: the last tile may overlap the one before.
 template <class V>
-inline std::int32_t first_column(std::int32_t block, std::int32_t row_length) noexcept {
-  const std::int32_t column = block * V::kLanes;
+inline std::int32_t first_column(std::int32_t tile, std::int32_t row_length) noexcept {
+  const std::int32_t column = tile * V::kLanes;
   return column + V::kLanes <= row_length ? column : row_length - V::kLanes;
 }
+
+// How the columns of a plane are cut into blocks. Where finished rows leave as whole cache lines straight
+// from the registers, a block begins with the first whole line of the caller's rows, behind those for what is
+// before.
+template <class V>
+class BlockCut {
+ public:
+  BlockCut(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays) noexcept
+      : row_length_(plan.row_length), streams_lines_(plan.rows_of_lines) {
+    const std::uintptr_t beyond = reinterpret_cast<std::uintptr_t>(arrays.dst_re) % kLineBytes;
+    const std::uintptr_t beyond_im = reinterpret_cast<std::uintptr_t>(arrays.dst_im) % kLineBytes;
+    streams_lines_ = streams_lines_ && beyond == beyond_im && is_aligned(arrays.dst_re);
+    if (streams_lines_ && beyond != 0)
+      lead_ = static_cast<std::int32_t>((kLineBytes - beyond) / sizeof(double));
+  }
+
+  bool streams_lines() const noexcept { return streams_lines_; }
+  bool has_lead() const noexcept { return lead_ != 0; }
+  std::int32_t blocks() const noexcept { return lead_blocks() + tiles(row_length_ - lead_ + V::kLanes - 1); }
+  // The blocks before the first whole line, and the end of those that lie within the rest of the rows.
+  std::int32_t lead_blocks() const noexcept { return tiles(lead_ + V::kLanes - 1); }
+  std::int32_t whole_blocks_end() const noexcept { return lead_blocks() + tiles(row_length_ - lead_); }
+  // The column that lane 0 of a block holds: blocks at the ends may overlap their neighbours.
+  std::int32_t column(std::int32_t block) const noexcept {
+    if (block < lead_blocks()) return block * V::kLanes;
+    const std::int32_t column = lead_ + (block - lead_blocks()) * V::kLanes;
+    return column + V::kLanes <= row_length_ ? column : row_length_ - V::kLanes;
+  }
+
+ private:
+  static constexpr std::uintptr_t kLineBytes = 64;
+  static std::int32_t tiles(std::int32_t columns) noexcept { return columns / V::kLanes; }
+
+  std::int32_t row_length_;
+  bool streams_lines_;
+  std::int32_t lead_ = 0;  // columns before the first whole line
+};
 
 // Where a block holds row `row` of the plane.
 template <class V>
@@ -89,11 +127,11 @@ void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptr
 
 // Finished line elements to `valid` rows of every block, scaled.
 template <class V>
-void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line,
+void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale, const LaneOf<V>* line,
                   const std::ptrdiff_t* places, std::int32_t valid, LaneOf<V>* blocks) noexcept {
   const std::int32_t* positions = plan.row->positions;
-  for (std::int32_t b = 0; b < plan.blocks; ++b) {
-    const std::int32_t column = first_column<V>(b, plan.row_length);
+  for (std::int32_t b = 0; b < cut.blocks(); ++b) {
+    const std::int32_t column = cut.column(b);
     V re[V::kLanes];
     V im[V::kLanes];
 #pragma GCC unroll 16
@@ -113,8 +151,8 @@ void scatter_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* li
 }
 
 template <class V>
-void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
-                           const Workspace<V>& workspace) noexcept {
+void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                           const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
   LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
   for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
     const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
@@ -128,7 +166,7 @@ void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
     const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
     std::ptrdiff_t places[V::kLanes];
     for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
-    scatter_rows<V>(plan, scale, workspace.line, places, valid, workspace.blocks);
+    scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks);
   }
 }
 
@@ -194,19 +232,19 @@ void transform_short_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const Plane
 
 // One row after another, each in itself.
 template <class V>
-void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
-                           const Workspace<V>& workspace) noexcept {
+void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                           const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
   constexpr int lanes = V::kLanes;
   using T = LaneOf<V>;
   const LinePlan<T>& line = *plan.row;
   const std::int32_t elements = line.length;
   if constexpr (8 % lanes == 0) {
-    if (elements == 8) return transform_short_rows<V, 8>(plan, scale, arrays, workspace);
+    if (elements == 8 && !cut.has_lead()) return transform_short_rows<V, 8>(plan, scale, arrays, workspace);
   }
   if constexpr (16 % lanes == 0 && kManyRegisters) {
-    if (elements == 16) return transform_short_rows<V, 16>(plan, scale, arrays, workspace);
+    if (elements == 16 && !cut.has_lead()) return transform_short_rows<V, 16>(plan, scale, arrays, workspace);
   }
-  const bool aligned = elements % lanes == 0;
+  const bool in_blocks = elements % lanes == 0 && !cut.has_lead();
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
   const Roots<T> roots = stage_roots<V>(line, line.length);
@@ -220,7 +258,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
                                     line.part_pitch, roots);
     run_later_stages<V>(line, line.stages, workspace.line);
     T* row = workspace.blocks + row_place<V>(plan, r);
-    if (aligned) {
+    if (in_blocks) {
       const std::ptrdiff_t pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
       for (std::int32_t k = 0; k < elements; k += lanes) {
         Complex<V> x[lanes];
@@ -231,7 +269,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
       continue;
     }
     // Vectors of results run over the end of their stretch; what belongs there is written later.
-    for (std::int32_t k = elements / lanes * lanes; k >= 0; k -= lanes) {
+    for (std::int32_t k = (elements - 1) / lanes * lanes; k >= 0; k -= lanes) {
       Complex<V> x[lanes];
       finish_row<V>(plan, scale, workspace.line, k, x);
 #pragma GCC unroll 16
@@ -240,9 +278,10 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, V scale, const Plan
         simd::store(row_im + k + q * elements, x[q].im);
       }
     }
-    for (std::int32_t b = 0; b < plan.blocks; ++b) {
+    const std::int32_t blocks = cut.blocks();
+    for (std::int32_t b = 0; b < blocks; ++b) {
       T* place = row + static_cast<std::size_t>(b) * plan.block_pitch;
-      const Complex<V> x{simd::load(row_re + b * lanes), simd::load(row_im + b * lanes)};
+      const Complex<V> x{simd::load(row_re + cut.column(b)), simd::load(row_im + cut.column(b))};
       store_elements<V, 1>(&x, place, 0, plan.blocks_past_caches);
     }
   }
@@ -371,43 +410,82 @@ int storing_radix(const LinePlan<T>& line) noexcept {
   return radix <= kMaxFixedRadix ? radix : 0;
 }
 
+// The columns of some adjacent blocks but for the stage that writes to the caller, and where they go: from
+// column `origin` on.
 template <class V>
-void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays,
+void prepare_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const Workspace<V>& workspace,
+                     std::int32_t first, int count, std::int32_t origin,
+                     ColumnOutput<LaneOf<V>>& out) noexcept {
+  const LinePlan<LaneOf<V>>& column = *plan.column;
+  out.count = count;
+  for (int i = 0; i < count; ++i) {
+    LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(first + i) * plan.block_pitch;
+    if (storing_radix(column) > 0) {
+      run_stages<V>(column, column.stages - 1, block);
+    } else {
+      transform_lines<V>(column, block, workspace.line);
+    }
+    out.blocks[i] = block;
+    out.columns[i] = cut.column(first + i) - origin;
+  }
+}
+
+// An output straight to the caller's rows.
+template <class V>
+ColumnOutput<LaneOf<V>> direct_output(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays) noexcept {
+  const LinePlan<LaneOf<V>>& column = *plan.column;
+  const int radix = storing_radix(column);
+  ColumnOutput<LaneOf<V>> out{};
+  out.positions = column.positions;
+  out.re = arrays.dst_re;
+  out.im = arrays.dst_im;
+  out.group_step = plan.row_length;
+  out.result_step = (radix > 0 ? column.length / radix : 0) * static_cast<std::ptrdiff_t>(plan.row_length);
+  return out;
+}
+
+// The blocks of whole cache lines leave past the caches, those at the ends of the rows as they come.
+template <class V>
+void stream_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
+                    const Workspace<V>& workspace) noexcept {
+  ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
+  const RadixCode<V>& code = kRadixCode<V>[storing_radix(*plan.column)];
+  const std::int32_t groups = plan.column->length / storing_radix(*plan.column);
+  const std::int32_t whole = cut.whole_blocks_end() - cut.lead_blocks();
+  const std::int32_t whole_end = cut.lead_blocks() + whole / kBlocksInLine<V> * kBlocksInLine<V>;
+  for (std::int32_t b = 0; b < cut.blocks(); b += out.count) {
+    const bool in_lines = b >= cut.lead_blocks() && b < whole_end;
+    const std::int32_t end = b < cut.lead_blocks() ? cut.lead_blocks() : in_lines ? whole_end : cut.blocks();
+    prepare_columns<V>(plan, cut, workspace, b, end - b < kBlocksAtOnce<V> ? end - b : kBlocksAtOnce<V>, 0,
+                       out);
+    (in_lines ? code.stream_last : code.store_last)(out, 0, groups);
+  }
+  simd::stream_fence();
+}
+
+template <class V>
+void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
                        const Workspace<V>& workspace) noexcept {
+  if (cut.streams_lines()) return stream_columns<V>(plan, cut, arrays, workspace);
   const LinePlan<LaneOf<V>>& column = *plan.column;
   const int radix = storing_radix(column);
   const std::int32_t groups = radix > 0 ? column.length / radix : column.length;
-  const bool streamed =
+  const bool in_pieces =
       plan.output != RowOutput::kDirect && is_aligned(arrays.dst_re) && is_aligned(arrays.dst_im);
-  ColumnOutput<LaneOf<V>> out{};
-  out.positions = column.positions;
+  ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
   RowPieces pieces(arrays.dst_re, arrays.dst_im, plan.row_length, plan.output == RowOutput::kPastCaches,
                    workspace.carry);
-  if (streamed) {
+  if (in_pieces) {
     out.re = pieces.re();
     out.im = pieces.im();
     out.result_step = RowPieces::kRowStep();
-  } else {
-    out.re = arrays.dst_re;
-    out.im = arrays.dst_im;
-    out.group_step = plan.row_length;
-    out.result_step = groups * static_cast<std::ptrdiff_t>(plan.row_length);
   }
   for (std::int32_t b = 0; b < plan.blocks; b += out.count) {
     const std::int32_t left = plan.blocks - b;
-    out.count = left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>;
-    const std::ptrdiff_t origin = streamed ? b * V::kLanes : 0;
-    for (int i = 0; i < out.count; ++i) {
-      LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(b + i) * plan.block_pitch;
-      if (radix > 0) {
-        run_stages<V>(column, column.stages - 1, block);
-      } else {
-        transform_lines<V>(column, block, workspace.line);
-      }
-      out.blocks[i] = block;
-      out.columns[i] = first_column<V>(b + i, plan.row_length) - origin;
-    }
-    if (!streamed) {
+    const std::int32_t origin = in_pieces ? b * V::kLanes : 0;
+    prepare_columns<V>(plan, cut, workspace, b, left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>, origin,
+                       out);
+    if (!in_pieces) {
       if (radix > 0) {
         kRadixCode<V>[radix].store_last(out, 0, groups);
       } else {
@@ -426,7 +504,7 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arra
       }
     }
   }
-  if (streamed) simd::stream_fence();
+  if (in_pieces) simd::stream_fence();
 }
 
 template <class V>
@@ -435,16 +513,17 @@ void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const Pl
   auto* values = static_cast<LaneOf<V>*>(memory);
   const Workspace<V> workspace{values, values + plan.line_offset,
                                reinterpret_cast<double*>(values + plan.carry_offset)};
+  const BlockCut<V> cut(plan, arrays);
   if constexpr (V::kLanes > 1) {
     if (plan.rows_within_lanes) {
-      transform_rows_within<V>(plan, simd::broadcast(scale), arrays, workspace);
+      transform_rows_within<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
       if (plan.blocks_past_caches) simd::stream_fence();
-      return transform_columns<V>(plan, arrays, workspace);
+      return transform_columns<V>(plan, cut, arrays, workspace);
     }
   }
-  transform_rows_across<V>(plan, simd::broadcast(scale), arrays, workspace);
+  transform_rows_across<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
   if (plan.blocks_past_caches) simd::stream_fence();
-  transform_columns<V>(plan, arrays, workspace);
+  transform_columns<V>(plan, cut, arrays, workspace);
 }
 
 }  // namespace
