@@ -11,13 +11,13 @@ namespace {
 // of a multiply-add.
 constexpr int kRgbGroups = simd::kHasFusedMultiplyAdd && simd::F32::kLanes == 8 ? 2 : 1;
 
-// Sums of so few taps are written out tap by tap: sharing samples with a neighbour costs them more than it
-// saves, unless it spares turning them into doubles.
-constexpr std::int32_t kShortTaps = 4;
-constexpr bool kHasShortSums = simd::kHasFusedMultiplyAdd;
-
 // Sharing samples between two pixels takes more than 8 registers.
 constexpr bool kPairs = sizeof(void*) == 8;
+
+// Sums of so few taps are written out tap by tap: sharing samples with a neighbour costs them more than it
+// saves, unless it spares turning them into doubles. Where nothing is shared anyway, so are longer ones.
+constexpr std::int32_t kShortTaps = kPairs ? 4 : 8;
+constexpr bool kHasShortSums = simd::kHasFusedMultiplyAdd;
 
 // The sums of two pixels, kVectors vectors each.
 template <int kVectors>
@@ -89,22 +89,14 @@ template <int kVectors, int kTaps>
   store_sums<0>(out, sums);
 }
 
-// One pixel of at most kShortTaps taps.
-template <int kVectors>
-[[gnu::always_inline]] inline void row_short(const RowPassArgs& args, const TapSpan& span,
+// One pixel of `count` taps, at most kMost.
+template <int kVectors, int kMost>
+[[gnu::always_inline]] inline void row_short(std::int32_t count, const float* samples, const float* weights,
                                              float* out) noexcept {
-  const float* samples = args.samples + (span.first - args.origin) * (kVectors * simd::F32::kLanes);
-  const float* weights = args.table.weights + span.phase * args.table.stride;
-  switch (span.count) {
-    case 4:
-      return row_taps<kVectors, 4>(samples, weights, out);
-    case 3:
-      return row_taps<kVectors, 3>(samples, weights, out);
-    case 2:
-      return row_taps<kVectors, 2>(samples, weights, out);
-    default:
-      return row_taps<kVectors, 1>(samples, weights, out);
+  if constexpr (kMost > 1) {
+    if (count != kMost) return row_short<kVectors, kMost - 1>(count, samples, weights, out);
   }
+  row_taps<kVectors, kMost>(samples, weights, out);
 }
 
 // Two neighbouring pixels of at most one block each whose taps overlap: those of the first alone, the shared
@@ -136,7 +128,9 @@ void row_pass(const RowPassArgs& args) noexcept {
   float* out = args.out;
   for (std::int32_t left = args.count; left > 0;) {
     if (kHasShortSums && span->count <= kShortTaps) {
-      row_short<kVectors>(args, *span++, out);
+      row_short<kVectors, kShortTaps>(span->count, args.samples + (span->first - args.origin) * kPixel,
+                                      args.table.weights + span->phase * args.table.stride, out);
+      ++span;
       out += kPixel;
       --left;
       continue;
