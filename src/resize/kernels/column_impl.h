@@ -31,7 +31,10 @@ template <int kFirst, int kEnd, bool kNormal>
   for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
     const float* row = rows[tap] + x;
     simd::Samples samples[kTile];
-    unroll<0, kTile>([&](auto i) { samples[i] = simd::load_samples(row + i * simd::F32::kLanes); });
+    unroll<0, kTile>([&](auto i) {
+      const float* from = row + i * simd::F32::kLanes;
+      samples[i] = kEnd - kFirst > 1 ? simd::load_shared_samples(from) : simd::load_samples(from);
+    });
     unroll<kFirst, kEnd>([&](auto r) {
       const simd::Weight weight = simd::load_weight(weights[r] + tap);
       if constexpr (kNormal) {
@@ -74,9 +77,10 @@ template <int kBits, int kRow>
   store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
 }
 
-// Destination row kRow of `args` alone.
+// Destination row kRow alone. Arguments of its own, which no store can change, stay in registers.
 template <int kBits, bool kNormal, int kRow>
-void column_single(const ColumnPassArgs& args) noexcept {
+void column_single(const ColumnPassArgs& given) noexcept {
+  const ColumnPassArgs args = given;
   const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
@@ -88,7 +92,8 @@ void column_single(const ColumnPassArgs& args) noexcept {
 
 // Two rows: the taps of the first alone, the shared ones, those of the second alone.
 template <int kBits, bool kNormal>
-void column_pair(const ColumnPassArgs& args) noexcept {
+void column_pair(const ColumnPassArgs& given) noexcept {
+  const ColumnPassArgs args = given;
   const std::ptrdiff_t lead = args.lead;
   const std::ptrdiff_t shared = args.count[0] - lead;
   for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
