@@ -91,19 +91,19 @@ template <int K, int N, class V>
   }
 }
 
-// Odd radices: sums and differences of mirrored inputs, then cosine and sine sums of them.
+// Odd radices: sums and differences of mirrored inputs, then cosine and sine sums of them. These take one
+// term after another, so that they need each root once and keep all of them in registers.
 template <int R>
 struct Butterfly {
   static_assert(R % 2 == 1);
 
   template <class V>
   [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
-    constexpr int half = R / 2;
-    Complex<V> sum[half];
-    Complex<V> difference[half];
+    Complex<V> sum[kHalf];
+    Complex<V> difference[kHalf];
     Complex<V> total = x[0];
 #pragma GCC unroll 8
-    for (int i = 0; i < half; ++i) {
+    for (int i = 0; i < kHalf; ++i) {
       sum[i] = x[i + 1] + x[R - 1 - i];
       difference[i] = x[i + 1] - x[R - 1 - i];
       total = total + sum[i];
@@ -111,35 +111,79 @@ struct Butterfly {
     const Complex<V> first = x[0];
     x[0] = total;
     // Real parts and then imaginary ones: each take half of the sums and half of the differences.
+    V odd[kHalf];
+    V even[kHalf];
+    V terms[kHalf];
 #pragma GCC unroll 8
-    for (int k = 1; k <= half; ++k) {
-      V even = first.re;
-      V odd;
+    for (int i = 0; i < kHalf; ++i) terms[i] = difference[i].im;
+    sine_sums(terms, odd);
 #pragma GCC unroll 8
-      for (int i = 1; i <= half; ++i) {
-        const V s = constant<V>(-kRoots.w[i * k % R].im);
-        even = mul_add(sum[i - 1].re, constant<V>(kRoots.w[i * k % R].re), even);
-        odd = i == 1 ? difference[0].im * s : mul_add(difference[i - 1].im, s, odd);
-      }
-      x[k].re = even + odd;
-      x[R - k].re = even - odd;
+    for (int i = 0; i < kHalf; ++i) terms[i] = sum[i].re;
+    cosine_sums(terms, first.re, even);
+#pragma GCC unroll 8
+    for (int k = 0; k < kHalf; ++k) {
+      x[k + 1].re = even[k] + odd[k];
+      x[R - 1 - k].re = even[k] - odd[k];
     }
 #pragma GCC unroll 8
-    for (int k = 1; k <= half; ++k) {
-      V even = first.im;
-      V odd;
+    for (int i = 0; i < kHalf; ++i) terms[i] = difference[i].re;
+    sine_sums(terms, odd);
 #pragma GCC unroll 8
-      for (int i = 1; i <= half; ++i) {
-        const V s = constant<V>(-kRoots.w[i * k % R].im);
-        even = mul_add(sum[i - 1].im, constant<V>(kRoots.w[i * k % R].re), even);
-        odd = i == 1 ? difference[0].re * s : mul_add(difference[i - 1].re, s, odd);
-      }
-      x[k].im = even - odd;
-      x[R - k].im = even + odd;
+    for (int i = 0; i < kHalf; ++i) terms[i] = sum[i].im;
+    cosine_sums(terms, first.im, even);
+#pragma GCC unroll 8
+    for (int k = 0; k < kHalf; ++k) {
+      x[k + 1].im = even[k] - odd[k];
+      x[R - 1 - k].im = even[k] + odd[k];
     }
   }
 
  private:
+  static constexpr int kHalf = R / 2;
+  static constexpr bool kKeepsRoots = sizeof(void*) == 8 && R > 5;
+
+  // sums[k - 1] is first and the terms[i - 1] times the cosine of i k / R of the circle.
+  template <class V>
+  [[gnu::always_inline]] static inline void cosine_sums(const V* terms, const V& first, V* sums) noexcept {
+    V cosine[kHalf];
+#pragma GCC unroll 8
+    for (int i = 0; i < kHalf; ++i) {
+      cosine[i] = constant<V>(kRoots.w[i + 1].re);
+      if constexpr (kKeepsRoots) simd::keep_loaded(cosine[i]);
+    }
+#pragma GCC unroll 8
+    for (int i = 1; i <= kHalf; ++i) {
+#pragma GCC unroll 8
+      for (int k = 1; k <= kHalf; ++k) {
+        const int turn = i * k % R;
+        const V& c = cosine[(turn <= kHalf ? turn : R - turn) - 1];
+        sums[k - 1] = mul_add(terms[i - 1], c, i == 1 ? first : sums[k - 1]);
+      }
+    }
+  }
+
+  // The same with sines and nothing to begin with.
+  template <class V>
+  [[gnu::always_inline]] static inline void sine_sums(const V* terms, V* sums) noexcept {
+    V sine[kHalf];
+#pragma GCC unroll 8
+    for (int i = 0; i < kHalf; ++i) {
+      sine[i] = constant<V>(-kRoots.w[i + 1].im);
+      if constexpr (kKeepsRoots) simd::keep_loaded(sine[i]);
+    }
+#pragma GCC unroll 8
+    for (int k = 0; k < kHalf; ++k) sums[k] = terms[0] * sine[k];
+#pragma GCC unroll 8
+    for (int i = 2; i <= kHalf; ++i) {
+#pragma GCC unroll 8
+      for (int k = 1; k <= kHalf; ++k) {
+        const int turn = i * k % R;
+        sums[k - 1] = turn <= kHalf ? mul_add(terms[i - 1], sine[turn - 1], sums[k - 1])
+                                    : mul_sub_from(terms[i - 1], sine[R - turn - 1], sums[k - 1]);
+      }
+    }
+  }
+
   struct Roots {
     Root w[R];
   };

@@ -107,7 +107,7 @@ struct RowPointers {
 template <class V>
 void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptrdiff_t next_rows,
                  LaneOf<V>* line) noexcept {
-  constexpr std::int32_t ahead = 64;  // columns
+  constexpr std::int32_t ahead = 1024 / V::kLanes;  // columns: the fewer rows, the sooner they are needed
   const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
   for (std::int32_t b = 0; b < tiles; ++b) {
     const std::int32_t column = first_column<V>(b, row_length);
