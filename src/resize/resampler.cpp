@@ -31,7 +31,7 @@ constexpr std::int32_t kSegment = 32;      // most destination pixels between tw
 constexpr double kSegmentSource = 4096.0;  // source pixels of a segment, unless a destination pixel has more
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose block has several groups
 constexpr std::uint64_t kWindowFloats = 4096;  // converted samples that stay in the first cache
-constexpr std::int64_t kLineBytes = 64;        // a cache line
+constexpr std::ptrdiff_t kLineBytes = 64;      // a cache line
 constexpr std::uint64_t kFetchedBytes = std::uint64_t{1} << 20;  // larger sources are fetched ahead
 constexpr double kFetchedSegment = 256.0;  // most bytes of a row that are fetched at once, if the segment
 constexpr std::int32_t kLeastFetchedSegment = 8;  // does not get smaller than this for it
@@ -372,10 +372,12 @@ class FilteredResize {
     for (std::int64_t line = rows * row_lines * first / strip_count_; line < stop;) {
       const std::int64_t row = line / row_lines;
       const std::int64_t row_stop = std::min(stop, (row + 1) * row_lines);
-      const std::uint8_t* from = source_row(next + row) + strip_bytes_[0];
-      for (; line < row_stop; ++line) {
-        __builtin_prefetch(from + (line - row * row_lines) * kLineBytes, 0, 1);
+      const std::uint8_t* const from = source_row(next + row) + strip_bytes_[0];
+      const auto end_line = static_cast<std::ptrdiff_t>(row_stop - row * row_lines);
+      for (auto at = static_cast<std::ptrdiff_t>(line - row * row_lines); at < end_line; ++at) {
+        __builtin_prefetch(from + at * kLineBytes, 0, 1);
       }
+      line = row_stop;
     }
   }
 
@@ -385,12 +387,13 @@ class FilteredResize {
     if (first >= strip_count_) return;
     const TapSpan& last = x_.spans[strip_first_ + std::min(first + segment_, strip_count_) - 1];
     const std::int64_t pixels = std::min<std::int64_t>(last.first + last.count, job_.geometry.x.usable_size);
-    const std::int64_t begin = window.converted * sample_bytes_;
-    const std::int64_t stop = pixels * job_.channels * sample_bytes_;
+    // Of a row's bytes, which fit the address space: 32-bit processors have no 64-bit integers.
+    const auto begin = static_cast<std::ptrdiff_t>(window.converted * sample_bytes_);
+    const auto stop = static_cast<std::ptrdiff_t>(pixels * job_.channels * sample_bytes_);
     if (begin >= stop) return;
     for (std::int32_t row = 0; row < block.rows; ++row) {
       const std::uint8_t* const from = block.sources[row];
-      for (std::int64_t at = begin; at < stop; at += kLineBytes) __builtin_prefetch(from + at, 0, 3);
+      for (std::ptrdiff_t at = begin; at < stop; at += kLineBytes) __builtin_prefetch(from + at, 0, 3);
       __builtin_prefetch(from + stop - 1, 0, 3);
     }
   }
