@@ -156,7 +156,7 @@ class Builder {
   // memory for each row of a block costs more. Windows of quarters are loaded often: grey sums must make do
   // with few of them, those of RGBA must be short beside the distance of the pixels, and RGB, which fills
   // quarters badly, is left to blocks. Where registers are few, only short sums of large sources pay, and of
-  // several channels only sums that share no samples.
+  // several channels only those that are short beside the distance of the pixels, too.
   bool pays(std::int64_t positions) const noexcept {
     constexpr bool kFewRegisters = sizeof(void*) == 4;
     const bool is_short = positions <= kShortPositions[plan_.pixels - 1];
@@ -164,7 +164,7 @@ class Builder {
     const std::int64_t extent = table_.spans[count_ - 1].first - table_.spans[0].first;
     const std::int64_t distances = count_ - 1;
     if (kFewRegisters) {
-      const bool is_light = channels_ == 1 || (!quarters_ && plan_.taps[0] * distances <= extent);
+      const bool is_light = channels_ == 1 || (!quarters_ && (plan_.taps[0] - 1) * distances < 2 * extent);
       if (!is_short || !is_large || !is_light) return false;
     }
     if (!quarters_) return is_large || is_short || (plan_.pixels == 2 && !plan_.wide);
