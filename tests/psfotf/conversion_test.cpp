@@ -226,7 +226,7 @@ TEST_P(Conversion, SameBitsForAnyAlignmentAndNothingBeyondThePlanes) {
       std::copy(stack.im.begin(), stack.im.end(), src_im);
       std::vector<double> target(2 * (n + 2 * kMargin), 1234.5);
       double* dst_re = target.data() + kMargin + (offset * 3) % 8;
-      double* dst_im = dst_re + n + kMargin / 2;
+      double* dst_im = dst_re + n + kMargin / 2 + offset / 2;
       ASSERT_EQ(convert_planes({src_re, src_im, dst_re, dst_im, width, height, 2}, Direction::kForward,
                                GetParam().precision, *GetParam().kernels),
                 0);

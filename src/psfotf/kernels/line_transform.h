@@ -146,8 +146,9 @@ struct ColumnOutput {
   const std::int32_t* positions;
   double* re;
   double* im;
-  std::ptrdiff_t group_step;   // values from a result of one butterfly to the same of the next
-  std::ptrdiff_t result_step;  // and from one result of a butterfly to its next
+  std::ptrdiff_t group_step;      // values from a result of one butterfly to the same of the next
+  std::ptrdiff_t result_step;     // and from one result of a butterfly to its next
+  std::ptrdiff_t im_result_step;  // the same for imaginary parts that do not leave with the real ones
 };
 
 // Butterflies first_group to last_group - 1 of every block.
@@ -177,8 +178,8 @@ template <class V>
 inline constexpr int kBlocksInLine = V::kLanes < 8 ? 8 / V::kLanes : 1;
 
 // The same past the caches, in whole cache lines: `out` holds a multiple of kBlocksInLine blocks, side by
-// side from the start of a line on.
-template <class V, int R>
+// side from the start of a line on. Imaginary parts that lie otherwise in theirs are stored as they come.
+template <class V, int R, bool kBothParts>
 void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                        std::int32_t last_group) noexcept {
   constexpr int side = kBlocksInLine<V>;
@@ -197,11 +198,17 @@ void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gr
 #pragma GCC unroll 16
       for (int q = 0; q < R; ++q) {
         double* re = out.re + place + q * out.result_step;
-        double* im = out.im + place + q * out.result_step;
+        double* im = out.im + place + q * (kBothParts ? out.result_step : out.im_result_step);
 #pragma GCC unroll 4
         for (int s = 0; s < side; ++s) simd::stream_doubles(re + s * V::kLanes, x[s][q].re);
 #pragma GCC unroll 4
-        for (int s = 0; s < side; ++s) simd::stream_doubles(im + s * V::kLanes, x[s][q].im);
+        for (int s = 0; s < side; ++s) {
+          if constexpr (kBothParts) {
+            simd::stream_doubles(im + s * V::kLanes, x[s][q].im);
+          } else {
+            simd::store_doubles(im + s * V::kLanes, x[s][q].im);
+          }
+        }
       }
     }
   }
@@ -271,6 +278,7 @@ struct RadixCode {
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
+  void (*stream_re_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
 
 template <class V, int R>
@@ -280,7 +288,8 @@ constexpr RadixCode<V> radix_code() noexcept {
           twiddled_stage<V, R, Decimation::kInTime>,
           last_stage<V, R>,
           store_last_stage<V, R>,
-          stream_last_stage<V, R>};
+          stream_last_stage<V, R, true>,
+          stream_last_stage<V, R, false>};
 }
 
 // Radices that only a set with thirty-two registers gains from. The scalar one has them because the planner

@@ -37,25 +37,34 @@ template <class V>
 class BlockCut {
  public:
   BlockCut(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays) noexcept
-      : row_length_(plan.row_length), streams_lines_(plan.rows_of_lines) {
+      : row_length_(plan.row_length) {
+    if (!plan.rows_of_lines || !is_aligned(arrays.dst_re) || !is_aligned(arrays.dst_im)) return;
     const std::uintptr_t beyond = reinterpret_cast<std::uintptr_t>(arrays.dst_re) % kLineBytes;
-    const std::uintptr_t beyond_im = reinterpret_cast<std::uintptr_t>(arrays.dst_im) % kLineBytes;
-    streams_lines_ = streams_lines_ && beyond == beyond_im && is_aligned(arrays.dst_re);
-    if (streams_lines_ && beyond != 0)
-      lead_ = static_cast<std::int32_t>((kLineBytes - beyond) / sizeof(double));
+    streams_re_ = true;
+    streams_im_ = reinterpret_cast<std::uintptr_t>(arrays.dst_im) % kLineBytes == beyond;
+    if (beyond != 0) lead_ = static_cast<std::int32_t>((kLineBytes - beyond) / sizeof(double));
   }
 
-  bool streams_lines() const noexcept { return streams_lines_; }
+  // Whether whole lines of the real parts, and of the imaginary parts too, begin with blocks.
+  bool streams_re() const noexcept { return streams_re_; }
+  bool streams_both() const noexcept { return streams_im_; }
   bool has_lead() const noexcept { return lead_ != 0; }
   std::int32_t blocks() const noexcept { return lead_blocks() + tiles(row_length_ - lead_ + V::kLanes - 1); }
-  // The blocks before the first whole line, and the end of those that lie within the rest of the rows.
+  // The blocks before the first whole line, and the end of those that fill lines behind it.
   std::int32_t lead_blocks() const noexcept { return tiles(lead_ + V::kLanes - 1); }
-  std::int32_t whole_blocks_end() const noexcept { return lead_blocks() + tiles(row_length_ - lead_); }
+  std::int32_t whole_blocks_end() const noexcept {
+    const std::int32_t whole = tiles(row_length_ - lead_);
+    return lead_blocks() + whole / kBlocksInLine<V> * kBlocksInLine<V>;
+  }
   // The column that lane 0 of a block holds: blocks at the ends may overlap their neighbours.
   std::int32_t column(std::int32_t block) const noexcept {
-    if (block < lead_blocks()) return block * V::kLanes;
-    const std::int32_t column = lead_ + (block - lead_blocks()) * V::kLanes;
+    const std::int32_t column = start(block);
     return column + V::kLanes <= row_length_ ? column : row_length_ - V::kLanes;
+  }
+  // The same without regard to the end.
+  std::int32_t start(std::int32_t block) const noexcept {
+    const std::int32_t behind = block - lead_blocks();
+    return behind < 0 ? block * V::kLanes : lead_ + behind * V::kLanes;
   }
 
  private:
@@ -63,7 +72,8 @@ class BlockCut {
   static std::int32_t tiles(std::int32_t columns) noexcept { return columns / V::kLanes; }
 
   std::int32_t row_length_;
-  bool streams_lines_;
+  bool streams_re_ = false;
+  bool streams_im_ = false;
   std::int32_t lead_ = 0;  // columns before the first whole line
 };
 
@@ -309,19 +319,21 @@ class RowPieces {
 
   // Writes the i-th row in work as row `row` of the plane.
   void finish(int i, std::int32_t row) noexcept {
-    for (int part = 0; part < 2; ++part) {
-      finish_part(values_ + i * kRowStep() + part * kPart + kLead,
-                  destination_[part] + row * row_length_ + first_,
-                  carry_ + (2 * static_cast<std::ptrdiff_t>(row) + part) * kLine);
-    }
+    finish_part(i, row, 0);
+    finish_part(i, row, 1);
   }
+  // The same for the imaginary part alone.
+  void finish_im(int i, std::int32_t row) noexcept { finish_part(i, row, 1); }
 
  private:
   static constexpr std::ptrdiff_t kLine = 8;   // doubles in a cache line
   static constexpr std::ptrdiff_t kLead = 16;  // room for the carry and for a block that overlaps backwards
   static constexpr std::ptrdiff_t kPart = kLead + kPieceValues;
 
-  void finish_part(double* values, double* destination, double* carry) noexcept {
+  void finish_part(int i, std::int32_t row, int part) noexcept {
+    double* values = values_ + i * kRowStep() + part * kPart + kLead;
+    double* destination = destination_[part] + row * row_length_ + first_;
+    double* carry = carry_ + (2 * static_cast<std::ptrdiff_t>(row) + part) * kLine;
     constexpr int lanes = simd::F64::kLanes;
     const auto beyond =
         static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(destination) / sizeof(double) % kLine);
@@ -451,8 +463,7 @@ void stream_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, co
   ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
   const RadixCode<V>& code = kRadixCode<V>[storing_radix(*plan.column)];
   const std::int32_t groups = plan.column->length / storing_radix(*plan.column);
-  const std::int32_t whole = cut.whole_blocks_end() - cut.lead_blocks();
-  const std::int32_t whole_end = cut.lead_blocks() + whole / kBlocksInLine<V> * kBlocksInLine<V>;
+  const std::int32_t whole_end = cut.whole_blocks_end();
   for (std::int32_t b = 0; b < cut.blocks(); b += out.count) {
     const bool in_lines = b >= cut.lead_blocks() && b < whole_end;
     const std::int32_t end = b < cut.lead_blocks() ? cut.lead_blocks() : in_lines ? whole_end : cut.blocks();
@@ -463,10 +474,24 @@ void stream_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, co
   simd::stream_fence();
 }
 
+// The last stage of blocks of whole lines of the real parts, the imaginary ones in pieces.
+template <class V>
+void store_re_in_lines(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays, std::ptrdiff_t origin,
+                       RowPieces& pieces, ColumnOutput<LaneOf<V>> out) noexcept {
+  const int radix = storing_radix(*plan.column);
+  const std::int32_t groups = plan.column->length / radix;
+  out.result_step = groups * static_cast<std::ptrdiff_t>(plan.row_length);
+  for (std::int32_t g = 0; g < groups; ++g) {
+    out.re = arrays.dst_re + g * static_cast<std::ptrdiff_t>(plan.row_length) + origin;
+    kRadixCode<V>[radix].stream_re_last(out, g, g + 1);
+    for (int q = 0; q < radix; ++q) pieces.finish_im(q, g + q * groups);
+  }
+}
+
 template <class V>
 void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
                        const Workspace<V>& workspace) noexcept {
-  if (cut.streams_lines()) return stream_columns<V>(plan, cut, arrays, workspace);
+  if (cut.streams_both()) return stream_columns<V>(plan, cut, arrays, workspace);
   const LinePlan<LaneOf<V>>& column = *plan.column;
   const int radix = storing_radix(column);
   const std::int32_t groups = radix > 0 ? column.length / radix : column.length;
@@ -480,11 +505,18 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
     out.im = pieces.im();
     out.result_step = RowPieces::kRowStep();
   }
-  for (std::int32_t b = 0; b < plan.blocks; b += out.count) {
-    const std::int32_t left = plan.blocks - b;
-    const std::int32_t origin = in_pieces ? b * V::kLanes : 0;
-    prepare_columns<V>(plan, cut, workspace, b, left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>, origin,
-                       out);
+  out.im_result_step = RowPieces::kRowStep();
+  const std::int32_t blocks = cut.blocks();
+  for (std::int32_t b = 0; b < blocks; b += out.count) {
+    // The first group is long enough for what it leaves of lines.
+    const bool in_lines = cut.streams_re() && b > cut.lead_blocks() && b < cut.whole_blocks_end();
+    const std::int32_t left = (in_lines ? cut.whole_blocks_end() : blocks) - b;
+    const std::int32_t origin = in_pieces ? cut.start(b) : 0;
+    const std::int32_t most =
+        b < cut.lead_blocks()
+            ? cut.lead_blocks() + (kBlocksAtOnce<V> - cut.lead_blocks()) / kBlocksInLine<V> * kBlocksInLine<V>
+            : kBlocksAtOnce<V>;
+    prepare_columns<V>(plan, cut, workspace, b, left < most ? left : most, origin, out);
     if (!in_pieces) {
       if (radix > 0) {
         kRadixCode<V>[radix].store_last(out, 0, groups);
@@ -493,7 +525,11 @@ void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
       }
       continue;
     }
-    pieces.start(origin, left == out.count ? plan.row_length : origin + out.count * V::kLanes);
+    pieces.start(origin, b + out.count == blocks ? plan.row_length : cut.start(b + out.count));
+    if (in_lines) {
+      store_re_in_lines<V>(plan, arrays, origin, pieces, out);
+      continue;
+    }
     for (std::int32_t g = 0; g < groups; ++g) {
       if (radix > 0) {
         kRadixCode<V>[radix].store_last(out, g, g + 1);
