@@ -146,17 +146,18 @@ class Builder {
     return reach <= storage_.most_reach && pays(positions);
   }
 
-  // False where `pays` is sure to say no, known before the plan is measured.
+  // False where `pays` is sure to say no, known before the plan is measured. RGB fills quarters badly and is
+  // left to blocks.
   bool may_pay() const noexcept {
     return !quarters_ || (channels_ != 3 && source_.bytes > passes_.large_source);
   }
 
-  // Whether this is faster than blocks of rows, as measured. Two pixels that share a small window always are,
-  // short sums nearly always. Else blocks win as long as the source is in the caches: beyond them, a page of
-  // memory for each row of a block costs more. Windows of quarters are loaded often: grey sums must make do
-  // with few of them, those of RGBA must be short beside the distance of the pixels, and RGB, which fills
-  // quarters badly, is left to blocks. Where registers are few, only short sums of large sources pay, and of
-  // several channels only those that are short beside the distance of the pixels, too.
+  // Whether this is faster than blocks of rows, as measured. Two pixels that share a small window always
+  // are, short sums nearly always. Else blocks win as long as the source is in the caches: beyond them, a
+  // page of memory for each row of a block costs more. Windows of quarters are loaded often: grey sums must
+  // make do with few of them, those of RGBA must be short beside the distance of the pixels. Where
+  // registers are few, only short sums of large sources pay, and of several channels only those that are
+  // short beside the distance of the pixels, too.
   bool pays(std::int64_t positions) const noexcept {
     constexpr bool kFewRegisters = sizeof(void*) == 4;
     const bool is_short = positions <= kShortPositions[plan_.pixels - 1];
@@ -168,7 +169,7 @@ class Builder {
       if (!is_short || !is_large || !is_light) return false;
     }
     if (!quarters_) return is_large || is_short || (plan_.pixels == 2 && !plan_.wide);
-    if (!is_large || channels_ == 3) return false;
+    if (!is_large) return false;
     if (channels_ == 1) return (positions - 1) / plan_.window_positions <= plan_.pixels;
     return (plan_.taps[0] - 1) * distances < plan_.pixels * extent;
   }
