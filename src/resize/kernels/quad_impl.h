@@ -64,24 +64,8 @@ template <int kBits, int kChannels, int kTaps>
 template <int kBits, int kChannels>
 [[gnu::always_inline]] inline QuadSums quad_pixel(const QuadPassArgs& args, const TapSpan& span) noexcept {
   const float* const weights = args.table.weights + span.phase * args.table.stride;
-  switch (span.count) {
-    case 1:
-      return quad_taps<kBits, kChannels, 1>(args, span.first, weights);
-    case 2:
-      return quad_taps<kBits, kChannels, 2>(args, span.first, weights);
-    case 3:
-      return quad_taps<kBits, kChannels, 3>(args, span.first, weights);
-    case 4:
-      return quad_taps<kBits, kChannels, 4>(args, span.first, weights);
-    case 5:
-      return quad_taps<kBits, kChannels, 5>(args, span.first, weights);
-    case 6:
-      return quad_taps<kBits, kChannels, 6>(args, span.first, weights);
-    case 7:
-      return quad_taps<kBits, kChannels, 7>(args, span.first, weights);
-    default:
-      return quad_taps<kBits, kChannels, kQuadTaps>(args, span.first, weights);
-  }
+  return with_count<kQuadTaps>(
+      span.count, [&](auto taps) { return quad_taps<kBits, kChannels, taps>(args, span.first, weights); });
 }
 
 // Flat, so that the sums stay in registers; with arguments of its own, which no store can change.

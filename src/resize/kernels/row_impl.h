@@ -89,16 +89,6 @@ template <int kVectors, int kTaps>
   store_sums<0>(out, sums);
 }
 
-// One pixel of `count` taps, at most kMost.
-template <int kVectors, int kMost>
-[[gnu::always_inline]] inline void row_short(std::int32_t count, const float* samples, const float* weights,
-                                             float* out) noexcept {
-  if constexpr (kMost > 1) {
-    if (count != kMost) return row_short<kVectors, kMost - 1>(count, samples, weights, out);
-  }
-  row_taps<kVectors, kMost>(samples, weights, out);
-}
-
 // Two neighbouring pixels of at most one block each whose taps overlap: those of the first alone, the shared
 // ones, those of the second alone.
 template <int kVectors, bool kExact>
@@ -128,8 +118,12 @@ void row_pass(const RowPassArgs& args) noexcept {
   float* out = args.out;
   for (std::int32_t left = args.count; left > 0;) {
     if (kHasShortSums && span->count <= kShortTaps) {
-      row_short<kVectors, kShortTaps>(span->count, args.samples + (span->first - args.origin) * kPixel,
-                                      args.table.weights + span->phase * args.table.stride, out);
+      const float* samples = args.samples + (span->first - args.origin) * kPixel;
+      const float* weights = args.table.weights + span->phase * args.table.stride;
+      with_count<kShortTaps>(
+          span->count, [=](auto taps) __attribute__((always_inline)) {
+            row_taps<kVectors, taps>(samples, weights, out);
+          });
       ++span;
       out += kPixel;
       --left;
