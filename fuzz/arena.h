@@ -71,9 +71,8 @@ class Arena {
 // Calls visit(kernel set) for each variant that this machine runs.
 template <class Visit>
 void for_each_variant(const Visit& visit) {
-  static const std::uint32_t features = runtime::features_of(runtime::read_cpuid());
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
-    if ((set.required_features & ~features) == 0) visit(set);
+    if (runtime::machine_runs(set)) visit(set);
   }
 }
 

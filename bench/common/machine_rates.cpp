@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "common/rates/rates.h"
-#include "runtime/cpu_features.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::bench {
@@ -23,10 +22,6 @@ const Rates& rates_of(const std::string& variant) {
   if (variant == "avx2") return rates_avx2;
   if (variant == "sse2") return rates_sse2;
   return rates_scalar;
-}
-
-bool runs_here(const runtime::KernelSet& set) {
-  return (set.required_features & ~runtime::features_of(runtime::read_cpuid())) == 0;
 }
 
 constexpr std::int32_t kSteps = 20000;
@@ -49,7 +44,7 @@ ArithmeticRate measure(const std::string& variant, const Effort& effort) {
 std::vector<ArithmeticRate> measure_arithmetic_rates(const Effort& effort) {
   std::vector<ArithmeticRate> rates;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
-    if (runs_here(set)) rates.push_back(measure(set.name, effort));
+    if (runtime::machine_runs(set)) rates.push_back(measure(set.name, effort));
   }
   return rates;
 }

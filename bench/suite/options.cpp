@@ -2,19 +2,13 @@
 
 #include <stdexcept>
 
-#include "runtime/cpu_features.h"
-
 namespace kyv::bench {
 namespace {
-
-bool runs_here(const runtime::KernelSet& set) {
-  return (set.required_features & ~runtime::features_of(runtime::read_cpuid())) == 0;
-}
 
 std::vector<const runtime::KernelSet*> variants_named(const std::string& name) {
   std::vector<const runtime::KernelSet*> chosen;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
-    if ((name == "all" || name == set.name) && runs_here(set)) chosen.push_back(&set);
+    if ((name == "all" || name == set.name) && runtime::machine_runs(set)) chosen.push_back(&set);
   }
   if (chosen.empty()) throw std::invalid_argument("no variant '" + name + "' on this processor");
   return chosen;

@@ -7,7 +7,6 @@
 
 #include "psfotf/planner.h"
 #include "runtime/aligned_memory.h"
-#include "runtime/dispatch.h"
 
 namespace kyv::psfotf {
 
@@ -205,13 +204,13 @@ bool are_valid(const std::int32_t* lengths) noexcept {
 }
 
 std::int32_t create(DFTI_DESCRIPTOR_HANDLE* handle, Precision precision, DFTI_CONFIG_VALUE domain,
-                    std::int32_t dimension, const std::int32_t* lengths) noexcept {
+                    std::int32_t dimension, const std::int32_t* lengths, const Kernels& kernels) noexcept {
   if (handle == nullptr) return DFTI_INVALID_CONFIGURATION;
   *handle = nullptr;
   if (domain != DFTI_COMPLEX || dimension != 2 || lengths == nullptr || !are_valid(lengths)) {
     return DFTI_INVALID_CONFIGURATION;
   }
-  *handle = create_descriptor(precision, {lengths[0], lengths[1]}, *runtime::active_kernel_set().psfotf);
+  *handle = create_descriptor(precision, {lengths[0], lengths[1]}, kernels);
   return *handle == nullptr ? DFTI_MEMORY_ERROR : DFTI_NO_ERROR;
 }
 
@@ -233,13 +232,15 @@ void mkl_set_num_threads(std::int32_t count) noexcept {
 std::int32_t mkl_get_max_threads() noexcept { return g_thread_count.load(std::memory_order_relaxed); }
 
 std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
-                                       std::int32_t dimension, const std::int32_t* lengths) noexcept {
-  return create(handle, Precision::kSingle, domain, dimension, lengths);
+                                       std::int32_t dimension, const std::int32_t* lengths,
+                                       const Kernels& kernels) noexcept {
+  return create(handle, Precision::kSingle, domain, dimension, lengths, kernels);
 }
 
 std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
-                                       std::int32_t dimension, const std::int32_t* lengths) noexcept {
-  return create(handle, Precision::kDouble, domain, dimension, lengths);
+                                       std::int32_t dimension, const std::int32_t* lengths,
+                                       const Kernels& kernels) noexcept {
+  return create(handle, Precision::kDouble, domain, dimension, lengths, kernels);
 }
 
 std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept {

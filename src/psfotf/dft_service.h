@@ -35,12 +35,15 @@ inline constexpr std::int32_t DFTI_BAD_DESCRIPTOR = 5;
 void mkl_set_num_threads(std::int32_t count) noexcept;
 std::int32_t mkl_get_max_threads() noexcept;
 
-// Writes null first, and on success a descriptor to be freed. The domain is DFTI_COMPLEX, the dimension 2,
-// the lengths are at least 1 and their product fits 31 bits; everything else is an invalid configuration.
+// Writes null first, and on success a descriptor to be freed, which computes with the set's kernels. The
+// domain is DFTI_COMPLEX, the dimension 2, the lengths are at least 1 and their product fits 31 bits;
+// everything else is an invalid configuration.
 std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
-                                       std::int32_t dimension, const std::int32_t* lengths) noexcept;
+                                       std::int32_t dimension, const std::int32_t* lengths,
+                                       const Kernels& kernels) noexcept;
 std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
-                                       std::int32_t dimension, const std::int32_t* lengths) noexcept;
+                                       std::int32_t dimension, const std::int32_t* lengths,
+                                       const Kernels& kernels) noexcept;
 
 // DFTI_BACKWARD_SCALE (a DFTI_CONFIG_PARAM) and a double. Undoes a commit.
 std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept;

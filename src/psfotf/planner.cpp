@@ -6,6 +6,8 @@
 #include <type_traits>
 
 #include "psfotf/roots.h"
+#include "runtime/arena.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::psfotf {
 
@@ -202,25 +204,6 @@ bool is_possible(const LineShape& shape) noexcept {
   return shape.method == LineMethod::kMixedRadix || shape.inner_length > 0;
 }
 
-// Hands out cache-line aligned tables of one block of memory, or only counts them when there is none.
-class Arena {
- public:
-  explicit Arena(void* memory) noexcept : memory_(static_cast<std::byte*>(memory)) {}
-
-  template <class U>
-  U* take(std::uint64_t count) noexcept {
-    std::byte* place = counting() ? nullptr : memory_ + used_;
-    used_ += (count * sizeof(U) + 63) / 64 * 64;
-    return reinterpret_cast<U*>(place);
-  }
-  bool counting() const noexcept { return memory_ == nullptr; }
-  std::uint64_t used() const noexcept { return used_; }
-
- private:
-  std::byte* memory_;
-  std::uint64_t used_ = 0;
-};
-
 // Where result k of the stages is left: its mixed-radix digits in reverse order.
 void fill_positions(const LineShape& shape, PartGap gap, std::int32_t* positions) noexcept {
   positions[0] = 0;
@@ -246,10 +229,10 @@ struct RootTable {
 };
 
 template <class T>
-RootTable<T> lay_roots(std::int32_t order, Arena& arena) noexcept {
+RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept {
   auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
   auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
-  if (!arena.counting()) fill_roots(order, order, re, im);
+  if (!arena.is_counting()) fill_roots(order, order, re, im);
   return {order, re, im};
 }
 
@@ -273,11 +256,11 @@ void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stag
 // The order of the roots is a multiple of the length.
 template <class T>
 LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
-                             Arena& arena) noexcept {
+                             runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
-  if (arena.counting()) return nullptr;
+  if (arena.is_counting()) return nullptr;
   *plan = {};
   plan->length = shape.length;
   plan->method = shape.method;
@@ -295,7 +278,7 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
 }
 
 template <class T>
-LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, Arena& arena) noexcept {
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, runtime::Arena& arena) noexcept {
   const RootTable<T> roots = lay_roots<T>(shape.length, arena);
   return lay_mixed_radix<T>(shape, gap, roots, arena);
 }
@@ -373,7 +356,7 @@ void fill_spectrum(const LinePlan<double>& plan, const Sequence& b, double* work
 }
 
 template <class T>
-LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& arena) noexcept {
+LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, runtime::Arena& arena) noexcept {
   LineShape inner_shape;
   factorize(inner_shape, shape.inner_length, radices);
   const PartGap gap = gap_of(inner_shape);
@@ -401,7 +384,7 @@ LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& ar
   auto* root_im = arena.take<double>(root_count);
   const Sequence kernel{arena.take<double>(inner_n), arena.take<double>(inner_n)};
   auto* work = arena.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
-  if (arena.counting()) return nullptr;
+  if (arena.is_counting()) return nullptr;
 
   *plan = {};
   plan->length = shape.length;
@@ -438,7 +421,7 @@ LinePlan<T>* lay_convolution(const LineShape& shape, RadixSet radices, Arena& ar
 }
 
 template <class T>
-LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, RadixSet radices, Arena& arena) noexcept {
+LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, RadixSet radices, runtime::Arena& arena) noexcept {
   return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, gap, arena)
                                                  : lay_convolution<T>(shape, radices, arena);
 }
@@ -475,12 +458,11 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
 // the caches while they are written.
-constexpr std::uint64_t kStreamedPlaneBytes = std::uint64_t{3} << 20;
-constexpr std::uint64_t kStreamedBlockBytes = std::uint64_t{8} << 20;
+constexpr std::uint64_t kStreamedPlaneBytes = runtime::kStreamedBytes;
+constexpr std::uint64_t kStreamedBlockBytes = runtime::kLastCacheBytes;
 
 // Rows that the last stage writes together, this far apart, meet in the same few places of the first cache:
 // from this radix on, too many for them.
-constexpr std::uint64_t kCollidingStride = 4096;
 constexpr int kCollidingRadix = 8;
 
 std::uint64_t row_bytes(const PlaneShape& shape) noexcept {
@@ -497,7 +479,8 @@ RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexce
   const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
   if (radix < kCollidingRadix) return RowOutput::kDirect;
   const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
-  return groups * row_bytes(shape) % kCollidingStride == 0 ? RowOutput::kWholeLines : RowOutput::kDirect;
+  return groups * row_bytes(shape) % runtime::kCollidingStride == 0 ? RowOutput::kWholeLines
+                                                                    : RowOutput::kDirect;
 }
 
 // Whether the last stage is one that writes to the caller.
@@ -531,7 +514,7 @@ struct WorkspaceLayout {
 template <class T>
 WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
                               std::int32_t lanes) noexcept {
-  constexpr std::uint64_t line = 64 / sizeof(T);
+  constexpr std::uint64_t line = runtime::kCacheLine / sizeof(T);
   constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
   const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
   WorkspaceLayout layout;
@@ -574,7 +557,7 @@ void fill_row_twiddles(const RootTable<T>& roots, std::int32_t elements, std::in
 // Axes of equal length share their tables.
 template <class T>
 PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
-                        const PrecisionKernels<T>& kernels, Arena& arena) noexcept {
+                        const PrecisionKernels<T>& kernels, runtime::Arena& arena) noexcept {
   const RadixSet radices = kernels.radices;
   const bool square = shape.rows == shape.row_length;
   auto* plan = arena.take<PlanePlan<T>>(1);
@@ -588,13 +571,13 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method,
     roots.order = shape.row_length;
     row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
-    if (!arena.counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
+    if (!arena.is_counting()) fill_row_twiddles(roots, method.row.length, kernels.lanes, row_twiddles);
   } else if (!square) {
     row = lay_line<T>(method.row, PartGap::kNone, radices, arena);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
-  if (arena.counting()) return nullptr;
+  if (arena.is_counting()) return nullptr;
   const WorkspaceLayout layout = lay_workspace<T>(shape, method, kernels.lanes);
   *plan = {shape.rows,
            shape.row_length,
@@ -620,9 +603,9 @@ template <class T>
 std::uint64_t plan_bytes(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
   const PlaneMethod method = choose_plane(shape, kernels);
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
-  Arena arena(nullptr);
+  runtime::Arena arena;
   lay_plane<T>(shape, method, kernels, arena);
-  return arena.used();
+  return arena.aligned_bytes();
 }
 
 template <class T>
@@ -635,7 +618,7 @@ std::uint64_t workspace_bytes(const PlaneShape& shape, const PrecisionKernels<T>
 template <class T>
 const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PrecisionKernels<T>& kernels,
                                     void* memory) noexcept {
-  Arena arena(memory);
+  runtime::Arena arena(memory);
   return lay_plane<T>(shape, choose_plane(shape, kernels), kernels, arena);
 }
 

@@ -3,9 +3,11 @@
 
 #include <cstddef>
 
+#include "runtime/memory_model.h"
+
 namespace kyv::runtime {
 
-inline constexpr std::size_t kMemoryAlignment = 64;  // one cache line, one 512-bit vector
+inline constexpr std::size_t kMemoryAlignment = kCacheLine;  // and the widest vector
 
 // Memory aligned to kMemoryAlignment, uninitialised; null when there is none or `bytes` is absurd.
 void* aligned_allocate(std::size_t bytes) noexcept;

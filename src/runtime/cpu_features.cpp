@@ -2,6 +2,8 @@
 
 #include <cpuid.h>
 
+#include <atomic>
+
 namespace kyv::runtime {
 namespace {
 
@@ -16,6 +18,29 @@ std::uint64_t read_xcr0() noexcept {
   return (static_cast<std::uint64_t>(high) << 32) | low;
 }
 
+Vendor vendor_of(std::uint32_t letters) noexcept {
+  constexpr std::uint32_t genu = 0x756E6547;  // GenuineIntel
+  constexpr std::uint32_t auth = 0x68747541;  // AuthenticAMD
+  if (letters == genu) return Vendor::kIntel;
+  return letters == auth ? Vendor::kAmd : Vendor::kOther;
+}
+
+// In one word, so that racing first callers need no lock: they store the same. 0 is nothing yet.
+std::atomic<std::uint32_t> g_processor{0};
+constexpr std::uint32_t kKnown = bit(31);
+
+std::uint32_t pack(const Processor& p) noexcept {
+  return kKnown | p.features | static_cast<std::uint32_t>(p.model) << 8 |
+         static_cast<std::uint32_t>(p.family) << 16 | static_cast<std::uint32_t>(p.vendor) << 25;
+}
+
+Processor unpack(std::uint32_t word) noexcept {
+  return {.features = static_cast<std::uint8_t>(word & 0xFF),
+          .vendor = static_cast<Vendor>(word >> 25 & 0x3),
+          .model = static_cast<std::uint8_t>(word >> 8 & 0xFF),
+          .family = static_cast<std::uint16_t>(word >> 16 & 0x1FF)};
+}
+
 }  // namespace
 
 CpuidSnapshot read_cpuid() noexcept {
@@ -26,7 +51,9 @@ CpuidSnapshot read_cpuid() noexcept {
   unsigned d = 0;
   if (!__get_cpuid(0, &a, &b, &c, &d)) return cpu;
   cpu.max_leaf = a;
+  cpu.leaf0_ebx = b;
   __cpuid(1, a, b, c, d);
+  cpu.leaf1_eax = a;
   cpu.leaf1_ecx = c;
   cpu.leaf1_edx = d;
   if (cpu.max_leaf >= 7) {
@@ -56,6 +83,27 @@ std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept {
   if (avx512) features |= kFeatureAvx512;
   if (avx512 && has_all(cpu.leaf7_ecx, leaf7_vbmi)) features |= kFeatureAvx512Vbmi;
   return features;
+}
+
+Processor processor_of(const CpuidSnapshot& cpu) noexcept {
+  const std::uint32_t base_family = (cpu.leaf1_eax >> 8) & 0xF;
+  const std::uint32_t extended_family = (cpu.leaf1_eax >> 20) & 0xFF;
+  const std::uint32_t base_model = (cpu.leaf1_eax >> 4) & 0xF;
+  const std::uint32_t extended_model = (cpu.leaf1_eax >> 16) & 0xF;
+  const bool has_extended_model = base_family == 6 || base_family == 15;
+  return {.features = static_cast<std::uint8_t>(features_of(cpu)),
+          .vendor = vendor_of(cpu.leaf0_ebx),
+          .model = static_cast<std::uint8_t>(base_model + (has_extended_model ? extended_model << 4 : 0)),
+          .family = static_cast<std::uint16_t>(base_family + (base_family == 15 ? extended_family : 0))};
+}
+
+Processor this_processor() noexcept {
+  std::uint32_t packed = g_processor.load(std::memory_order_relaxed);
+  if (packed == 0) {
+    packed = pack(processor_of(read_cpuid()));
+    g_processor.store(packed, std::memory_order_relaxed);
+  }
+  return unpack(packed);
 }
 
 }  // namespace kyv::runtime

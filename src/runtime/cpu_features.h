@@ -1,4 +1,4 @@
-// Which instruction sets this processor has and this operating system saves.
+// Which processor this is, which instruction sets it has and which of them this operating system saves.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,8 @@ inline constexpr std::uint32_t kFeatureAvx512Vbmi = 1u << 3;
 // The registers that detection reads, gathered first so that any processor can be played in a test.
 struct CpuidSnapshot {
   std::uint32_t max_leaf = 0;
+  std::uint32_t leaf0_ebx = 0;  // the first four letters of the vendor
+  std::uint32_t leaf1_eax = 0;  // family and model
   std::uint32_t leaf1_ecx = 0;
   std::uint32_t leaf1_edx = 0;
   std::uint32_t leaf7_ebx = 0;
@@ -23,5 +25,20 @@ struct CpuidSnapshot {
 
 CpuidSnapshot read_cpuid() noexcept;
 std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept;
+
+enum class Vendor : std::uint8_t { kOther, kIntel, kAmd };
+
+// A core as its maker numbers it: what tuning by the core goes by.
+struct Processor {
+  std::uint8_t features = 0;
+  Vendor vendor = Vendor::kOther;
+  std::uint8_t model = 0;    // with the extended model in front
+  std::uint16_t family = 0;  // with the extended family added
+};
+
+Processor processor_of(const CpuidSnapshot& cpu) noexcept;
+
+// The one that this call runs on, read once. Safe from any thread at any time.
+Processor this_processor() noexcept;
 
 }  // namespace kyv::runtime

@@ -45,10 +45,14 @@ const KernelSet& best_kernel_set(std::uint32_t features) noexcept {
   return *set;
 }
 
+bool machine_runs(const KernelSet& set) noexcept {
+  return (set.required_features & ~this_processor().features) == 0;
+}
+
 const KernelSet& active_kernel_set() noexcept {
   const KernelSet* set = g_active.load(std::memory_order_acquire);
   if (set == nullptr) {
-    set = &best_kernel_set(features_of(read_cpuid()));
+    set = &best_kernel_set(this_processor().features);
     g_active.store(set, std::memory_order_release);
   }
   return *set;

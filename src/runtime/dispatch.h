@@ -27,6 +27,9 @@ std::span<const KernelSet> all_kernel_sets() noexcept;
 // The best variant whose requirements are all among `features`.
 const KernelSet& best_kernel_set(std::uint32_t features) noexcept;
 
+// Whether this machine has what a variant requires.
+bool machine_runs(const KernelSet& set) noexcept;
+
 // The variant that the library uses on this machine: decided at the first call, the same ever after.
 // Safe from any thread at any time, start-up or not.
 const KernelSet& active_kernel_set() noexcept;

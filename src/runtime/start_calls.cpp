@@ -6,7 +6,7 @@
 namespace kyv::runtime {
 
 std::int32_t ippStaticInit() noexcept {
-  if ((features_of(read_cpuid()) & kFeatureSse2) == 0) return kIppStsNotSupportedCpu;
+  if ((this_processor().features & kFeatureSse2) == 0) return kIppStsNotSupportedCpu;
   active_kernel_set();
   return kIppStsNoErr;
 }

@@ -29,8 +29,9 @@ class DftService : public testing::Test {
   }
   static std::int32_t create(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain, std::int32_t dimension,
                              const std::int32_t* lengths) {
-    return kSingle ? DftiCreateDescriptor_s_md(handle, domain, dimension, lengths)
-                   : DftiCreateDescriptor_d_md(handle, domain, dimension, lengths);
+    const Kernels& kernels = *runtime::active_kernel_set().psfotf;
+    return kSingle ? DftiCreateDescriptor_s_md(handle, domain, dimension, lengths, kernels)
+                   : DftiCreateDescriptor_d_md(handle, domain, dimension, lengths, kernels);
   }
   static std::vector<T> pairs_of(const Stack& stack) {
     std::vector<T> pairs;

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "psfotf/conversion.h"
-#include "runtime/cpu_features.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::psfotf::test {
@@ -192,10 +191,9 @@ inline double error_bound(std::int32_t width, std::int32_t height, Precision pre
 
 // The kernel sets that this processor runs; of sets that share their transforms, the least demanding one.
 inline std::vector<const runtime::KernelSet*> runnable_kernel_sets() {
-  const std::uint32_t features = runtime::features_of(runtime::read_cpuid());
   std::vector<const runtime::KernelSet*> sets;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
-    if ((set.required_features & ~features) != 0) continue;
+    if (!runtime::machine_runs(set)) continue;
     if (!sets.empty() && sets.back()->psfotf == set.psfotf) sets.pop_back();
     sets.push_back(&set);
   }

@@ -34,7 +34,7 @@ using Param = std::tuple<runtime::KernelSet, ModeName>;
 class Exactness : public testing::TestWithParam<Param> {
  protected:
   void SetUp() override {
-    if (!machine_runs(set())) GTEST_SKIP() << "this machine does not run " << set().name;
+    if (!runtime::machine_runs(set())) GTEST_SKIP() << "this machine does not run " << set().name;
     api::initialize();
   }
   void TearDown() override { api::terminate(); }

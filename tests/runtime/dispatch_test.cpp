@@ -48,6 +48,28 @@ TEST(Dispatch, ChoosesTheBestVariantThatProcessorAndSystemBothOffer) {
   EXPECT_EQ(variant_of(cpu), "avx2");
 }
 
+TEST(Dispatch, KnowsCoresAsTheirMakersNumberThem) {
+  // Sapphire Rapids, Zen 4 (extended family), a Pentium 4, and a processor that tells nothing.
+  const Processor intel = processor_of({.leaf0_ebx = 0x756E6547, .leaf1_eax = 0x000806F8});
+  EXPECT_EQ(intel.vendor, Vendor::kIntel);
+  EXPECT_EQ(intel.family, 6);
+  EXPECT_EQ(intel.model, 0x8F);
+  const Processor amd = processor_of({.leaf0_ebx = 0x68747541, .leaf1_eax = 0x00A10F11});
+  EXPECT_EQ(amd.vendor, Vendor::kAmd);
+  EXPECT_EQ(amd.family, 0x19);
+  EXPECT_EQ(amd.model, 0x11);
+  EXPECT_EQ(processor_of({.leaf0_ebx = 0x756E6547, .leaf1_eax = 0x00000F29}).family, 15);
+  EXPECT_EQ(processor_of({}).vendor, Vendor::kOther);
+
+  const Processor here = processor_of(read_cpuid());
+  for (int call = 0; call < 2; ++call) {
+    EXPECT_EQ(this_processor().features, here.features);
+    EXPECT_EQ(this_processor().vendor, here.vendor);
+    EXPECT_EQ(this_processor().family, here.family);
+    EXPECT_EQ(this_processor().model, here.model);
+  }
+}
+
 TEST(Dispatch, TheActiveVariantIsTheBestForThisMachine) {
   EXPECT_EQ(&active_kernel_set(), &best_kernel_set(features_of(read_cpuid())));
   RecordProperty("variant", active_kernel_set().name);

@@ -6,7 +6,6 @@
 #include <ostream>
 #include <string>
 
-#include "runtime/cpu_features.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::runtime {
@@ -17,10 +16,6 @@ inline void PrintTo(const KernelSet& set, std::ostream* out) { *out << set.name;
 
 namespace kyv::test {
 
-inline bool machine_runs(const runtime::KernelSet& set) {
-  return (set.required_features & ~runtime::features_of(runtime::read_cpuid())) == 0;
-}
-
 inline std::string variant_name(const testing::TestParamInfo<runtime::KernelSet>& info) {
   return info.param.name;
 }
@@ -28,7 +23,7 @@ inline std::string variant_name(const testing::TestParamInfo<runtime::KernelSet>
 class PerVariant : public testing::TestWithParam<runtime::KernelSet> {
  protected:
   void SetUp() override {
-    if (!machine_runs(GetParam())) GTEST_SKIP() << "this machine does not run " << GetParam().name;
+    if (!runtime::machine_runs(GetParam())) GTEST_SKIP() << "this machine does not run " << GetParam().name;
   }
 };
 

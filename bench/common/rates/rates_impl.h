@@ -9,7 +9,7 @@ namespace {
 
 // Enough chains to hide the latency of two multiply-add units, and no more than the registers hold; the
 // product of an unfused multiply-add takes one more.
-inline constexpr bool kFused = simd::kVectorBytes >= 32;
+inline constexpr bool kFused = simd::kHasFusedMultiplyAdd;
 inline constexpr int kChains = sizeof(void*) == 8 ? 12 : kFused ? 8 : 7;
 
 // Each chain is a = a*a + a, which takes one register and no other operand.

@@ -140,7 +140,7 @@ struct Butterfly {
 
  private:
   static constexpr int kHalf = R / 2;
-  static constexpr bool kKeepsRoots = sizeof(void*) == 8 && R > 5;
+  static constexpr bool kKeepsRoots = simd::kRegisters >= 16 && R > 5;
 
   // sums[k - 1] is first and the terms[i - 1] times the cosine of i k / R of the circle.
   template <class V>

@@ -21,7 +21,7 @@ constexpr PrecisionKernels<LaneOf<V>> precision_kernels(RadixSet radices) noexce
 // With eight registers a radix 4 of doubles is faster than a radix 8, with SSE2 the other way round
 // (measured).
 constexpr Kernels make_kernels(const Kernels* narrower) noexcept {
-  const bool few_registers = sizeof(void*) == 4 && simd::kVectorBytes > 16;
+  const bool few_registers = simd::kRegisters < 16 && simd::kVectorBytes > 16;
   const RadixSet radices = kManyRegisters ? RadixSet::kLarge : RadixSet::kMedium;
   return {precision_kernels<simd::F32>(radices),
           precision_kernels<simd::F64>(few_registers ? RadixSet::kSmall : radices), narrower};

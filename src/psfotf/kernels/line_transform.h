@@ -15,7 +15,7 @@ namespace kyv::psfotf {
 namespace {
 
 // A radix 15 in registers, nearly.
-inline constexpr bool kManyRegisters = simd::kVectorBytes == 64 && sizeof(void*) == 8;
+inline constexpr bool kManyRegisters = simd::kRegisters >= 32;
 
 inline constexpr int kMaxBlocksAtOnce = 16;
 

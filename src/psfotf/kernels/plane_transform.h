@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "psfotf/kernels/line_transform.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::psfotf {
 namespace {
@@ -39,10 +40,10 @@ class BlockCut {
   BlockCut(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays) noexcept
       : row_length_(plan.row_length) {
     if (!plan.rows_of_lines || !is_aligned(arrays.dst_re) || !is_aligned(arrays.dst_im)) return;
-    const std::uintptr_t beyond = reinterpret_cast<std::uintptr_t>(arrays.dst_re) % kLineBytes;
+    const std::uintptr_t beyond = reinterpret_cast<std::uintptr_t>(arrays.dst_re) % runtime::kCacheLine;
     streams_re_ = true;
-    streams_im_ = reinterpret_cast<std::uintptr_t>(arrays.dst_im) % kLineBytes == beyond;
-    if (beyond != 0) lead_ = static_cast<std::int32_t>((kLineBytes - beyond) / sizeof(double));
+    streams_im_ = reinterpret_cast<std::uintptr_t>(arrays.dst_im) % runtime::kCacheLine == beyond;
+    if (beyond != 0) lead_ = static_cast<std::int32_t>((runtime::kCacheLine - beyond) / sizeof(double));
   }
 
   // Whether whole lines of the real parts, and of the imaginary parts too, begin with blocks.
@@ -68,7 +69,6 @@ class BlockCut {
   }
 
  private:
-  static constexpr std::uintptr_t kLineBytes = 64;
   static std::int32_t tiles(std::int32_t columns) noexcept { return columns / V::kLanes; }
 
   std::int32_t row_length_;

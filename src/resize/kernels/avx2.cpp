@@ -1,4 +1,4 @@
-#include "runtime/simd/avx2.h"
+#include "resize/kernels/simd_avx2.h"
 
 #include "resize/kernels/block_vector.h"
 #include "resize/kernels/lane_quarters.h"

@@ -1,4 +1,4 @@
-#include "runtime/simd/avx512vbmi.h"
+#include "resize/kernels/simd_avx512vbmi.h"
 
 #include "resize/kernels/block_vector.h"
 #include "resize/kernels/lane_bytes.h"

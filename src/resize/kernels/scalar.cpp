@@ -1,4 +1,4 @@
-#include "runtime/simd/scalar.h"
+#include "resize/kernels/simd_scalar.h"
 
 #include "resize/kernels/block_scalar.h"
 

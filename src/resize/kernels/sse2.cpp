@@ -1,4 +1,4 @@
-#include "runtime/simd/sse2.h"
+#include "resize/kernels/simd_sse2.h"
 
 #include "resize/kernels/block_vector.h"
 

@@ -1,10 +1,10 @@
-// The vector types on AVX-512 with VBMI, which permutes bytes across a whole vector (Ice Lake, Zen 4 and
-// later).
+// What only resizing needs of AVX-512 with VBMI, which permutes bytes across a whole vector (Ice Lake, Zen 4
+// and later): see simd.md.
 //
-// For kernel units only: everything is that of avx512.h, and what follows.
+// For kernel units only, in an unnamed namespace like the vector types.
 #pragma once
 
-#include "runtime/simd/avx512.h"
+#include "resize/kernels/simd_avx512.h"
 
 // Nearest neighbour: bytes by their place in a window of memory.
 namespace kyv::simd {
@@ -45,14 +45,17 @@ struct VectorPicker {
 namespace kyv::simd {
 namespace {
 
+namespace detail {
 inline constexpr __mmask64 kLowBytes = 0x1111111111111111;
+}  // namespace detail
 
 // The bytes number index[i] of the window.
 inline F32 pick_bytes(NarrowWindow window, Lanes index) noexcept {
-  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(kLowBytes, index.v, window.v))};
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(detail::kLowBytes, index.v, window.v))};
 }
 inline F32 pick_bytes(WideWindow window, Lanes index) noexcept {
-  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi8(kLowBytes, window.low, index.v, window.high))};
+  return {_mm512_cvtepi32_ps(
+      _mm512_maskz_permutex2var_epi8(detail::kLowBytes, window.low, index.v, window.high))};
 }
 
 }  // namespace

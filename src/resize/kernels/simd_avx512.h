@@ -1,0 +1,211 @@
+// What only resizing needs of AVX-512 (F, BW, VL, DQ): see simd.md.
+//
+// For kernel units only, in an unnamed namespace like the vector types.
+#pragma once
+
+#include "runtime/simd/avx512.h"
+
+#include <cstddef>
+#include <cstdint>
+
+// Resampling: sums of products with one rounding per tap, and blocks of rows turned into vectors.
+namespace kyv::simd {
+namespace {
+
+// A weight in every lane, a vector of samples, and the running sum of their products.
+using Weight = F32;
+using Samples = F32;
+using Sum = F32;
+inline Weight load_weight(const float* p) noexcept { return broadcast(*p); }
+inline Samples load_samples(const float* p) noexcept { return load(p); }
+// The same for several uses: compilers would rather load it again for each.
+inline Samples load_shared_samples(const float* p) noexcept {
+  Samples a = load(p);
+  asm("" : "+v"(a.v));
+  return a;
+}
+inline Sum zero_sum() noexcept { return {_mm512_setzero_ps()}; }
+// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+template <bool kSumsAreExact>
+inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
+  return mul_add(w, x, sum);
+}
+// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
+  sum[0] = accumulate<false>(w, x[0], sum[0]);
+  sum[1] = accumulate<false>(w, x[1], sum[1]);
+}
+inline F32 value_of(Sum sum) noexcept { return sum; }
+
+// 32-bit lanes of raw samples. A vector is made of quads (16 bytes); quad q belongs to row 4 * q.
+struct Raw {
+  __m512i v;
+};
+inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+  const auto quad = [&](int row) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
+  };
+  __m512i v = _mm512_castsi128_si512(quad(0));
+  v = _mm512_mask_broadcast_i32x4(v, 0x00F0, quad(4));
+  v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(8));
+  return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(12))};
+}
+// The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
+inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+  const __m512 ab_lo = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0x44);
+  const __m512 ab_hi = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0xEE);
+  const __m512 cd_lo = _mm512_shuffle_f32x4(a[2].v, a[3].v, 0x44);
+  const __m512 cd_hi = _mm512_shuffle_f32x4(a[2].v, a[3].v, 0xEE);
+  _mm512_storeu_ps(rows[0] + offset, _mm512_shuffle_f32x4(ab_lo, cd_lo, 0x88));
+  _mm512_storeu_ps(rows[4] + offset, _mm512_shuffle_f32x4(ab_lo, cd_lo, 0xDD));
+  _mm512_storeu_ps(rows[8] + offset, _mm512_shuffle_f32x4(ab_hi, cd_hi, 0x88));
+  _mm512_storeu_ps(rows[12] + offset, _mm512_shuffle_f32x4(ab_hi, cd_hi, 0xDD));
+}
+inline F32 as_floats(Raw a) noexcept { return {_mm512_castsi512_ps(a.v)}; }
+inline Raw as_raw(F32 a) noexcept { return {_mm512_castps_si512(a.v)}; }
+// Transposes the 4 x 4 matrix that the quads of the same number form.
+inline void transpose_quads(F32& a, F32& b, F32& c, F32& d) noexcept {
+  const __m512 ab_lo = _mm512_unpacklo_ps(a.v, b.v);
+  const __m512 ab_hi = _mm512_unpackhi_ps(a.v, b.v);
+  const __m512 cd_lo = _mm512_unpacklo_ps(c.v, d.v);
+  const __m512 cd_hi = _mm512_unpackhi_ps(c.v, d.v);
+  a.v = _mm512_shuffle_ps(ab_lo, cd_lo, 0x44);
+  b.v = _mm512_shuffle_ps(ab_lo, cd_lo, 0xEE);
+  c.v = _mm512_shuffle_ps(ab_hi, cd_hi, 0x44);
+  d.v = _mm512_shuffle_ps(ab_hi, cd_hi, 0xEE);
+}
+// Byte or 16-bit field number kField of each 32-bit lane.
+template <int kBits, int kField>
+inline F32 field_to_float(Raw a) noexcept {
+  __m512i v = a.v;
+  if constexpr (kField != 0) v = _mm512_srli_epi32(v, kBits * kField);
+  if constexpr (kBits * (kField + 1) != 32) v = _mm512_and_si512(v, _mm512_set1_epi32((1 << kBits) - 1));
+  return {_mm512_cvtepi32_ps(v)};
+}
+
+// Rounds to nearest, ties to even, saturates, and stores 4 vectors as bytes or 2 as 16-bit samples.
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b, F32 c, F32 d) noexcept {
+  const __m512i ab = _mm512_packs_epi32(_mm512_cvtps_epi32(a.v), _mm512_cvtps_epi32(b.v));
+  const __m512i cd = _mm512_packs_epi32(_mm512_cvtps_epi32(c.v), _mm512_cvtps_epi32(d.v));
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  _mm512_storeu_si512(p, _mm512_permutexvar_epi32(order, _mm512_packus_epi16(ab, cd)));
+}
+inline void store_rounded(std::uint8_t* p, F32 a, F32 b) noexcept {
+  const __m512i ab = _mm512_packus_epi32(_mm512_cvtps_epi32(a.v), _mm512_cvtps_epi32(b.v));
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  _mm512_storeu_si512(p, _mm512_permutexvar_epi64(order, ab));
+}
+
+inline F64 operator/(F64 a, F64 b) noexcept { return {_mm512_div_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) noexcept { return {_mm512_abs_pd(a.v)}; }
+// a < b ? x : y, lane by lane.
+inline F64 select_less(F64 a, F64 b, F64 x, F64 y) noexcept {
+  return {_mm512_mask_blend_pd(_mm512_cmp_pd_mask(a.v, b.v, _CMP_LT_OQ), y.v, x.v)};
+}
+inline F64 lane_numbers() noexcept { return {_mm512_setr_pd(0, 1, 2, 3, 4, 5, 6, 7)}; }
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Nearest neighbour: bytes by their place in a window of memory.
+namespace kyv::simd {
+namespace {
+
+// Four lanes of 16 bytes, each from `kWindows` * 16 bytes at src + bases[lane].
+struct QuadPicker {
+  static constexpr int kLanes = 4;
+  static constexpr int kLaneBytes = 16;
+
+  template <int kWindows>
+  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+                   std::uint8_t* dst) noexcept {
+    const __m512i index = _mm512_loadu_si512(indices);
+    const auto quad = [&](int lane, int window) noexcept {
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + bases[lane] + window * kLaneBytes));
+    };
+    __m512i picked = _mm512_setzero_si512();
+    for (int window = 0; window < kWindows; ++window) {
+      __m512i from = _mm512_castsi128_si512(quad(0, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0x00F0, quad(1, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0x0F00, quad(2, window));
+      from = _mm512_mask_broadcast_i32x4(from, 0xF000, quad(3, window));
+      // Places outside this window get a set top bit, which picks 0.
+      const __m512i place =
+          _mm512_adds_epu8(_mm512_sub_epi8(index, _mm512_set1_epi8(static_cast<char>(window * kLaneBytes))),
+                           _mm512_set1_epi8(0x70));
+      picked = _mm512_or_si512(picked, _mm512_shuffle_epi8(from, kWindows == 1 ? index : place));
+    }
+    _mm512_storeu_si512(dst, picked);
+  }
+};
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: lanes picked from a window of a row's samples.
+namespace kyv::simd {
+namespace {
+
+struct NarrowWindow {
+  __m512i v;
+};
+struct WideWindow {
+  __m512i low;
+  __m512i high;
+};
+
+// A number in each 32-bit lane.
+struct Lanes {
+  __m512i v;
+};
+
+// 16 lanes.
+using LaneFloats = F32;
+inline LaneFloats zero_lane_floats() noexcept { return broadcast(0.0f); }
+inline LaneFloats load_lane_floats(const float* p) noexcept { return load(p); }
+inline void store_lane_floats(float* p, LaneFloats a) noexcept { store(p, a); }
+
+inline NarrowWindow load_narrow(const std::uint8_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline WideWindow load_wide(const std::uint8_t* p) noexcept {
+  return {_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64)};
+}
+inline Lanes load_lanes(const float* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline Lanes broadcast_lanes(std::int32_t n) noexcept { return {_mm512_set1_epi32(n)}; }
+inline Lanes advance(Lanes a, Lanes step) noexcept { return {_mm512_add_epi32(a.v, step.v)}; }
+// The 16-bit samples number index[i] of the window.
+inline F32 pick_words(NarrowWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi16(0x55555555, index.v, window.v))};
+}
+inline F32 pick_words(WideWindow window, Lanes index) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi16(0x55555555, window.low, index.v, window.high))};
+}
+// Pixels alternately of a and of b: 32 floats by number, from 16 on of b.
+inline void store_interleaved(float* p, F32 a, F32 b, const float* numbers, std::int32_t) noexcept {
+  const __m512i first = _mm512_loadu_si512(numbers);
+  const __m512i second = _mm512_loadu_si512(numbers + 16);
+  _mm512_storeu_ps(p, _mm512_permutex2var_ps(a.v, first, b.v));
+  _mm512_storeu_ps(p + 16, _mm512_permutex2var_ps(a.v, second, b.v));
+}
+
+}  // namespace
+}  // namespace kyv::simd
+
+// Resampling: pixels of four channels, a quad of floats each.
+namespace kyv::simd {
+namespace {
+
+// Pixel number kPixel of each quad of 8-bit or 16-bit samples.
+template <int kBits, int kPixel>
+inline F32 pixel_to_float(Raw a) noexcept {
+  if constexpr (kBits == 8) {
+    const __m128i quad = _mm_add_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(4 * kPixel - 0x7F7F8000));
+    return {_mm512_cvtepi32_ps(_mm512_shuffle_epi8(a.v, _mm512_broadcast_i32x4(quad)))};
+  } else {
+    const __m512i zero = _mm512_setzero_si512();
+    return {_mm512_cvtepi32_ps(kPixel == 0 ? _mm512_unpacklo_epi16(a.v, zero)
+                                           : _mm512_unpackhi_epi16(a.v, zero))};
+  }
+}
+
+}  // namespace
+}  // namespace kyv::simd
