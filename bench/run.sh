@@ -2,9 +2,15 @@
 # ./dev bench [preset...] [options of kyvmath_bench]: builds and runs the benchmark program.
 # Presets: linux (the default), linux32, win32, win64, or all. With several, each later one is compared with
 # the first. Tables and plots go to build/bench/<preset>. Quiet machines give better figures.
+# ./dev bench compare [preset] OLD [options of kyvmath_compare]: this tree's library against the library OLD.
 set -eu
 cd "$(dirname "$0")/.."
 
+task=suite
+if [ "${1:-}" = compare ]; then
+  task=compare
+  shift
+fi
 presets=""
 while [ $# -gt 0 ]; do
   case $1 in
@@ -18,17 +24,18 @@ presets=${presets:-linux}
 jobs=$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 
 build() {
-  tree=build/bench-tree/$1
-  log=build/bench/$1/build.log
-  mkdir -p "build/bench/$1"
+  preset=$1
+  shift
+  log=build/bench/$preset/build.log
+  mkdir -p "build/bench/$preset"
   {
-    cmake --preset "$1" -B "$tree" -DKYVMATH_BUILD_BENCHMARKS=ON -DKYVMATH_BUILD_TESTS=OFF &&
-      cmake --build "$tree" -j "$jobs" --target kyvmath_bench
+    cmake --preset "$preset" -B "build/bench-tree/$preset" -DKYVMATH_BUILD_BENCHMARKS=ON -DKYVMATH_BUILD_TESTS=OFF &&
+      cmake --build "build/bench-tree/$preset" -j "$jobs" --target "$@"
   } >"$log" 2>&1 || { tail -n 40 "$log" && exit 1; }
 }
 
 run() {
-  program=build/bench-tree/$1/bench/suite/kyvmath_bench
+  program=$1
   shift
   if [ -e "$program.exe" ]; then
     prefix=${KYVMATH_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/kyvmath/wine}
@@ -38,15 +45,38 @@ run() {
   fi
 }
 
-first=""
-for preset in $presets; do
-  echo "== $preset"
-  build "$preset"
-  out=build/bench/$preset
-  if [ -z "$first" ]; then
-    run "$preset" --data bench/peers --csv "$out" --plots "$out" "$@"
-    first=$out
-  else
-    run "$preset" --data bench/peers --csv "$out" --plots "$out" --against "$first" "$@"
-  fi
-done
+library_of() {
+  case $1 in
+    win*) echo "build/bench-tree/$1/bin/KyvMath.dll" ;;
+    *) echo "build/bench-tree/$1/lib/libKyvMath.so" ;;
+  esac
+}
+
+run_compare() {
+  preset=${1# }
+  old=${2:?give the library to compare with}
+  shift 2
+  build "$preset" KyvMath kyvmath_compare
+  run "build/bench-tree/$preset/bench/compare/kyvmath_compare" "$old" "$(library_of "$preset")" "$@"
+}
+
+run_suite() {
+  first=""
+  for preset in $presets; do
+    echo "== $preset"
+    build "$preset" kyvmath_bench
+    out=build/bench/$preset
+    program=build/bench-tree/$preset/bench/suite/kyvmath_bench
+    if [ -z "$first" ]; then
+      run "$program" --data bench/peers --csv "$out" --plots "$out" "$@"
+      first=$out
+    else
+      run "$program" --data bench/peers --csv "$out" --plots "$out" --against "$first" "$@"
+    fi
+  done
+}
+
+case $task in
+  compare) run_compare "$presets" "$@" ;;
+  suite) run_suite "$@" ;;
+esac

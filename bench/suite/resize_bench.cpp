@@ -8,67 +8,45 @@
 #include <string>
 
 #include "KyvMath.h"
+#include "cells/cell_sets.h"
+#include "cells/images.h"
+#include "cells/resize_cell.h"
 #include "peers/peers.h"
 #include "resize/resize_request.h"
-#include "suite/resize_cell.h"
+#include "suite/resize_cost.h"
 #include "suite/resize_setup.h"
 #include "thread/thread_context.h"
 
 namespace kyv::bench {
 namespace {
 
-// Broad slopes with noise on top, as photographs have; the same for every run.
-void fill_with_picture(std::vector<unsigned char>& bytes) {
-  std::uint32_t state = 12345;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    state = state * 1664525u + 1013904223u;
-    bytes[i] = static_cast<unsigned char>((i >> 7) + (state >> 27));
-  }
-}
-
-// Source and destination of the cell at hand; kept while cells follow each other with the same sizes.
-class Images {
- public:
-  void prepare(const ResizeCell& cell) {
-    if (src_.size() != cell.src_bytes()) {
-      std::vector<unsigned char>().swap(src_);
-      src_.resize(cell.src_bytes());
-      fill_with_picture(src_);
-    }
-    if (dst_.size() != cell.dst_bytes()) {
-      std::vector<unsigned char>().swap(dst_);
-      dst_.resize(cell.dst_bytes());
-    }
-  }
-  const std::vector<unsigned char>& src() const { return src_; }
-  std::vector<unsigned char>& dst() { return dst_; }
-
- private:
-  std::vector<unsigned char> src_;
-  std::vector<unsigned char> dst_;
-};
-
 resize::ResizeRequest request_of(const ResizeCell& cell, Images& images) {
-  const int pixel_bytes = cell.channels * cell.bits / 8;
+  const auto step = [&](int width) { return width * static_cast<int>(cell.pixel_bytes()); };
+  const bool whole = cell.frame.width == 0;
   resize::ResizeRequest request;
   request.mode = cell.mode;
   request.channels = cell.channels;
   request.bits = cell.bits;
-  request.src = images.src().data();
-  request.src_width = request.region_width = cell.src_width;
-  request.src_height = request.region_height = cell.src_height;
-  request.src_step = cell.src_width * pixel_bytes;
+  request.src = images.frame().data();
+  request.src_width = whole ? cell.src_width : cell.frame.width;
+  request.src_height = whole ? cell.src_height : cell.frame.height;
+  request.src_step = step(request.src_width);
+  request.region_x = cell.frame.x;
+  request.region_y = cell.frame.y;
+  request.region_width = cell.src_width;
+  request.region_height = cell.src_height;
   request.dst = images.dst().data();
   request.dst_width = cell.dst_width;
   request.dst_height = cell.dst_height;
-  request.dst_step = cell.dst_width * pixel_bytes;
+  request.dst_step = step(cell.dst_width);
   return request;
 }
 
 // The variant that the library would choose runs through the library's own export.
 bool run_export(const resize::ResizeRequest& r) {
-  return KyvMathResize(static_cast<unsigned>(r.mode), r.channels, r.bits, r.src, r.src_width, r.src_height,
-                       r.src_step, r.dst, r.dst_width, r.dst_height, r.dst_step) == KYVMATH_OK;
+  return KyvMathResizeWithRegion(static_cast<unsigned>(r.mode), r.channels, r.bits, r.src, r.src_width,
+                                 r.src_height, r.src_step, r.region_x, r.region_y, r.region_width,
+                                 r.region_height, r.dst, r.dst_width, r.dst_height, r.dst_step) == KYVMATH_OK;
 }
 
 // The others run what the export would run: the thread's context and work buffer live for one call.
@@ -85,9 +63,9 @@ void resize_once(const resize::ResizeRequest& request, const runtime::KernelSet&
 }
 
 peers::ResizeTask task_of(const ResizeCell& cell, Images& images) {
-  return {images.src().data(), cell.src_width, cell.src_height,
-          images.dst().data(), cell.dst_width, cell.dst_height,
-          cell.channels,       cell.bits,      static_cast<peers::Filter>(cell.mode)};
+  return {images.frame().data(), cell.src_width, cell.src_height,
+          images.dst().data(),   cell.dst_width, cell.dst_height,
+          cell.channels,         cell.bits,      static_cast<peers::Filter>(cell.mode)};
 }
 
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
@@ -130,7 +108,7 @@ double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_
 }
 
 std::vector<ResizeCell> chosen_cells(const Options& options) {
-  std::vector<ResizeCell> cells = read_resize_cells(options.data);
+  std::vector<ResizeCell> cells = cells_of_sets("standard,own", options.data);
   std::erase_if(cells,
                 [&](const ResizeCell& cell) { return !std::regex_search(cell.name(), options.filter); });
   return cells;

@@ -1,9 +1,9 @@
 // What a resize call does before and after its pixels.
 #pragma once
 
+#include "cells/resize_cell.h"
 #include "common/timing.h"
 #include "runtime/dispatch.h"
-#include "suite/resize_cell.h"
 
 namespace kyv::bench {
 

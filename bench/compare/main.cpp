@@ -1,0 +1,218 @@
+// kyvmath_compare OLD NEW: two builds of the library (libKyvMath.so or KyvMath.dll) in one run, cell by cell
+// and round by round in turn. Status 1 when a resize gives other bytes or a conversion leaves its error
+// bound.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <optional>
+#include <regex>
+#include <sstream>
+
+#include "cells/cell_sets.h"
+#include "common/csv.h"
+#include "common/host.h"
+#include "compare/comparison.h"
+
+namespace kyv::bench {
+namespace {
+
+// Twice what either build may be away from the exact values, plus what another order of operations may give.
+constexpr double kSingleBound = 1.2e-6;
+constexpr double kDoubleBound = 4e-15;
+constexpr double kSlower = 0.05;
+constexpr std::size_t kWorstShown = 12;
+
+struct Options {
+  std::string old_path;
+  std::string new_path;
+  std::string old_set;
+  std::string new_set;
+  std::string cells = "standard";
+  std::vector<std::string> sizes;
+  int random = 0;
+  std::uint64_t seed = 1;
+  std::string conversions = "standard";
+  std::string filter;
+  double seconds = 0.15;
+  bool check_only = false;
+  int core = -1;
+  std::string data = KYVMATH_BENCH_DATA;
+  std::string csv;
+};
+
+std::vector<ResizeCell> resizes_of(const Options& options) {
+  std::vector<ResizeCell> cells;
+  if (options.cells != "none") cells = cells_of_sets(options.cells, options.data);
+  const auto append = [&cells](const std::vector<ResizeCell>& more) {
+    cells.insert(cells.end(), more.begin(), more.end());
+  };
+  for (const std::string& size : options.sizes) append(cells_of_size(size));
+  append(random_cells(options.random, options.seed));
+  return cells;
+}
+
+// A size in every precision, direction and kind.
+void add_conversions(std::vector<ConversionCell>& cells, int columns, int rows) {
+  for (const bool real : {false, true}) {
+    for (const bool backward : {false, true}) {
+      for (const bool single : {true, false}) cells.push_back({columns, rows, single, backward, real});
+    }
+  }
+}
+
+std::vector<ConversionCell> conversions_of(const Options& options) {
+  std::vector<ConversionCell> cells;
+  if (options.conversions == "none") return cells;
+  std::vector<std::string> sizes;
+  if (options.conversions == "standard") {
+    for (const TableRow& row : read_tsv(options.data + "/fft.tsv")) {
+      if (row.at("precision") == "float") sizes.push_back(row.at("size"));
+    }
+  } else {
+    std::istringstream stream(options.conversions);
+    for (std::string size; std::getline(stream, size, ',');) sizes.push_back(size);
+  }
+  for (const std::string& size : sizes) {
+    int columns = 0;
+    int rows = 0;
+    if (std::sscanf(size.c_str(), "%dx%d", &columns, &rows) != 2 || columns < 1 || rows < 1) {
+      throw std::invalid_argument("a conversion's size is written like 640x480, not " + size);
+    }
+    add_conversions(cells, columns, rows);
+  }
+  std::erase_if(cells, [](const ConversionCell& cell) { return !cell.fits_in_memory(); });
+  return cells;
+}
+
+void print(const Compared& c, bool failed, bool timed) {
+  std::printf("%-44s ", c.name.c_str());
+  if (timed) {
+    std::printf("%10.4f %10.4f %7.3f %7.3f %5.1f%%  ", 1e3 * c.old_seconds, 1e3 * c.new_seconds, c.ratio,
+                c.paired_ratio, 100 * c.noise);
+  }
+  std::printf("%s%s%s\n", c.difference == 0.0 ? "equal" : figure(c.difference, 2).c_str(),
+              failed ? "  DIFFERENT" : "", c.is_slower(kSlower) ? "  slower" : "");
+  std::fflush(stdout);
+}
+
+double geometric_mean(const std::vector<Compared>& all) {
+  double logarithms = 0.0;
+  for (const Compared& c : all) logarithms += std::log(c.ratio);
+  return std::exp(logarithms / static_cast<double>(all.size()));
+}
+
+void print_summary(const char* what, std::vector<Compared> all) {
+  if (all.empty()) return;
+  const auto slower =
+      std::count_if(all.begin(), all.end(), [](const Compared& c) { return c.is_slower(kSlower); });
+  const auto equal =
+      std::count_if(all.begin(), all.end(), [](const Compared& c) { return c.difference == 0.0; });
+  std::printf(
+      "\n%s: new build %.3f times as fast (geometric mean of %zu); %d slower by more than %.0f %% and "
+      "the noise; %d with equal bits\n",
+      what, geometric_mean(all), all.size(), static_cast<int>(slower), 100 * kSlower,
+      static_cast<int>(equal));
+  const std::size_t shown = std::min(kWorstShown, all.size());
+  const auto middle = all.begin() + static_cast<std::ptrdiff_t>(shown);
+  std::partial_sort(all.begin(), middle, all.end(),
+                    [](const Compared& a, const Compared& b) { return a.ratio < b.ratio; });
+  std::printf("  least:\n");
+  for (auto c = all.begin(); c != middle; ++c) {
+    std::printf("  %-44s %7.3f, median round %.3f, noise %.1f %%\n", c->name.c_str(), c->ratio,
+                c->paired_ratio, 100 * c->noise);
+  }
+}
+
+// Runs the chosen cells of one service; returns how many fail.
+template <class Cell, class Compare, class Fails>
+int run_cells(const char* what, std::vector<Cell> cells, const Options& options, CsvTable& table,
+              const Compare& compare, const Fails& fails) {
+  const std::regex filter(options.filter);
+  std::erase_if(cells, [&](const Cell& cell) { return !std::regex_search(cell.name(), filter); });
+  if (cells.empty()) return 0;
+  if (!options.check_only) {
+    std::printf("\n%-44s %10s %10s %7s %7s %6s  %s\n", what, "old ms", "new ms", "ratio", "median", "noise",
+                "result");
+  }
+  std::vector<Compared> all;
+  int failures = 0;
+  for (const Cell& cell : cells) {
+    const Compared c = compare(cell);
+    const bool failed = fails(cell, c);
+    failures += failed ? 1 : 0;
+    print(c, failed, !options.check_only);
+    table.add_row({c.name, figure(1e3 * c.old_seconds), figure(1e3 * c.new_seconds), figure(c.ratio),
+                   figure(c.paired_ratio), figure(c.noise, 2), figure(c.difference, 3)});
+    all.push_back(c);
+  }
+  const auto compared = all.size();
+  if (!options.check_only) print_summary(what, std::move(all));
+  std::printf("%s: %zu compared, %d DIFFERENT\n", what, compared, failures);
+  return failures;
+}
+
+int run(const Options& options) {
+  const int core = pin_to_core(options.core);
+  const Build old_build(options.old_path, options.old_set);
+  const Build new_build(options.new_path, options.new_set);
+  std::printf("%s, processor %d, %zu-bit program\nold: %s %s\nnew: %s %s\n", processor_name().c_str(), core,
+              8 * sizeof(void*), options.old_path.c_str(), options.old_set.c_str(), options.new_path.c_str(),
+              options.new_set.c_str());
+  const Effort effort{.seconds = options.seconds, .max_rounds = 1 << 20};
+  Comparison comparison(old_build, new_build, options.check_only ? std::nullopt : std::optional(effort));
+  CsvTable table({"cell", "old_ms", "new_ms", "ratio", "median_ratio", "noise", "difference"});
+  int failures = run_cells(
+      "resize", resizes_of(options), options, table,
+      [&](const ResizeCell& cell) { return comparison.resize(cell); },
+      [](const ResizeCell&, const Compared& c) { return c.difference != 0.0; });
+  failures += run_cells(
+      "conversion", conversions_of(options), options, table,
+      [&](const ConversionCell& cell) { return comparison.convert(cell); },
+      [](const ConversionCell& cell, const Compared& c) {
+        return !(c.difference <= (cell.single ? kSingleBound : kDoubleBound));
+      });
+  if (!options.csv.empty()) table.write(options.csv);
+  return failures == 0 ? 0 : 1;
+}
+
+void declare(CLI::App& app, Options& options) {
+  app.add_option("old", options.old_path, "The library that is compared with")->required();
+  app.add_option("new", options.new_path, "The library that is compared; the same file will do")->required();
+  app.add_option(
+      "--cells", options.cells,
+      "Sets of resizes: standard, own, ratios, thumbnails, small, sizes, with commas between; none");
+  app.add_option("--size", options.sizes, "Also every format and filter of a size, e.g. 1921x1081:777x555");
+  app.add_option("--random", options.random, "Also this many resizes drawn at random");
+  app.add_option("--seed", options.seed, "What they are drawn from");
+  app.add_option("--conversions", options.conversions, "standard, none, or sizes, e.g. 640x480,393x393");
+  app.add_option("--filter", options.filter, "Only cells whose name this expression finds");
+  app.add_option("--old-set", options.old_set,
+                 "Kernel set of the old build: avx512 (no VBMI), avx2, sse2; else the processor's best");
+  app.add_option("--new-set", options.new_set, "Kernel set of the new build");
+  app.add_option_function<std::string>(
+      "--set", [&options](const std::string& set) { options.old_set = options.new_set = set; },
+      "Kernel set of both");
+  app.add_option("--seconds", options.seconds, "Time for each cell")->capture_default_str();
+  app.add_flag("--check-only", options.check_only, "Compare the results, time nothing");
+  app.add_option("--core", options.core, "Processor to run on; else the last one allowed");
+  app.add_option("--data", options.data, "Folder with resize.tsv, own_cells.tsv and fft.tsv");
+  app.add_option("--csv", options.csv, "Write a table to this file");
+}
+
+}  // namespace
+}  // namespace kyv::bench
+
+int main(int argc, char** argv) {
+  kyv::bench::Options options;
+  CLI::App app("Compares two builds of the library");
+  kyv::bench::declare(app, options);
+  CLI11_PARSE(app, argc, argv);
+  try {
+    return kyv::bench::run(options);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kyvmath_compare: %s\n", error.what());
+    return 2;
+  }
+}
