@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include "resize/weights.h"
 
@@ -10,9 +9,12 @@ namespace kyv::resize {
 namespace {
 
 constexpr std::uint64_t kPatternFloats = std::uint64_t{1} << 18;  // patterns that stay in the second cache
+constexpr Index kLanesFloats = sizeof(PatternLanes) / sizeof(float);
 constexpr std::int32_t kSlackPositions = 8;  // positions of a group beyond the taps of one pixel
 
-std::int32_t vector_pixels(std::int32_t channels) noexcept { return kLaneCount / channels; }
+std::int32_t vector_pixels(std::int32_t channels) noexcept {
+  return static_cast<std::int32_t>(kPermutedLanes) / channels;
+}
 
 constexpr std::int32_t kShortPositions[2] = {8, 12};  // by pixels of a lane
 constexpr std::int64_t kWidePairTaps = 9;  // fewest taps for which two pixels make up for a wide window
@@ -21,7 +23,7 @@ constexpr std::int64_t kWidePairTaps = 9;  // fewest taps for which two pixels m
 class Builder {
  public:
   Builder(const LanePlanStorage& storage, const TapTable& table, std::int32_t count, const LaneSource& source,
-          const LanePasses& passes, std::int32_t pixels) noexcept
+          const PermutedKernels& passes, std::int32_t pixels) noexcept
       : storage_(storage),
         table_(table),
         count_(count),
@@ -30,20 +32,25 @@ class Builder {
         channels_(source.channels),
         lanes_(vector_pixels(channels_) * channels_),
         sample_bytes_(source.sample_bytes),
+        codes_(passes.depth[sample_bytes_ - 1].codes),
         quarters_(passes.quarters) {
-    plan_.index_step = quarters_ && sample_bytes_ == 2 ? channels_ * 0x0202 : channels_;
+    plan_.code_step = channels_ * static_cast<std::int32_t>(codes_.step);
     plan_.pixels = pixels;
     plan_.group_pixels = pixels * vector_pixels(channels_);
     plan_.group_count = (count + plan_.group_pixels - 1) / plan_.group_pixels;
     plan_.groups = storage.groups;
-    plan_.patterns = storage.patterns;
   }
 
   LanePlan build() noexcept {
     if (!may_pay() || !measure()) return {};
+    const auto lanes = reinterpret_cast<PatternLanes*>(storage_.patterns);
+    const auto most = static_cast<Index>(storage_.pattern_floats) / (kLanesFloats + plan_.weights_stride);
+    float* const weights = storage_.patterns + most * kLanesFloats;
+    plan_.lanes = lanes;
+    plan_.weights = weights;
     std::uint32_t patterns = 0;
     for (std::int32_t g = 0; g < plan_.group_count; ++g) {
-      LaneGroup& group = storage_.groups[g];
+      PermutedGroup& group = storage_.groups[g];
       const TapSpan* spans = table_.spans + g * plan_.group_pixels;
       group.first = static_cast<std::int32_t>(spans[0].first);
       std::int32_t& known = slot_of(g);
@@ -52,9 +59,10 @@ class Builder {
         continue;
       }
       known = g;
-      if ((patterns + 1) * plan_.stride > storage_.pattern_floats) return {};
+      if (patterns == most) return {};
       group.pattern = patterns++;
-      fill_pattern(g, storage_.patterns + group.pattern * plan_.stride);
+      fill_lanes(g, lanes[group.pattern]);
+      fill_weights(g, weights + group.pattern * plan_.weights_stride);
     }
     return plan_;
   }
@@ -99,7 +107,7 @@ class Builder {
   };
 
   Windows measure_windows() const noexcept {
-    const std::int32_t window_lanes = quarters_ ? 4 : kLaneCount;
+    const std::int32_t window_lanes = quarters_ ? 4 : 16;
     Windows windows;
     for (std::int32_t g = 0; g < plan_.group_count; ++g) {
       for (std::int32_t lane = 0; lane < lanes_; lane += window_lanes) {
@@ -129,9 +137,9 @@ class Builder {
     const std::int64_t positions = std::max(taps[0], taps[1]);
     if (positions > storage_.most_positions) return false;
     const Windows windows = measure_windows();
-    plan_.wide = !quarters_ && windows.widest * sample_bytes_ > kLaneWindows[0];
-    const std::int32_t bytes = quarters_ ? kLaneQuarter : kLaneWindows[plan_.wide ? 1 : 0];
-    const std::int32_t window = bytes / sample_bytes_;
+    plan_.wide = !quarters_ && windows.widest * sample_bytes_ > kWindowBytes[kNarrowWindow];
+    const Index bytes = quarters_ ? kQuarterBytes : kWindowBytes[plan_.wide ? kWideWindow : kNarrowWindow];
+    const auto window = static_cast<std::int32_t>(bytes / sample_bytes_);
     if (windows.widest > window) return false;
     if (plan_.pixels == 2 && plan_.wide && taps[0] < kWidePairTaps) return false;
 
@@ -139,7 +147,7 @@ class Builder {
     plan_.taps[1] = plan_.pixels == 1 ? 0 : static_cast<std::int32_t>(positions - lead);
     plan_.lead = static_cast<std::int32_t>(lead);
     plan_.window_positions = static_cast<std::int32_t>((window - windows.widest) / channels_ + 1);
-    plan_.stride = static_cast<std::size_t>(2 + plan_.taps[0] + plan_.taps[1]) * kLaneCount;
+    plan_.weights_stride = (plan_.taps[0] + plan_.taps[1]) * kPermutedLanes;
     const std::int64_t last_window = (positions - 1) / plan_.window_positions * plan_.window_positions;
     const std::int64_t reach = last_window * channels_ + windows.farthest + window;
     plan_.reach = static_cast<std::int32_t>(std::min<std::int64_t>(reach, storage_.most_reach));
@@ -196,34 +204,30 @@ class Builder {
     return true;
   }
 
-  // The index of a sample that lies `place` samples from its window's begin.
-  std::uint32_t index_of(std::uint32_t place) const noexcept {
-    if (!quarters_) return place;
-    return sample_bytes_ == 1 ? 0x80808000u + place : 0x80800100u + place * 0x0202u;
-  }
-
-  void fill_places(std::int32_t group, float* indices, float* places) const noexcept {
+  // Lanes that idle take the first sample of the first window.
+  void fill_lanes(std::int32_t group, PatternLanes& lanes) const noexcept {
+    lanes = {};
+    std::fill_n(lanes.codes, kPermutedLanes, codes_.first);
     for (std::int32_t lane = 0; lane < lanes_; ++lane) {
       const std::int64_t window = window_of(group, lane);
-      indices[lane] =
-          std::bit_cast<float>(index_of(static_cast<std::uint32_t>(place_of(group, lane) - window)));
-      places[lane / 4] = std::bit_cast<float>(static_cast<std::int32_t>(window) * sample_bytes_);
+      const auto place = static_cast<std::uint32_t>(place_of(group, lane) - window);
+      lanes.codes[lane] = codes_.first + place * codes_.step;
+      lanes.windows[lane / 4] = static_cast<std::int32_t>(window) * sample_bytes_;
     }
   }
 
-  void fill_pattern(std::int32_t group, float* pattern) const noexcept {
-    std::fill_n(pattern, plan_.stride, 0.0f);
-    fill_places(group, pattern, pattern + kLaneCount);
+  void fill_weights(std::int32_t group, float* weights) const noexcept {
+    std::fill_n(weights, plan_.weights_stride, 0.0f);
     const TapSpan* spans = table_.spans + group * plan_.group_pixels;
     for (std::int32_t i = 0; i < pixels_of(group); ++i) {
       const std::int32_t second = i % plan_.pixels;
       const TapSpan& first = spans[i - second];
       const std::int32_t lane = i / plan_.pixels * channels_;
       const std::int64_t skipped = second == 0 ? 0 : spans[i].first - first.first - plan_.lead;
-      float* to = pattern + (2 + second * plan_.taps[0] + skipped) * kLaneCount + lane;
-      const float* weights = table_.weights + spans[i].phase * table_.stride;
-      for (std::int32_t tap = 0; tap < spans[i].count; ++tap, to += kLaneCount) {
-        std::fill_n(to, channels_, weights[tap]);
+      float* to = weights + (second * plan_.taps[0] + skipped) * kPermutedLanes + lane;
+      const float* from = table_.weights_of(spans[i]);
+      for (std::int32_t tap = 0; tap < spans[i].count; ++tap, to += kPermutedLanes) {
+        std::fill_n(to, channels_, from[tap]);
       }
     }
   }
@@ -232,10 +236,11 @@ class Builder {
   const TapTable& table_;
   const std::int32_t count_;
   const LaneSource& source_;
-  const LanePasses& passes_;
+  const PermutedKernels& passes_;
   const std::int32_t channels_;
   const std::int32_t lanes_;  // that are used
   const std::int32_t sample_bytes_;
+  const PlaceCodes codes_;
   const bool quarters_;
   LanePlan plan_;
   std::array<std::int32_t, 64> recent_ = [] {
@@ -253,15 +258,15 @@ LanePlanStorage take_lane_plan(Arena& arena, const AxisGeometry& axis, Mode mode
   const auto groups = static_cast<std::uint64_t>(axis.count / vector_pixels(channels)) + 1;
   LanePlanStorage storage;
   storage.most_positions = static_cast<std::int32_t>(taps) + kSlackPositions;
-  storage.most_reach = storage.most_positions * channels + kLaneWindows[1];
-  storage.pattern_floats = std::min(groups * (taps + kSlackPositions + 2) * kLaneCount, kPatternFloats);
-  storage.groups = arena.take<LaneGroup>(groups);
+  storage.most_reach = storage.most_positions * channels + kWindowBytes[1];
+  storage.pattern_floats = std::min(groups * (taps + kSlackPositions + 2) * kPermutedLanes, kPatternFloats);
+  storage.groups = arena.take<PermutedGroup>(groups);
   storage.patterns = arena.take<float>(storage.pattern_floats);
   return storage;
 }
 
 LanePlan build_lane_plan(const LanePlanStorage& storage, const TapTable& table, std::int32_t count,
-                         const LaneSource& source, const LanePasses& passes) noexcept {
+                         const LaneSource& source, const PermutedKernels& passes) noexcept {
   const auto build = [&](std::int32_t pixels) noexcept {
     return Builder(storage, table, count, source, passes, pixels).build();
   };

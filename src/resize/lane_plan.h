@@ -12,8 +12,8 @@ namespace kyv::resize {
 
 // A plan's arrays in the work buffer.
 struct LanePlanStorage {
-  LaneGroup* groups = nullptr;
-  float* patterns = nullptr;
+  PermutedGroup* groups = nullptr;
+  float* patterns = nullptr;  // the lanes of all patterns, then their weights
   std::uint64_t pattern_floats = 0;
   std::int32_t most_positions = 0;  // source positions of a group
   std::int32_t most_reach = 0;      // samples from its first position to the end of its last window
@@ -28,13 +28,14 @@ struct LanePlan {
   std::int32_t group_pixels = 0;  // destination pixels of a group
   std::int32_t group_count = 0;
   std::int32_t reach = 0;  // samples from a group's first position to the end of its last window
-  const LaneGroup* groups = nullptr;
-  const float* patterns = nullptr;
-  std::size_t stride = 0;
+  const PermutedGroup* groups = nullptr;
+  const PatternLanes* lanes = nullptr;
+  const float* weights = nullptr;
+  Index weights_stride = 0;
   std::int32_t taps[2] = {};
   std::int32_t lead = 0;
   std::int32_t window_positions = 0;
-  std::int32_t index_step = 0;
+  std::int32_t code_step = 0;
 };
 
 // What is read: its pixels and its size.
@@ -48,6 +49,6 @@ struct LaneSource {
 // sum has more than one block of taps, where the patterns outgrow their room, or where blocks of rows are
 // faster.
 LanePlan build_lane_plan(const LanePlanStorage& storage, const TapTable& table, std::int32_t count,
-                         const LaneSource& source, const LanePasses& passes) noexcept;
+                         const LaneSource& source, const PermutedKernels& passes) noexcept;
 
 }  // namespace kyv::resize

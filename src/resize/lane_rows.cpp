@@ -1,7 +1,6 @@
 #include "resize/lane_rows.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -10,7 +9,7 @@
 namespace kyv::resize {
 namespace {
 
-constexpr std::size_t kCopies = 2 * kLaneRows;
+constexpr std::size_t kCopies = 2 * kPermutedRows;
 constexpr std::uint64_t kCachedBytes = std::uint64_t{1} << 20;  // of a source that the second cache holds
 
 // Writes a pixel `count` times, 8 bytes each time: what comes after a pixel is written later, or not used.
@@ -30,14 +29,14 @@ LaneRowsStorage take_lane_rows(Arena& arena, const AxisGeometry& axis, Mode mode
   storage.plan = take_lane_plan(arena, axis, mode, channels);
   // The first positions of an end's groups lie within a reach or one block of taps of each other.
   const std::int32_t reach = storage.plan.most_reach;
-  const std::int32_t samples = 2 * reach + kTapBlock * channels;
+  const Index samples = 2 * reach + kTapBlock * channels;
   storage.end_samples = (static_cast<std::uint64_t>(samples) + 63) / 64 * 64;
   storage.ends = arena.take<std::uint8_t>(kCopies * storage.end_samples * 2);
   return storage;
 }
 
 LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
-                   const LaneSource& source, const LanePasses& passes) noexcept
+                   const LaneSource& source, const PermutedKernels& passes) noexcept
     : usable_size_(axis.usable_size),
       count_(axis.count),
       channels_(source.channels),
@@ -57,17 +56,18 @@ LaneRows::LaneRows(const LaneRowsStorage& storage, const TapTable& table, const 
   }
   std::memset(ends_memory_, 0, kCopies * end_bytes_);
 
-  const std::int32_t samples = kLaneCount / channels_ * channels_;
+  constexpr auto kLanes = static_cast<std::int32_t>(kPermutedLanes);
+  const std::int32_t samples = kLanes / channels_ * channels_;
   for (std::int32_t i = 0; i < 2 * samples; ++i) {
     const std::int32_t pixel = i / channels_;
     const std::int32_t lane = pixel / 2 * channels_ + i % channels_;
-    const std::int32_t second = std::numeric_limits<std::int32_t>::min() + kLaneCount;
-    interleave_[i] = std::bit_cast<float>(lane + pixel % 2 * second);
+    const std::int32_t second = std::numeric_limits<std::int32_t>::min() + kLanes;
+    interleave_[i] = lane + pixel % 2 * second;
   }
 }
 
 void LaneRows::find_ends(const TapTable& table) noexcept {
-  const LaneGroup* groups = plan_.groups;
+  const PermutedGroup* groups = plan_.groups;
   const TapSpan& span = table.spans[count_ - 1];
   const std::int64_t needed = span.first + span.count;
   const auto reach_of = [&](std::int32_t group) noexcept {
@@ -94,11 +94,11 @@ void LaneRows::run(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::i
                    std::int32_t count, float* const* out) noexcept {
   const std::int32_t begin = first / plan_.group_pixels;
   const std::int32_t end = (first + count + plan_.group_pixels - 1) / plan_.group_pixels;
-  float* to[kLaneRows];
+  float* to[kPermutedRows];
   const auto from_group = [&](std::int32_t group) noexcept {
     const auto samples =
         static_cast<std::ptrdiff_t>(std::min(group, end) - begin) * plan_.group_pixels * channels_;
-    for (std::int32_t i = 0; i < kLaneRows; ++i) to[i] = out[i] + samples;
+    for (std::int32_t i = 0; i < kPermutedRows; ++i) to[i] = out[i] + samples;
     return to;
   };
   const std::int32_t interior = std::max(begin, left_.end);
@@ -111,8 +111,8 @@ void LaneRows::run(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::i
 void LaneRows::run_end(const End& end, int side, const std::uint8_t* const* rows, std::int32_t begin,
                        std::int32_t stop, float* const* out) noexcept {
   if (begin >= stop) return;
-  const std::uint8_t* copies[kLaneRows];
-  for (std::int32_t i = 0; i < kLaneRows; ++i) {
+  const std::uint8_t* copies[kPermutedRows];
+  for (std::int32_t i = 0; i < kPermutedRows; ++i) {
     std::uint8_t* copy = ends_memory_ + static_cast<std::size_t>(2 * i + side) * end_bytes_;
     copy_end(end, rows[i], copy);
     copies[i] = copy;
@@ -123,23 +123,24 @@ void LaneRows::run_end(const End& end, int side, const std::uint8_t* const* rows
 void LaneRows::run_groups(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int64_t origin,
                           std::int32_t begin, std::int32_t stop, float* const* out) const noexcept {
   if (begin >= stop) return;
-  LanePassArgs args;
+  PermutedArgs args;
   args.rows = rows;
   args.origin = origin;
   args.groups = plan_.groups + begin;
   args.count = stop - begin;
-  args.patterns = plan_.patterns;
-  args.stride = plan_.stride;
+  args.lanes = plan_.lanes;
+  args.weights = plan_.weights;
+  args.weights_stride = plan_.weights_stride;
   args.taps[0] = plan_.taps[0];
   args.taps[1] = plan_.taps[1];
   args.lead = plan_.lead;
-  args.index_step = plan_.index_step;
+  args.code_step = plan_.code_step;
   args.window_positions = plan_.window_positions;
   args.window_step = static_cast<std::ptrdiff_t>(plan_.window_positions) * pixel_bytes_;
   args.pixel_bytes = pixel_bytes_;
   args.group_samples = static_cast<std::size_t>(plan_.group_pixels) * static_cast<std::size_t>(channels_);
   args.ahead = ahead;
-  args.fetched = ahead == 0 ? 0 : group_bytes_;
+  args.prefetched = ahead == 0 ? 0 : group_bytes_;
   args.channels = channels_;
   args.interleave = interleave_;
   args.out = out;

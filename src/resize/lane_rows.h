@@ -25,12 +25,12 @@ class LaneRows {
  public:
   // Whether there is a plan for this table and a pass for this depth is told by usable().
   LaneRows(const LaneRowsStorage& storage, const TapTable& table, const AxisGeometry& axis,
-           const LaneSource& source, const LanePasses& passes) noexcept;
+           const LaneSource& source, const PermutedKernels& passes) noexcept;
 
   bool usable() const noexcept { return pass_ != nullptr; }
 
-  // Row results of the destination pixels [first, first + count) of kLaneRows rows, of which `rows` point at
-  // the source's first pixel. `first` begins a group. Writes up to 32 floats more. The rows that come next
+  // Row results of the destination pixels [first, first + count) of kPermutedRows rows, of which `rows` point
+  // at the source's first pixel. `first` begins a group. Writes up to 32 floats more. The rows that come next
   // are `ahead` bytes further; 0 if there are none.
   void run(const std::uint8_t* const* rows, std::ptrdiff_t ahead, std::int32_t first, std::int32_t count,
            float* const* out) noexcept;
@@ -60,10 +60,10 @@ class LaneRows {
   LanePlan plan_;
   std::ptrdiff_t group_bytes_ =
       0;  // of a source row from group to group; 0 where the source is in the caches
-  LanePass* pass_ = nullptr;
+  PermutedPass* pass_ = nullptr;
   End left_;
   End right_;
-  alignas(64) float interleave_[2 * kLaneCount] = {};
+  alignas(64) std::int32_t interleave_[2 * kPermutedLanes] = {};
 };
 
 }  // namespace kyv::resize

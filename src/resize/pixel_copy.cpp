@@ -91,15 +91,15 @@ class PieceTable {
     constexpr std::uint64_t kRamp = 0x0706050403020100u;
     constexpr std::uint64_t kOnes = 0x0101010101010101u;
     const std::size_t last_base = src_bytes_ - size(windows) * lane_bytes_;
-    std::size_t* base = storage.bases;
+    Index* base = storage.bases;
     std::uint8_t* indices = storage.indices;
     for_each_lane(step, [&](std::size_t first, std::size_t end) {
       // Whole pixels, one store each: what lies around the lane's bytes, or follows a pixel, is not used.
       std::uint8_t lane[kLargestPiece + 2 * sizeof kRamp] = {};
       const std::size_t begin = first / kPixel;
-      *base = first == end ? 0 : std::min(size(columns_[begin]) * kPixel, last_base);
+      *base = first == end ? 0 : static_cast<Index>(std::min(size(columns_[begin]) * kPixel, last_base));
       for (std::size_t i = begin; i * kPixel < end; ++i) {
-        const std::uint64_t places = kRamp + (size(columns_[i]) * kPixel - *base) * kOnes;
+        const std::uint64_t places = kRamp + (size(columns_[i]) * kPixel - size(*base)) * kOnes;
         std::memcpy(lane + (i - begin) * kPixel, &places, sizeof places);
       }
       std::memcpy(indices, lane + first % kPixel, lane_bytes_);
@@ -176,7 +176,7 @@ void copy_each(const NearestTables& tables, std::size_t first, std::size_t end, 
     const std::int32_t* const columns = tables.columns + first;
     const std::size_t count = std::min(end - first, kFetchedPixels);
     for (std::size_t i = 0; i < count; i += tables.fetch_step) {
-      fetch<false>(src + ahead + size(columns[i]) * kPixel);
+      prefetch<false>(src + ahead + size(columns[i]) * kPixel);
     }
     std::size_t done = 0;
     if constexpr (kPixel == 3 || kPixel == 6) {
@@ -231,7 +231,7 @@ class NearestResize {
     units_ = pieces ? tables_.pieces.count : tables_.count;
     unit_ = pieces ? tables_.pieces.step : rows_.pixel;
     streamed_ = is_streamed(rows_, y_.count, kernels);
-    staged_ = streamed_ || rows_.row_bytes < tables_.pieces.bytes;
+    staged_ = streamed_ || rows_.row_bytes < size(tables_.pieces.bytes);
   }
 
   void run() const noexcept {
@@ -321,7 +321,7 @@ NearestStorage take_nearest_tables(Arena& arena, const AxisGeometry& axis, std::
   const std::uint64_t pieces = bytes / kSmallestStep + 2;
   NearestStorage storage;
   storage.columns = arena.take<std::int32_t>(count);
-  storage.bases = arena.take<std::size_t>(pieces * (kLargestPiece / kSmallestLane));
+  storage.bases = arena.take<Index>(pieces * (kLargestPiece / kSmallestLane));
   storage.indices = arena.take<std::uint8_t>(pieces * kLargestPiece);
   return storage;
 }

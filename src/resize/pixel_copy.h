@@ -14,7 +14,7 @@ namespace kyv::resize {
 // The arrays of a nearest-neighbour resize in the work buffer.
 struct NearestStorage {
   std::int32_t* columns = nullptr;
-  std::size_t* bases = nullptr;
+  Index* bases = nullptr;
   std::uint8_t* indices = nullptr;
 };
 

@@ -14,7 +14,7 @@ class QuadRows {
  public:
   // Whether there is a pass for these pixels, and whether it is the fastest one, is told by usable().
   QuadRows(const TapTable& table, const Geometry& geometry, const LaneSource& source,
-           const QuadPasses& passes) noexcept;
+           const ShuffledKernels& passes) noexcept;
 
   bool usable() const noexcept { return pass_ != nullptr; }
 
@@ -27,7 +27,7 @@ class QuadRows {
   static constexpr int kMostWindows = 9;  // of different places: 8-bit RGB
 
   bool pays(double inverse) const noexcept;
-  void fill_places() noexcept;
+  void fill_places(std::uint8_t no_place) noexcept;
 
   const TapTable& table_;
   const std::int64_t usable_size_;
@@ -35,8 +35,8 @@ class QuadRows {
   const std::int32_t channels_;
   const std::int32_t sample_bytes_;
   const std::int32_t left_windows_;  // that begin before the row
-  QuadPass* pass_ = nullptr;
-  std::uint8_t places_[kMostWindows * kQuadPixels<8> * kQuadBytes];
+  ShuffledPass* pass_ = nullptr;
+  std::uint8_t places_[kMostWindows * shuffled_pixels(kDepth8) * kShuffledBytes];
 };
 
 }  // namespace kyv::resize

@@ -135,9 +135,9 @@ class FilteredResize {
         depth_(job.bits == 8 ? 0 : 1),
         built_x_(build_tap_table(work_.x, job.geometry.x, job.geometry.mode, kernels)),
         x_(built_x_.table),
-        quads_(x_, job.geometry, lane_source(job), kernels.quad_pass),
+        quads_(x_, job.geometry, lane_source(job), kernels.shuffled),
         lanes_(work_.lanes, x_, job.geometry.x, lane_source(job),
-               quads_.usable() ? LanePasses{} : kernels.lane_pass) {
+               quads_.usable() ? PermutedKernels{} : kernels.permuted) {
     const Geometry& geometry = job.geometry;
     const BuiltTable built_y =
         geometry.y == geometry.x ? built_x_ : build_tap_table(work_.y, geometry.y, geometry.mode, kernels);
@@ -152,10 +152,11 @@ class FilteredResize {
     // The last place of a weight is at least 2^-24 of it; row results are multiples of the weights' last
     // place.
     normal_ = static_cast<double>(built_x_.smallest) * static_cast<double>(built_y.smallest) >= 0x1p-101;
-    if (job.channels == 3 && !quads_.usable()) groups_ = kernels.rgb_groups;
+    if (job.channels == 3 && !quads_.usable())
+      groups_ = static_cast<std::int32_t>(kernels.transposed.rgb_groups);
     if (job.channels == 1 && work_.grey_groups) groups_ = kGreyGroups;
     layout_ = job.channels == 4 ? 1 : 0;
-    ring_rows_ = work_.ring_rows(size(lanes_.usable() ? kLaneRows : groups_ * kernels.float_lanes));
+    ring_rows_ = work_.ring_rows(size(lanes_.usable() ? kPermutedRows : groups_ * kernels.transposed.lanes));
     const double fitting = kSegmentSource / std::max(geometry.x.inverse, 1.0);
     segment_ = std::clamp(static_cast<std::int32_t>(fitting), 1, kSegment);
     const double pixel_bytes = geometry.x.inverse * job.channels * sample_bytes_;
@@ -217,28 +218,28 @@ class FilteredResize {
 
   // Row results of the next source rows, into the ring; how many rows that were.
   std::int64_t resample_lane_rows(std::int64_t row) noexcept {
-    const std::uint8_t* sources[kLaneRows];
-    float* targets[kLaneRows];
-    for (std::int32_t i = 0; i < kLaneRows; ++i) {
+    const std::uint8_t* sources[kPermutedRows];
+    float* targets[kPermutedRows];
+    for (std::int32_t i = 0; i < kPermutedRows; ++i) {
       sources[i] = source_row(std::min(row + i, end_row_ - 1));
       targets[i] = row + i < end_row_ ? ring_row(row + i) : unwanted_row();
     }
-    const bool followed = row + 2 * kLaneRows <= end_row_;
-    const std::ptrdiff_t ahead = followed ? kLaneRows * std::ptrdiff_t{job_.src_step} : 0;
+    const bool followed = row + 2 * kPermutedRows <= end_row_;
+    const std::ptrdiff_t ahead = followed ? kPermutedRows * std::ptrdiff_t{job_.src_step} : 0;
     lanes_.run(sources, ahead, strip_first_, strip_count_, targets);
-    return std::min<std::int64_t>(kLaneRows, end_row_ - row);
+    return std::min<std::int64_t>(kPermutedRows, end_row_ - row);
   }
 
   // Where too few rows of the source follow, the block begins earlier and repeats results.
   std::int64_t resample_quads(std::int64_t row) noexcept {
-    const Block block(std::min(row, job_.geometry.y.usable_size - std::int64_t{kernels_.quad_pass.rows}), 1,
+    const Block block(std::min(row, job_.geometry.y.usable_size - std::int64_t{kernels_.shuffled.rows}), 1,
                       *this);
     quads_.run(block.sources[0], job_.src_step, strip_first_, strip_count_, block.targets);
     return block.first + block.rows - row;
   }
 
   std::int64_t resample_block(std::int64_t row) noexcept {
-    const bool is_last_grey = job_.channels == 1 && end_row_ - row <= kernels_.float_lanes;
+    const bool is_last_grey = job_.channels == 1 && end_row_ - row <= kernels_.transposed.lanes;
     const Block block(row, is_last_grey ? 1 : groups_, *this);
     resample_rows(block);
     return block.rows;
@@ -256,7 +257,9 @@ class FilteredResize {
     float* targets[kMostBlockRows];
 
     Block(std::int64_t first_row, std::int32_t group_count, const FilteredResize& resize) noexcept
-        : first(first_row), groups(group_count), lanes(resize.kernels_.float_lanes) {
+        : first(first_row),
+          groups(group_count),
+          lanes(static_cast<std::int32_t>(resize.kernels_.transposed.lanes)) {
       rows = static_cast<std::int32_t>(std::min<std::int64_t>(groups * lanes, resize.end_row_ - first));
       sample = size(groups) * size(lanes);
       pixel = sample * size(resize.job_.channels);
@@ -280,7 +283,7 @@ class FilteredResize {
   void resample_rows(const Block& block) noexcept {
     const std::int32_t vectors = block.groups * job_.channels;
     const std::int32_t which = job_.channels == 3 ? 1 : vectors == 1 ? 0 : 2;
-    const auto row_pass = kernels_.row_pass[which][exact_sums_ ? 1 : 0];
+    const auto row_pass = kernels_.transposed.sum[which][exact_sums_ ? 1 : 0];
     const TapSpan* spans = x_.spans + strip_first_;
     Window window;
     window.origin = window.end = spans[0].first;
@@ -292,7 +295,7 @@ class FilteredResize {
       advance(window, block, spans[first].first, last.first + last.count);
       if (fetches_) fetch(block, window, first, first + count);
 
-      RowPassArgs args;
+      TransposedArgs args;
       args.samples = work_.samples;
       args.origin = window.origin;
       args.table = x_;
@@ -301,9 +304,9 @@ class FilteredResize {
       args.out = work_.results;
       row_pass(args);
       for (std::int32_t group = 0; group < block.groups; ++group) {
-        kernels_.store_block[layout_](work_.results + group * block.lanes, block.sample,
-                                      size(count) * size(job_.channels), block.targets + group * block.lanes,
-                                      size(first) * size(job_.channels));
+        kernels_.transposed.store[layout_](
+            work_.results + group * block.lanes, block.sample, size(count) * size(job_.channels),
+            block.targets + group * block.lanes, size(first) * size(job_.channels));
       }
     }
   }
@@ -328,9 +331,9 @@ class FilteredResize {
           std::min((wanted + chunk - 1) / chunk * chunk, usable * channels - window.converted);
       float* out = work_.samples + size(window.converted - window.origin * channels) * block.sample;
       for (std::int32_t group = 0; group < block.groups; ++group) {
-        kernels_.load_block[depth_][layout_](block.sources + group * block.lanes,
-                                             size(window.converted * sample_bytes_), size(samples),
-                                             out + group * block.lanes, block.sample);
+        kernels_.transposed.load[depth_][layout_](block.sources + group * block.lanes,
+                                                  size(window.converted * sample_bytes_), size(samples),
+                                                  out + group * block.lanes, block.sample);
       }
       window.converted += samples;
     }
@@ -432,7 +435,7 @@ class FilteredResize {
     const std::int64_t end = last.first + last.count;
     list_rows(span->first, end, x, taps);
 
-    ColumnPassArgs args;
+    ColumnArgs args;
     args.rows = taps;
     args.samples = samples;
     for (std::int32_t r = 0; r < rows; ++r) {
@@ -442,7 +445,7 @@ class FilteredResize {
     }
     args.lead = static_cast<std::int32_t>(last.first - span->first);
     args.normal = normal_;
-    kernels_.column_pass[depth_](args);
+    kernels_.columns.sum[depth_](args);
     for (std::int32_t r = 0; streamed_ && r < rows; ++r) {
       kernels_.bytes.stream(staged(r), destination(row + r) + x * size(sample_bytes_),
                             samples * size(sample_bytes_));
@@ -472,14 +475,14 @@ class FilteredResize {
       std::int32_t& done = taps_done_[slot];
       float* totals = work_.totals + slot * totals_pitch(ring_stride_);
       while (done < span.count) {
-        const std::int32_t taps = std::min(kTapBlock, span.count - done);
+        const auto taps = static_cast<std::int32_t>(std::min<Index>(kTapBlock, span.count - done));
         if (clamp_row(span.first + done + taps - 1) >= end) break;
         add_block(span, done, taps, totals);
         done += taps;
       }
       if (done == 0) return;
       if (done < span.count) continue;
-      kernels_.store_row[depth_](totals, size(strip_count_) * size(job_.channels), destination(row));
+      kernels_.columns.round[depth_](totals, size(strip_count_) * size(job_.channels), destination(row));
       done = 0;
       next_row_ = row + 1;
     }
@@ -488,12 +491,12 @@ class FilteredResize {
   void add_block(const TapSpan& span, std::int32_t done, std::int32_t taps, float* totals) noexcept {
     const float* rows[kTapBlock];
     list_rows(span.first + done, span.first + done + taps, 0, rows);
-    ColumnPassArgs args;
+    ColumnArgs args;
     args.rows = rows;
     args.weights[0] = y_.weights + span.phase * y_.stride + done;
     args.count[0] = taps;
     args.samples = size(strip_count_) * size(job_.channels);
-    kernels_.column_block(args, done == 0, totals);
+    kernels_.columns.add_block(args, done == 0, totals);
   }
 
   bool complete(const TapSpan& span, std::int64_t end) const noexcept {
@@ -541,7 +544,7 @@ class FilteredResize {
   bool exact_sums_ = false;
   bool streamed_ = false;
   bool fetches_ = false;
-  bool normal_ = false;                   // as in ColumnPassArgs
+  bool normal_ = false;                   // as in ColumnArgs
   const std::uint8_t* source_ = nullptr;  // pixel (0, 0) of the region
   std::uint64_t ring_rows_ = 0;
   std::uint64_t ring_stride_ = 0;

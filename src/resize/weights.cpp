@@ -189,7 +189,7 @@ BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& a
       if (magnitude != 0.0f) smallest = std::min(smallest, magnitude);
     }
   }
-  return {{storage.spans, storage.weights, static_cast<std::size_t>(storage.stride)}, smallest};
+  return {{storage.spans, storage.weights, static_cast<Index>(storage.stride)}, smallest};
 }
 
 }  // namespace kyv::resize

@@ -52,13 +52,13 @@ TEST_P(Accumulation, ColumnSumsRoundOnce) {
     const HardCases cases(random);
     const float* const rows[] = {cases.accumulators.data(), cases.samples.data()};
     const float weights[] = {1.0f, cases.weight};
-    resize::ColumnPassArgs args;
+    resize::ColumnArgs args;
     args.rows = rows;
     args.weights[0] = weights;
     args.count[0] = 2;
     args.samples = kSamples;
     std::vector<float> totals(kSamples + resize::kColumnSlack);
-    kernels().column_block(args, true, totals.data());
+    kernels().columns.add_block(args, true, totals.data());
     for (std::size_t k = 0; k < kSamples; ++k) {
       ASSERT_EQ(bits_of(totals[k]), bits_of(cases.expected(k)))
           << cases.weight << " * " << cases.samples[k] << " + " << cases.accumulators[k];
@@ -83,7 +83,7 @@ TEST_P(Accumulation, ColumnSamplesRoundOnce) {
   for (const bool normal : {false, true}) {
     for (const int count : {1, 2}) {
       std::vector<std::uint16_t> results(2 * kSamples);
-      resize::ColumnPassArgs args;
+      resize::ColumnArgs args;
       args.rows = rows;
       args.samples = kSamples;
       args.normal = normal;
@@ -92,7 +92,7 @@ TEST_P(Accumulation, ColumnSamplesRoundOnce) {
         args.count[r] = 3;
         args.dst[r] = results.data() + static_cast<std::size_t>(r) * kSamples;
       }
-      kernels().column_pass[1](args);
+      kernels().columns.sum[resize::kDepth16](args);
       for (std::size_t k = 0; k < static_cast<std::size_t>(count) * kSamples; ++k) {
         const float first = tiny[k % kSamples];
         ASSERT_EQ(results[k], first < 0.0f ? kBelow : kBelow + 1) << first << (normal ? ", normal" : "");
@@ -102,12 +102,12 @@ TEST_P(Accumulation, ColumnSamplesRoundOnce) {
 }
 
 TEST_P(Accumulation, RowSumsRoundOnce) {
-  const auto lanes = static_cast<std::size_t>(kernels().float_lanes);
+  const auto lanes = static_cast<std::size_t>(kernels().transposed.lanes);
   constexpr std::int32_t kPixels = 2;
   std::mt19937 random(2);
   for (int round = 0; round < 200; ++round) {
     const HardCases cases(random);
-    const std::size_t vectors_of[3] = {1, 3 * static_cast<std::size_t>(kernels().rgb_groups), 4};
+    const std::size_t vectors_of[3] = {1, 3 * static_cast<std::size_t>(kernels().transposed.rgb_groups), 4};
     for (std::size_t which = 0; which < 3; ++which) {
       const std::size_t vectors = vectors_of[which];
       // Pixel 2i of the block holds the accumulators of destination pixel i, pixel 2i + 1 its samples.
@@ -123,12 +123,12 @@ TEST_P(Accumulation, RowSumsRoundOnce) {
       weights[0] = 1.0f;
       weights[1] = cases.weight;
       std::vector<float> out((kPixels + 4) * values + 256);
-      resize::RowPassArgs args;
+      resize::TransposedArgs args;
       args.samples = block.data();
-      args.table = {spans, weights.data(), weights.size()};
+      args.table = {spans, weights.data(), resize::kTapBlock};
       args.count = kPixels;
       args.out = out.data();
-      kernels().row_pass[which][0](args);
+      kernels().transposed.sum[which][resize::kRoundedSums](args);
       for (std::size_t k = 0; k < kPixels * values; ++k) {
         ASSERT_EQ(bits_of(out[k]), bits_of(cases.expected(k % kSamples)))
             << vectors << " vectors, value " << k;

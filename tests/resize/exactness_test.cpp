@@ -158,10 +158,10 @@ std::vector<runtime::KernelSet> sets_under_test() {
   std::vector<runtime::KernelSet> sets;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
     sets.push_back(set);
-    if (set.resize->lane_pass.depth[1].pass[0][0] == nullptr) continue;
+    if (set.resize->permuted.depth[resize::kDepth16].pass[0][0] == nullptr) continue;
     tables.push_back(*set.resize);
-    tables.back().lane_pass.large_source = tables.back().lane_pass.huge_source = 0;
-    tables.back().quad_pass = {};
+    tables.back().permuted.large_source = tables.back().permuted.huge_source = 0;
+    tables.back().shuffled = {};
     names.push_back(std::string(set.name) + "_across_rows");
     sets.push_back(set);
     sets.back().name = names.back().c_str();

@@ -1,14 +1,19 @@
 #include "resize/kernels/simd_avx512.h"
 
-#include "resize/kernels/block_vector.h"
-#include "resize/kernels/lane_words.h"
+#include "resize/kernels/permuted_windows.h"
+#include "resize/kernels/transposition_vector.h"
 
 #include "resize/kernels/kernels_impl.h"
 
 namespace kyv::resize {
+namespace {
+
+constexpr PermutedKernels kPermuted{
+    .depth = {{}, permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>()}, .quarters = false};
+
+}  // namespace
 
 extern const Kernels kernels_avx512;
-const Kernels kernels_avx512 =
-    make_kernels(byte_kernels<simd::QuadPicker>(), {.depth = {{}, kLaneWords}, .quarters = false});
+const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>(), kPermuted);
 
 }  // namespace kyv::resize

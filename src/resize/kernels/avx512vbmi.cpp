@@ -1,15 +1,20 @@
 #include "resize/kernels/simd_avx512vbmi.h"
 
-#include "resize/kernels/block_vector.h"
-#include "resize/kernels/lane_bytes.h"
-#include "resize/kernels/lane_words.h"
+#include "resize/kernels/permuted_windows.h"
+#include "resize/kernels/transposition_vector.h"
 
 #include "resize/kernels/kernels_impl.h"
 
 namespace kyv::resize {
+namespace {
+
+constexpr PermutedKernels kPermuted{.depth = {permuted_vectors<simd::NarrowWindow, simd::WideWindow, 8>(),
+                                              permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>()},
+                                    .quarters = false};
+
+}  // namespace
 
 extern const Kernels kernels_avx512vbmi;
-const Kernels kernels_avx512vbmi =
-    make_kernels(byte_kernels<simd::VectorPicker>(), {.depth = {kLaneBytes, kLaneWords}, .quarters = false});
+const Kernels kernels_avx512vbmi = make_kernels(byte_kernels<simd::VectorPicker>(), kPermuted);
 
 }  // namespace kyv::resize

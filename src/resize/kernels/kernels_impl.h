@@ -1,36 +1,38 @@
 // The kernels of the resize service, written once against the vector type of runtime/simd.
-// A unit includes its simd header first, then the blocks that suit it, then this one.
+// A unit includes its simd header first, then what suits it, then this one.
 #pragma once
 
-#include "resize/kernels/byte_kernels_impl.h"
-#include "resize/kernels/column_impl.h"
+#include "resize/kernels/bytes_impl.h"
+#include "resize/kernels/columns_impl.h"
 #include "resize/kernels/kernels.h"
-#include "resize/kernels/row_impl.h"
+#include "resize/kernels/transposed_impl.h"
 #include "resize/kernels/weights_impl.h"
 
 namespace kyv::resize {
 namespace {
 
-constexpr Kernels make_kernels(ByteKernels bytes, LanePasses lane_pass, QuadPasses quad_pass = {}) noexcept {
+// What every set gives, and its own kernels of bytes and row passes.
+constexpr Kernels make_kernels(ByteKernels bytes, PermutedKernels permuted = {},
+                               ShuffledKernels shuffled = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
-      .float_lanes = simd::F32::kLanes,
-      .fused = simd::kHasFusedMultiplyAdd,
-      .load_block = {{load_block<8, false>, load_block<8, true>},
-                     {load_block<16, false>, load_block<16, true>}},
-      .store_block = {store_block<false>, store_block<true>},
-      .rgb_groups = kRgbGroups,
-      .row_pass = {{row_pass<1, false>, row_pass<1, kShortcut>},
-                   {row_pass<3 * kRgbGroups, false>, row_pass<3 * kRgbGroups, kShortcut>},
-                   {row_pass<4, false>, row_pass<4, kShortcut>}},
-      .lane_pass = lane_pass,
-      .quad_pass = quad_pass,
-      .column_pass = {column_pass<8>, column_pass<16>},
-      .column_block = column_block,
-      .store_row = {store_row<8>, store_row<16>},
-      .lanczos = lanczos_weights,
+      .transposed = {.lanes = simd::F32::kLanes,
+                     .rgb_groups = kRgbGroups,
+                     .load = {{load_rows<8, kSampleVectors>, load_rows<8, kPixelVectors>},
+                              {load_rows<16, kSampleVectors>, load_rows<16, kPixelVectors>}},
+                     .sum = {{transposed_sums<1, false>, transposed_sums<1, kShortcut>},
+                             {transposed_sums<3 * kRgbGroups, false>,
+                              transposed_sums<3 * kRgbGroups, kShortcut>},
+                             {transposed_sums<4, false>, transposed_sums<4, kShortcut>}},
+                     .store = {store_rows<kSampleVectors>, store_rows<kPixelVectors>}},
+      .permuted = permuted,
+      .shuffled = shuffled,
+      .columns = {.sum = {column_sums<8>, column_sums<16>},
+                  .add_block = add_column_block,
+                  .round = {round_row<8>, round_row<16>}},
       .bytes = bytes,
+      .lanczos = lanczos_weights,
   };
 }
 

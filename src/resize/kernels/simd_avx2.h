@@ -41,14 +41,14 @@ inline F32 value_of(Sum sum) noexcept { return sum; }
 struct Raw {
   __m256i v;
 };
-inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
   const auto quad = [&](int row) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
   };
   return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(0)), quad(4), 1)};
 }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
-inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   _mm256_storeu_ps(rows[0] + offset, _mm256_permute2f128_ps(a[0].v, a[1].v, 0x20));
   _mm256_storeu_ps(rows[4] + offset, _mm256_permute2f128_ps(a[0].v, a[1].v, 0x31));
 }
@@ -108,7 +108,7 @@ struct QuadPicker {
   static constexpr int kLaneBytes = 16;
 
   template <int kWindows>
-  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+  static void pick(const std::uint8_t* src, const std::ptrdiff_t* bases, const std::uint8_t* indices,
                    std::uint8_t* dst) noexcept {
     const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices));
     const auto quad = [&](int lane, int window) noexcept {
@@ -156,7 +156,7 @@ inline void store_lane_floats(float* p, LaneFloats a) noexcept {
 inline LaneFloats mul_add(LaneFloats a, LaneFloats b, LaneFloats c) noexcept {
   return {_mm256_fmadd_ps(a.low, b.low, c.low), _mm256_fmadd_ps(a.high, b.high, c.high)};
 }
-inline Lanes load_lanes(const float* p) noexcept {
+inline Lanes load_lanes(const std::uint32_t* p) noexcept {
   return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
           _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 8))};
 }
@@ -170,25 +170,26 @@ struct QuarterWindows {
   __m256i low;
   __m256i high;
 };
-// Those at p + places[0..3], which are 32-bit numbers.
-inline QuarterWindows load_quarters(const std::uint8_t* p, const float* places) noexcept {
-  std::int32_t at[4];
-  __builtin_memcpy(at, places, sizeof at);
+// Those at p + at[0..3].
+inline void load_window(QuarterWindows& windows, const std::uint8_t* p, const std::int32_t* at) noexcept {
   const auto quarter = [&](int i) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + at[i]));
   };
-  return {_mm256_inserti128_si256(_mm256_castsi128_si256(quarter(0)), quarter(1), 1),
-          _mm256_inserti128_si256(_mm256_castsi128_si256(quarter(2)), quarter(3), 1)};
+  windows = {_mm256_inserti128_si256(_mm256_castsi128_si256(quarter(0)), quarter(1), 1),
+             _mm256_inserti128_si256(_mm256_castsi128_si256(quarter(2)), quarter(3), 1)};
 }
-// The samples whose bytes the lanes' indices number, as floats.
-inline LaneFloats pick_quarters(QuarterWindows window, Lanes index) noexcept {
-  return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.low, index.low)),
-          _mm256_cvtepi32_ps(_mm256_shuffle_epi8(window.high, index.high))};
+// The samples whose bytes the codes number, as floats. A byte shuffle makes each 32-bit lane of four bytes'
+// places; a set top bit makes a byte 0: sample n of 8 bits has the code 0x80808000 + n, that of 16 bits
+// 0x80800100 + 0x0202 * n.
+template <int kBits>
+inline LaneFloats pick_samples(QuarterWindows windows, Lanes codes) noexcept {
+  return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(windows.low, codes.low)),
+          _mm256_cvtepi32_ps(_mm256_shuffle_epi8(windows.high, codes.high))};
 }
 // Pixels of `channels` floats, alternately of a and of b: 32 floats by number, from 16 on of b, whose sign
 // bits tell so, too. The eight results of every output lie within the eight lanes from 0, 4, 8 and 8 of a,
 // and from 0, 0, 4 and 8 of b; lane n of them has place n modulo 8, by which a permutation takes it.
-inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const float* numbers,
+inline void store_interleaved(float* p, LaneFloats a, LaneFloats b, const std::int32_t* numbers,
                               std::int32_t channels) noexcept {
   const auto store_quads = [](float* to, __m256 even, __m256 odd) noexcept {
     _mm256_storeu_ps(to, _mm256_permute2f128_ps(even, odd, 0x20));
@@ -261,7 +262,7 @@ inline F32 quads_to_float(Raw a, QuadPlaces places) noexcept {
   return {_mm256_cvtepi32_ps(_mm256_shuffle_epi8(a.v, places.v))};
 }
 // Quad q to row 4 * q.
-inline void store_pixel(F32 a, float* const* rows, std::size_t offset) noexcept {
+inline void store_pixel(F32 a, float* const* rows, std::ptrdiff_t offset) noexcept {
   _mm_storeu_ps(rows[0] + offset, _mm256_castps256_ps128(a.v));
   _mm_storeu_ps(rows[4] + offset, _mm256_extractf128_ps(a.v, 1));
 }

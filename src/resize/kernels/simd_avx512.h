@@ -41,7 +41,7 @@ inline F32 value_of(Sum sum) noexcept { return sum; }
 struct Raw {
   __m512i v;
 };
-inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
   const auto quad = [&](int row) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
   };
@@ -51,7 +51,7 @@ inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexc
   return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(12))};
 }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
-inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   const __m512 ab_lo = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0x44);
   const __m512 ab_hi = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0xEE);
   const __m512 cd_lo = _mm512_shuffle_f32x4(a[2].v, a[3].v, 0x44);
@@ -117,7 +117,7 @@ struct QuadPicker {
   static constexpr int kLaneBytes = 16;
 
   template <int kWindows>
-  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+  static void pick(const std::uint8_t* src, const std::ptrdiff_t* bases, const std::uint8_t* indices,
                    std::uint8_t* dst) noexcept {
     const __m512i index = _mm512_loadu_si512(indices);
     const auto quad = [&](int lane, int window) noexcept {
@@ -165,22 +165,26 @@ inline LaneFloats zero_lane_floats() noexcept { return broadcast(0.0f); }
 inline LaneFloats load_lane_floats(const float* p) noexcept { return load(p); }
 inline void store_lane_floats(float* p, LaneFloats a) noexcept { store(p, a); }
 
-inline NarrowWindow load_narrow(const std::uint8_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
-inline WideWindow load_wide(const std::uint8_t* p) noexcept {
-  return {_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64)};
+inline void load_window(NarrowWindow& window, const std::uint8_t* p, const std::int32_t*) noexcept {
+  window.v = _mm512_loadu_si512(p);
 }
-inline Lanes load_lanes(const float* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline void load_window(WideWindow& window, const std::uint8_t* p, const std::int32_t*) noexcept {
+  window = {_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64)};
+}
+inline Lanes load_lanes(const std::uint32_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
 inline Lanes broadcast_lanes(std::int32_t n) noexcept { return {_mm512_set1_epi32(n)}; }
 inline Lanes advance(Lanes a, Lanes step) noexcept { return {_mm512_add_epi32(a.v, step.v)}; }
-// The 16-bit samples number index[i] of the window.
-inline F32 pick_words(NarrowWindow window, Lanes index) noexcept {
-  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi16(0x55555555, index.v, window.v))};
+// The samples of kBits bits number codes[i] of the window.
+template <int kBits>
+requires(kBits == 16) inline LaneFloats pick_samples(NarrowWindow window, Lanes codes) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi16(0x55555555, codes.v, window.v))};
 }
-inline F32 pick_words(WideWindow window, Lanes index) noexcept {
-  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi16(0x55555555, window.low, index.v, window.high))};
+template <int kBits>
+requires(kBits == 16) inline LaneFloats pick_samples(WideWindow window, Lanes codes) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi16(0x55555555, window.low, codes.v, window.high))};
 }
 // Pixels alternately of a and of b: 32 floats by number, from 16 on of b.
-inline void store_interleaved(float* p, F32 a, F32 b, const float* numbers, std::int32_t) noexcept {
+inline void store_interleaved(float* p, F32 a, F32 b, const std::int32_t* numbers, std::int32_t) noexcept {
   const __m512i first = _mm512_loadu_si512(numbers);
   const __m512i second = _mm512_loadu_si512(numbers + 16);
   _mm512_storeu_ps(p, _mm512_permutex2var_ps(a.v, first, b.v));

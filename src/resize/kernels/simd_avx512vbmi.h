@@ -16,7 +16,7 @@ struct VectorPicker {
   static constexpr int kLaneBytes = 64;
 
   template <int kWindows>
-  static void pick(const std::uint8_t* src, const std::size_t* bases, const std::uint8_t* indices,
+  static void pick(const std::uint8_t* src, const std::ptrdiff_t* bases, const std::uint8_t* indices,
                    std::uint8_t* dst) noexcept {
     const __m512i index = _mm512_loadu_si512(indices);
     const auto from = [&](int window) noexcept {
@@ -49,13 +49,14 @@ namespace detail {
 inline constexpr __mmask64 kLowBytes = 0x1111111111111111;
 }  // namespace detail
 
-// The bytes number index[i] of the window.
-inline F32 pick_bytes(NarrowWindow window, Lanes index) noexcept {
-  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(detail::kLowBytes, index.v, window.v))};
+template <int kBits>
+requires(kBits == 8) inline LaneFloats pick_samples(NarrowWindow window, Lanes codes) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_maskz_permutexvar_epi8(detail::kLowBytes, codes.v, window.v))};
 }
-inline F32 pick_bytes(WideWindow window, Lanes index) noexcept {
+template <int kBits>
+requires(kBits == 8) inline LaneFloats pick_samples(WideWindow window, Lanes codes) noexcept {
   return {_mm512_cvtepi32_ps(
-      _mm512_maskz_permutex2var_epi8(detail::kLowBytes, window.low, index.v, window.high))};
+      _mm512_maskz_permutex2var_epi8(detail::kLowBytes, window.low, codes.v, window.high))};
 }
 
 }  // namespace

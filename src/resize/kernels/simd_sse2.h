@@ -121,11 +121,11 @@ inline F32 value_of(Sum sum) noexcept { return {_mm_movelh_ps(_mm_cvtpd_ps(sum.l
 struct Raw {
   __m128i v;
 };
-inline Raw load_quads(const std::uint8_t* const* rows, std::size_t offset) noexcept {
+inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
   return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[0] + offset))};
 }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
-inline void store_quads(const F32* a, float* const* rows, std::size_t offset) noexcept {
+inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   _mm_storeu_ps(rows[0] + offset, a[0].v);
 }
 inline F32 as_floats(Raw a) noexcept { return {_mm_castsi128_ps(a.v)}; }

@@ -1,12 +1,12 @@
 #include "resize/kernels/simd_sse2.h"
 
-#include "resize/kernels/block_vector.h"
+#include "resize/kernels/transposition_vector.h"
 
 #include "resize/kernels/kernels_impl.h"
 
 namespace kyv::resize {
 
 extern const Kernels kernels_sse2;
-const Kernels kernels_sse2 = make_kernels(stream_kernels(), {});
+const Kernels kernels_sse2 = make_kernels(stream_kernels());
 
 }  // namespace kyv::resize

@@ -7,12 +7,12 @@
 namespace kyv::resize {
 namespace {
 
-void lanczos_weights(double centre, double first, double scale, std::int32_t count, double* out) noexcept {
+void lanczos_weights(double centre, double first, double scale, Index count, double* out) noexcept {
   const auto constant = [](double c) noexcept { return simd::broadcast(c); };
   const simd::F64 zero = constant(0.0);
   const simd::F64 one = constant(1.0);
   const simd::F64 three = constant(3.0);
-  for (std::int32_t tap = 0; tap < count; tap += simd::F64::kLanes) {
+  for (Index tap = 0; tap < count; tap += simd::F64::kLanes) {
     const simd::F64 position = constant(first + static_cast<double>(tap)) + simd::lane_numbers();
     const simd::F64 d = simd::absolute(constant(centre) - position) * constant(scale);
     const simd::F64 x = constant(3.141592653589793) * d;

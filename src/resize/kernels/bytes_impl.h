@@ -1,38 +1,38 @@
 // The kernels that move bytes, written against the `Picker` and the vectors of an instruction set.
 #pragma once
 
-#include "resize/kernels/byte_kernels.h"
+#include "resize/kernels/bytes.h"
 
 namespace kyv::resize {
 namespace {
 
 template <class Picker, int kWindows, bool kNear>
-void permute_row(const BytePieces& pieces, std::size_t first, std::size_t end, const std::uint8_t* src,
-                 std::ptrdiff_t ahead, std::uint8_t* dst) noexcept {
-  constexpr std::size_t kLanes = Picker::kLanes;
-  constexpr std::size_t kPiece = kLanes * Picker::kLaneBytes;
-  constexpr std::size_t kWindow = static_cast<std::size_t>(kWindows) * Picker::kLaneBytes;
-  constexpr std::size_t kLine = 64;
-  const std::size_t* bases = pieces.bases + first * kLanes;
+void permute_row(const BytePieces& pieces, Index first, Index end, const std::uint8_t* src, Index ahead,
+                 std::uint8_t* dst) noexcept {
+  constexpr Index kLanes = Picker::kLanes;
+  constexpr Index kPiece = kLanes * Picker::kLaneBytes;
+  constexpr Index kWindow = Index{kWindows} * Picker::kLaneBytes;
+  constexpr Index kLine = 64;
+  const Index* bases = pieces.bases + first * kLanes;
   const std::uint8_t* indices = pieces.indices + first * kPiece;
   const auto write = [&](std::uint8_t* to) noexcept {
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+    for (Index lane = 0; lane < kLanes; ++lane) {
       const std::uint8_t* next = src + bases[lane] + ahead;
-      for (std::size_t byte = 0; byte < kWindow; byte += kLine) fetch<kNear>(next + byte);
+      for (Index byte = 0; byte < kWindow; byte += kLine) prefetch<kNear>(next + byte);
     }
     Picker::template pick<kWindows>(src, bases, indices, to);
     bases += kLanes;
     indices += kPiece;
   };
-  const std::size_t last = pieces.count - 1;
+  const Index last = pieces.count - 1;
   std::uint8_t* const row_end = dst + pieces.bytes - first * pieces.step;
-  for (std::size_t piece = first; piece < end && piece < last; ++piece, dst += pieces.step) write(dst);
+  for (Index piece = first; piece < end && piece < last; ++piece, dst += pieces.step) write(dst);
   if (end > last) write(row_end - kPiece);
 }
 
 template <class Picker>
-void permute(const BytePieces& pieces, std::size_t first, std::size_t end, const std::uint8_t* src,
-             std::ptrdiff_t ahead, std::uint8_t* dst) noexcept {
+void permute(const BytePieces& pieces, Index first, Index end, const std::uint8_t* src, Index ahead,
+             std::uint8_t* dst) noexcept {
   constexpr decltype(permute<Picker>)* kKernels[][2] = {
       {permute_row<Picker, 1, false>, permute_row<Picker, 1, true>},
       {permute_row<Picker, 2, false>, permute_row<Picker, 2, true>},
@@ -42,8 +42,9 @@ void permute(const BytePieces& pieces, std::size_t first, std::size_t end, const
 }
 
 // Whole cache lines: a part of one costs a read of the rest.
-void stream(const std::uint8_t* src, std::uint8_t* dst, std::size_t bytes) noexcept {
+void stream(const std::uint8_t* src, std::uint8_t* dst, Index count) noexcept {
   constexpr std::size_t kLine = 64;
+  const auto bytes = static_cast<std::size_t>(count);
   const std::size_t misplaced = reinterpret_cast<std::uintptr_t>(dst) % kLine;
   const std::size_t head = misplaced == 0 ? 0 : kLine - misplaced;
   if (bytes < head + kLine) {

@@ -1,13 +1,13 @@
-// The row pass over a block of rows whose samples are vectors of rows.
+// The sums of the row pass whose lanes are rows.
 #pragma once
 
-#include "resize/kernels/kernels.h"
+#include "resize/kernels/transposed.h"
 #include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
 namespace {
 
-// Groups of rows in a block of RGB: two pixels of one group of 8 lanes are too few sums to hide the latency
+// Groups of rows in a batch of RGB: two pixels of one group of 8 lanes are too few sums to hide the latency
 // of a multiply-add.
 constexpr int kRgbGroups = simd::kHasFusedMultiplyAdd && simd::F32::kLanes == 8 ? 2 : 1;
 
@@ -40,10 +40,10 @@ template <int kPixel, int kVectors>
 template <int kFirst, int kEnd, int kVectors, bool kExact>
 [[gnu::always_inline]] inline void add_taps(RowSums<kVectors>& sums, const float* samples,
                                             const float* weights0, const float* weights1,
-                                            std::ptrdiff_t count) noexcept {
+                                            Index count) noexcept {
   constexpr int kLanes = simd::F32::kLanes;
   const float* const weights[2] = {weights0, weights1};
-  for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
+  for (Index tap = 0; tap < count; ++tap) {
     simd::Weight weight[2];
     unroll<kFirst, kEnd>([&](auto pixel) { weight[pixel] = simd::load_weight(weights[pixel] + tap); });
     unroll<0, kVectors>([&](auto i) {
@@ -59,14 +59,14 @@ template <int kFirst, int kEnd, int kVectors, bool kExact>
 
 // One pixel of any number of taps, block by block.
 template <int kVectors, bool kExact>
-inline void row_pixel(const RowPassArgs& args, const TapSpan& span, float* out) noexcept {
+inline void row_pixel(const TransposedArgs& args, const TapSpan& span, float* out) noexcept {
   constexpr int kLanes = simd::F32::kLanes;
   const float* samples = args.samples + (span.first - args.origin) * (kVectors * kLanes);
-  const float* weights = args.table.weights + span.phase * args.table.stride;
+  const float* weights = args.table.weights_of(span);
   simd::F32 total[kVectors];
   unroll<0, kVectors>([&](auto i) { total[i] = simd::broadcast(0.0f); });
-  for (std::int32_t done = 0; done < span.count; done += kTapBlock) {
-    const std::int32_t rest = span.count - done;
+  for (Index done = 0; done < span.count; done += kTapBlock) {
+    const Index rest = span.count - done;
     RowSums<kVectors> sums;
     clear<0>(sums);
     add_taps<0, 1, kVectors, kExact>(sums, samples, weights, weights, rest < kTapBlock ? rest : kTapBlock);
@@ -92,13 +92,13 @@ template <int kVectors, int kTaps>
 // Two neighbouring pixels of at most one block each whose taps overlap: those of the first alone, the shared
 // ones, those of the second alone.
 template <int kVectors, bool kExact>
-inline void row_pair(const RowPassArgs& args, const TapSpan& a, const TapSpan& b, float* out) noexcept {
+inline void row_pair(const TransposedArgs& args, const TapSpan& a, const TapSpan& b, float* out) noexcept {
   constexpr int kPixel = kVectors * simd::F32::kLanes;
   const float* samples = args.samples + (a.first - args.origin) * kPixel;
-  const float* weights0 = args.table.weights + a.phase * args.table.stride;
-  const float* weights1 = args.table.weights + b.phase * args.table.stride;
-  const auto lead = static_cast<std::ptrdiff_t>(b.first - a.first);
-  const std::ptrdiff_t shared = a.count - lead;
+  const float* weights0 = args.table.weights_of(a);
+  const float* weights1 = args.table.weights_of(b);
+  const Index lead = b.first - a.first;
+  const Index shared = a.count - lead;
 
   RowSums<kVectors> sums;
   clear<0>(sums);
@@ -112,14 +112,14 @@ inline void row_pair(const RowPassArgs& args, const TapSpan& a, const TapSpan& b
 }
 
 template <int kVectors, bool kExact>
-void row_pass(const RowPassArgs& args) noexcept {
+void transposed_sums(const TransposedArgs& args) noexcept {
   constexpr int kPixel = kVectors * simd::F32::kLanes;
   const TapSpan* span = args.table.spans + args.first;
   float* out = args.out;
-  for (std::int32_t left = args.count; left > 0;) {
+  for (Index left = args.count; left > 0;) {
     if (kHasShortSums && span->count <= kShortTaps) {
       const float* samples = args.samples + (span->first - args.origin) * kPixel;
-      const float* weights = args.table.weights + span->phase * args.table.stride;
+      const float* weights = args.table.weights_of(*span);
       with_count<kShortTaps>(
           span->count, [=](auto taps) __attribute__((always_inline)) {
             row_taps<kVectors, taps>(samples, weights, out);
@@ -130,8 +130,7 @@ void row_pass(const RowPassArgs& args) noexcept {
       continue;
     }
     const bool pair = kPairs && left > 1 && span[0].count <= kTapBlock && span[1].count <= kTapBlock &&
-                      span[1].first >= span[0].first && span[1].first < span[0].first + span[0].count &&
-                      span[1].first + span[1].count >= span[0].first + span[0].count;
+                      overlap(span[0], span[1]);
     if (pair) {
       row_pair<kVectors, kExact>(args, span[0], span[1], out);
     } else {

@@ -1,7 +1,7 @@
-// Blocks of rows to vectors of rows and back, by transposing quads of 16 bytes.
+// Batches of rows to vectors of rows and back, by transposing quads of 16 bytes.
 #pragma once
 
-#include "resize/kernels/kernels.h"
+#include "resize/kernels/transposed.h"
 #include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
@@ -9,8 +9,7 @@ namespace {
 
 // The 16 bytes from `offset` on of every row, as 16 or 8 vectors.
 template <int kBits>
-inline void load_chunk(const std::uint8_t* const* rows, std::size_t offset, float* out,
-                       std::size_t stride) noexcept {
+inline void load_chunk(const std::uint8_t* const* rows, Index offset, float* out, Index stride) noexcept {
   simd::F32 quad[4];
   for (int i = 0; i < 4; ++i) quad[i] = simd::as_floats(simd::load_quads(rows + i, offset));
   simd::transpose_quads(quad[0], quad[1], quad[2], quad[3]);
@@ -28,23 +27,22 @@ inline void load_chunk(const std::uint8_t* const* rows, std::size_t offset, floa
 
 // The same for pixels of four channels: [pixel][row modulo 4] vectors of [row / 4][channel].
 template <int kBits>
-inline void load_pixels(const std::uint8_t* const* rows, std::size_t offset, float* out,
-                        std::size_t stride) noexcept {
+inline void load_pixels(const std::uint8_t* const* rows, Index offset, float* out, Index stride) noexcept {
   unroll<0, 4>([&](auto row) {
     const simd::Raw raw = simd::load_quads(rows + row, offset);
     unroll<0, 32 / kBits>([&](auto pixel) {
-      simd::store(out + std::size_t{4 * pixel + row} * stride, simd::pixel_to_float<kBits, pixel>(raw));
+      simd::store(out + Index{4 * pixel + row} * stride, simd::pixel_to_float<kBits, pixel>(raw));
     });
   });
 }
 
-template <int kBits, bool kPixels>
-void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t samples, float* out,
-                std::size_t stride) noexcept {
-  constexpr std::size_t kChunk = 128 / kBits;
-  constexpr std::size_t kBytes = kBits / 8;
-  constexpr auto load = kPixels ? load_pixels<kBits> : load_chunk<kBits>;
-  std::size_t done = 0;
+template <int kBits, VectorContent kContent>
+void load_rows(const std::uint8_t* const* rows, Index offset, Index samples, float* out,
+               Index stride) noexcept {
+  constexpr Index kChunk = 128 / kBits;
+  constexpr Index kBytes = kBits / 8;
+  constexpr auto load = kContent == kPixelVectors ? load_pixels<kBits> : load_chunk<kBits>;
+  Index done = 0;
   for (; samples - done >= kChunk; done += kChunk) {
     load(rows, offset + done * kBytes, out + done * stride, stride);
   }
@@ -52,24 +50,24 @@ void load_block(const std::uint8_t* const* rows, std::size_t offset, std::size_t
   std::uint8_t rest[simd::F32::kLanes][16] = {};
   const std::uint8_t* rest_rows[simd::F32::kLanes];
   for (int row = 0; row < simd::F32::kLanes; ++row) {
-    __builtin_memcpy(rest[row], rows[row] + offset + done * kBytes, (samples - done) * kBytes);
+    __builtin_memcpy(rest[row], rows[row] + offset + done * kBytes,
+                     static_cast<std::size_t>((samples - done) * kBytes));
     rest_rows[row] = rest[row];
   }
   load(rest_rows, 0, out + done * stride, stride);
 }
 
-template <bool kPixels>
-void store_block(const float* in, std::size_t stride, std::size_t samples, float* const* rows,
-                 std::size_t offset) noexcept {
+template <VectorContent kContent>
+void store_rows(const float* in, Index stride, Index samples, float* const* rows, Index offset) noexcept {
   constexpr int kQuads = simd::F32::kLanes / 4;
-  for (std::size_t done = 0; done < samples; done += simd::F32::kLanes) {
+  for (Index done = 0; done < samples; done += simd::F32::kLanes) {
     simd::F32 quads[4][kQuads];
     unroll<0, kQuads>([&](auto quad) {
       unroll<0, 4>([&](auto row) {
         quads[row][quad] = simd::load(in);
         in += stride;
       });
-      if constexpr (!kPixels) {
+      if constexpr (kContent == kSampleVectors) {
         simd::transpose_quads(quads[0][quad], quads[1][quad], quads[2][quad], quads[3][quad]);
       }
     });

@@ -1,7 +1,7 @@
 // The column pass over row results, and the rounding to samples.
 #pragma once
 
-#include "resize/kernels/kernels.h"
+#include "resize/kernels/columns.h"
 #include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
@@ -11,7 +11,8 @@ namespace {
 constexpr int kTile = 4;
 // Two rows share the samples that they have in common where there are 16 registers.
 constexpr bool kSharesRows = sizeof(void*) == 8;
-constexpr std::size_t kTileSamples = static_cast<std::size_t>(kTile) * simd::F32::kLanes;
+constexpr Index kTileSamples = Index{kTile} * simd::F32::kLanes;
+static_assert(kTileSamples <= kColumnSlack);
 
 struct ColumnSums {
   simd::Sum v[2][kTile];
@@ -25,10 +26,9 @@ template <int kRow>
 // Adds the taps `rows[0..count)` at sample `x` to the sums of the destination rows [kFirst, kEnd).
 template <int kFirst, int kEnd, bool kNormal>
 [[gnu::always_inline]] inline void add_rows(ColumnSums& sums, const float* const* rows, const float* weights0,
-                                            const float* weights1, std::ptrdiff_t count,
-                                            std::size_t x) noexcept {
+                                            const float* weights1, Index count, Index x) noexcept {
   const float* const weights[2] = {weights0, weights1};
-  for (std::ptrdiff_t tap = 0; tap < count; ++tap) {
+  for (Index tap = 0; tap < count; ++tap) {
     const float* row = rows[tap] + x;
     simd::Samples samples[kTile];
     unroll<0, kTile>([&](auto i) {
@@ -61,17 +61,17 @@ inline void store_tile(std::uint8_t* dst, const simd::F32 (&v)[kTile]) noexcept 
 
 // The same, but only the first `samples` of them.
 template <int kBits>
-inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kTile], std::size_t samples) noexcept {
+inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kTile], Index samples) noexcept {
   if (samples >= kTileSamples) return store_tile<kBits>(dst, v);
   std::uint8_t tile[kTileSamples * kBits / 8];
   store_tile<kBits>(tile, v);
-  __builtin_memcpy(dst, tile, samples * (kBits / 8));
+  __builtin_memcpy(dst, tile, static_cast<std::size_t>(samples * (kBits / 8)));
 }
 
 // Rounds the sums of one destination row to the samples at `x`.
 template <int kBits, int kRow>
-[[gnu::always_inline]] inline void store_sums(const ColumnPassArgs& args, const ColumnSums& sums,
-                                              std::size_t x) noexcept {
+[[gnu::always_inline]] inline void store_sums(const ColumnArgs& args, const ColumnSums& sums,
+                                              Index x) noexcept {
   simd::F32 v[kTile];
   unroll<0, kTile>([&](auto i) { v[i] = simd::value_of(sums.v[kRow][i]); });
   store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
@@ -79,10 +79,10 @@ template <int kBits, int kRow>
 
 // Destination row kRow alone. Arguments of its own, which no store can change, stay in registers.
 template <int kBits, bool kNormal, int kRow>
-void column_single(const ColumnPassArgs& given) noexcept {
-  const ColumnPassArgs args = given;
+void column_single(const ColumnArgs& given) noexcept {
+  const ColumnArgs args = given;
   const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
-  for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
+  for (Index x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<kRow>(sums);
     add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
@@ -92,11 +92,11 @@ void column_single(const ColumnPassArgs& given) noexcept {
 
 // Two rows: the taps of the first alone, the shared ones, those of the second alone.
 template <int kBits, bool kNormal>
-void column_pair(const ColumnPassArgs& given) noexcept {
-  const ColumnPassArgs args = given;
-  const std::ptrdiff_t lead = args.lead;
-  const std::ptrdiff_t shared = args.count[0] - lead;
-  for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
+void column_pair(const ColumnArgs& given) noexcept {
+  const ColumnArgs args = given;
+  const Index lead = args.lead;
+  const Index shared = args.count[0] - lead;
+  for (Index x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<0>(sums);
     add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
@@ -110,7 +110,7 @@ void column_pair(const ColumnPassArgs& given) noexcept {
 }
 
 template <int kBits, bool kNormal>
-void column_rows(const ColumnPassArgs& args) noexcept {
+void column_rows(const ColumnArgs& args) noexcept {
   if (args.count[1] == 0) return column_single<kBits, kNormal, 0>(args);
   if constexpr (kSharesRows) {
     column_pair<kBits, kNormal>(args);
@@ -121,7 +121,7 @@ void column_rows(const ColumnPassArgs& args) noexcept {
 }
 
 template <int kBits>
-void column_pass(const ColumnPassArgs& args) noexcept {
+void column_sums(const ColumnArgs& args) noexcept {
   // Of no use to a fused multiply-add.
   if constexpr (!simd::kHasFusedMultiplyAdd) {
     if (args.normal) return column_rows<kBits, true>(args);
@@ -129,8 +129,8 @@ void column_pass(const ColumnPassArgs& args) noexcept {
   column_rows<kBits, false>(args);
 }
 
-void column_block(const ColumnPassArgs& args, bool first, float* totals) noexcept {
-  for (std::size_t x = 0; x < args.samples; x += kTileSamples) {
+void add_column_block(const ColumnArgs& args, bool first, float* totals) noexcept {
+  for (Index x = 0; x < args.samples; x += kTileSamples) {
     ColumnSums sums;
     clear<0>(sums);
     add_rows<0, 1, false>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
@@ -143,8 +143,8 @@ void column_block(const ColumnPassArgs& args, bool first, float* totals) noexcep
 }
 
 template <int kBits>
-void store_row(const float* totals, std::size_t samples, void* dst) noexcept {
-  for (std::size_t x = 0; x < samples; x += kTileSamples) {
+void round_row(const float* totals, Index samples, void* dst) noexcept {
+  for (Index x = 0; x < samples; x += kTileSamples) {
     simd::F32 v[kTile];
     unroll<0, kTile>([&](auto i) { v[i] = simd::load(totals + x + i * simd::F32::kLanes); });
     store_samples<kBits>(static_cast<std::uint8_t*>(dst) + x * (kBits / 8), v, samples - x);

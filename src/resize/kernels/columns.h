@@ -1,0 +1,32 @@
+// Kernels of the column pass: weighted sums of rows of floats, and the rounding to samples.
+#pragma once
+
+#include "resize/kernels/taps.h"
+
+namespace kyv::resize {
+
+// Floats that are read beyond a row's last sample, and totals that are written beyond it: whole tiles. What
+// lies there does not show in a sample, but is computed with: let it be written.
+inline constexpr Index kColumnSlack = 64;
+
+// One or two destination rows from the row results that they share.
+struct ColumnArgs {
+  const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
+  const float* weights[2] = {};
+  std::int32_t count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
+  std::int32_t lead = 0;       // first tap of row 1, counted from that of row 0
+  Index samples = 0;           // samples of a row
+  bool normal = false;         // no product has a bit below the last place of the smallest float
+  void* dst[2] = {};
+};
+
+struct ColumnKernels {
+  // Sums, rounds and stores; writes the destination's samples only.
+  void (*sum[kDepths])(const ColumnArgs& args) = {};
+  // One block of a longer sum (row 0 of `args` only): totals = first ? sum : totals + sum.
+  void (*add_block)(const ColumnArgs& args, bool first, float* totals) = nullptr;
+  // Rounds and stores finished totals.
+  void (*round[kDepths])(const float* totals, Index samples, void* dst) = {};
+};
+
+}  // namespace kyv::resize
