@@ -88,6 +88,7 @@ CONTROL
 
 work=$root/build/package
 mkdir -p "$work" "$dist"
+stages=""
 for platform in "$@"; do
   case $platform in
     linux) name=KyvMath-$version-linux-x86_64 suffix=tar.gz tools="" notices="libstdc++6 libgcc-s1" ;;
@@ -105,7 +106,10 @@ for platform in "$@"; do
   cmake/package/archive.py "$stage" "$dist/$name.$suffix" "$SOURCE_DATE_EPOCH"
   cmake/package/archive.py "$symbols" "$dist/$name-debug.$suffix" "$SOURCE_DATE_EPOCH"
   if [ "$platform" = linux ] && command -v dpkg-deb >/dev/null; then build_deb "$stage"; fi
+  stages="$stages $platform=$stage"
 done
+# shellcheck disable=SC2086
+bindings/package.sh "$dist" $stages
 cd "$dist"
 find . -maxdepth 1 -type f ! -name SHA256SUMS | sort | sed 's|^\./||' | xargs sha256sum -- >SHA256SUMS
 cat SHA256SUMS

@@ -164,7 +164,7 @@ def main():
     parser.add_argument("documents", nargs="*", type=pathlib.Path)
     arguments = parser.parse_args()
     documents = arguments.documents or sorted(
-        path for pattern in ("*.md", "docs/**/*.md", "examples/**/*.md", "tools/**/*.md", "bench/**/*.md")
+        path for pattern in ("*.md", "docs/**/*.md", "examples/**/*.md", "tools/**/*.md", "bench/**/*.md", "bindings/**/*.md")
         for path in ROOT.glob(pattern))
     failed = False
     skipped = set()

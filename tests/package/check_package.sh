@@ -60,7 +60,7 @@ check_linux() {
   [ "$(printf 'GLIBC_2.35\n%s\n' "$newest" | sort -V | tail -n 1)" = GLIBC_2.35 ] || fail "needs $newest"
   follow_readme c "sh linux"
   follow_readme cpp "sh linux"
-  follow_readme python "sh linux"
+  "$root/tests/bindings/check.sh" python "$dist" "$package"
   if command -v mcs >/dev/null && command -v mono >/dev/null; then
     follow_readme csharp "sh linux mono"
   else
