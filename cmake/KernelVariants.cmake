@@ -1,6 +1,6 @@
-# kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/<isa>.cpp to the target for every instruction
-# set below that the folder has a unit of, each compiled for its own instruction set. A unit of an instruction set gives away one symbol (its table)
-# and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
+# kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/<isa>.cpp, or <isa>_single.cpp and
+# <isa>_double.cpp, to the target for every instruction set below that the folder has units of, each compiled for
+# its own instruction set. A unit gives away one symbol (its table) and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
 function(kyvmath_kernel_variants target folder)
   set(flags_scalar "")
   set(flags_sse2 -msse2)
@@ -8,8 +8,13 @@ function(kyvmath_kernel_variants target folder)
   set(flags_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx2 -mfma -mprefer-vector-width=512)
   set(flags_avx512vbmi ${flags_avx512} -mavx512vbmi)
   foreach(isa scalar sse2 avx2 avx512 avx512vbmi)
-    set(unit ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${isa}.cpp)
-    if(NOT EXISTS ${unit})
+    set(units)
+    foreach(part ${isa} ${isa}_single ${isa}_double)
+      if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${part}.cpp)
+        list(APPEND units ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${part}.cpp)
+      endif()
+    endforeach()
+    if(NOT units)
       continue()
     endif()
     set(flags ${flags_${isa}})
@@ -30,7 +35,7 @@ function(kyvmath_kernel_variants target folder)
     # There g++ 12 goes wrong: its vectoriser of straight-line code leaves out the roundings to float in
     # three neighbouring sums of the form a = (double)(float)(a + w * x), in plain C as well.
     list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions ${ARGN})
-    target_sources(${target} PRIVATE ${unit})
-    set_source_files_properties(${unit} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
+    target_sources(${target} PRIVATE ${units})
+    set_source_files_properties(${units} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
   endforeach()
 endfunction()

@@ -164,6 +164,8 @@ KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathResizeWithRegion(unsigned int 
  * beyond the range of float become infinite. The functions named _D work in double precision throughout
  * (but for the scale of PSF from OTF, which is the float named above).
  *
+ * The arrays may lie at any address: doubles need not be aligned.
+ *
  * In place: dstReal = srcReal and dstImag = srcImag is allowed. Any other overlap of an output with an
  * input or with the other output is not.
  *

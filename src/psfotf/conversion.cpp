@@ -1,6 +1,7 @@
 #include "psfotf/conversion.h"
 
 #include <cstddef>
+#include <cstring>
 
 #include "psfotf/dft_service.h"
 #include "runtime/aligned_memory.h"
@@ -47,11 +48,15 @@ bool transform(const PlaneArrays& plane, const std::int32_t (&lengths)[2], Direc
 
 void copy(const PlaneArrays& plane, std::size_t values, Precision precision) noexcept {
   const bool single = precision == Precision::kSingle;
+  const auto copy_value = [&](const double* from, double* to) {
+    double value = 0;  // not aligned, perhaps
+    std::memcpy(&value, from, sizeof value);
+    if (single) value = static_cast<double>(static_cast<float>(value));
+    std::memcpy(to, &value, sizeof value);
+  };
   for (std::size_t i = 0; i < values; ++i) {
-    const double re = plane.src_re[i];
-    const double im = plane.src_im[i];
-    plane.dst_re[i] = single ? static_cast<double>(static_cast<float>(re)) : re;
-    plane.dst_im[i] = single ? static_cast<double>(static_cast<float>(im)) : im;
+    copy_value(plane.src_re + i, plane.dst_re + i);
+    copy_value(plane.src_im + i, plane.dst_im + i);
   }
 }
 

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <new>
 
-#include "psfotf/planner.h"
+#include "psfotf/kernel_sets.h"
+#include "psfotf/plane_layout.h"
 #include "runtime/aligned_memory.h"
 
 namespace kyv::psfotf {
@@ -31,14 +32,13 @@ TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
 // its columns, and its rows too, by half at least, where a row cannot be cut into whole vectors.
 template <class T>
-const Kernels& fitting(const Kernels& widest, const PrecisionKernels<T> Kernels::*precision,
-                       const PlaneShape& shape) noexcept {
+const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept {
   for (const Kernels* kernels = &widest; kernels != nullptr; kernels = kernels->narrower) {
-    if (square_code(shape, kernels->*precision) != nullptr) return *kernels;
+    if (square_code(shape, precision_of<T>(*kernels)) != nullptr) return *kernels;
   }
   const Kernels* kernels = &widest;
   while (kernels->narrower != nullptr) {
-    const std::int32_t lanes = (kernels->*precision).lanes;
+    const std::int32_t lanes = precision_of<T>(*kernels).lanes;
     const bool rows_fill = shape.rows >= lanes - lanes / 2 || shape.row_length % lanes == 0;
     if (shape.row_length >= lanes && rows_fill) break;
     kernels = kernels->narrower;
@@ -47,8 +47,7 @@ const Kernels& fitting(const Kernels& widest, const PrecisionKernels<T> Kernels:
 }
 
 const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
-  return precision == Precision::kSingle ? fitting(widest, &Kernels::single_precision, shape)
-                                         : fitting(widest, &Kernels::double_precision, shape);
+  return precision == Precision::kSingle ? fitting<float>(widest, shape) : fitting<double>(widest, shape);
 }
 
 }  // namespace
@@ -77,8 +76,8 @@ class Descriptor {
   // Plans; false when there is no memory.
   bool commit() noexcept {
     release();
-    committed_ = precision_ == Precision::kSingle ? plan(kernels_.single_precision, single_square_, single_)
-                                                  : plan(kernels_.double_precision, double_square_, double_);
+    committed_ =
+        precision_ == Precision::kSingle ? plan(single_square_, single_) : plan(double_square_, double_);
     return committed_;
   }
 
@@ -135,18 +134,17 @@ class Descriptor {
   }
 
   template <class T>
-  bool plan(const PrecisionKernels<T>& kernels, TransformSquare<T>& square,
-            const PlanePlan<T>*& result) noexcept {
-    square = square_code(shape_, kernels);
+  bool plan(TransformSquare<T>& square, const PlanePlan<T>*& result) noexcept {
+    square = square_code(shape_, precision_of<T>(kernels_));
     if (square != nullptr) return true;
-    const std::uint64_t bytes = plan_bytes(shape_, kernels);
+    const std::uint64_t bytes = plan_bytes<T>(shape_, kernels_);
     void* memory = inline_memory_;
     if (bytes > kInlineBytes) {
       if (bytes > SIZE_MAX) return false;
       plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
       memory = plan_memory_;
     }
-    if (memory != nullptr) result = make_plane_plan(shape_, kernels, memory);
+    if (memory != nullptr) result = make_plane_plan<T>(shape_, kernels_, memory);
     return memory != nullptr;
   }
 
@@ -295,8 +293,8 @@ std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&le
                                     const Kernels& kernels) noexcept {
   const PlaneShape shape = shape_of(lengths);
   const Kernels& used = fitting(kernels, precision, shape);
-  const auto bytes = [&](const auto& k) {
-    return square_code(shape, k) != nullptr ? 0 : workspace_bytes(shape, k);
+  const auto bytes = [&]<class T>(const PrecisionKernels<T>& k) {
+    return square_code(shape, k) != nullptr ? 0 : workspace_bytes<T>(shape, used);
   };
   return precision == Precision::kSingle ? bytes(used.single_precision) : bytes(used.double_precision);
 }

@@ -31,8 +31,8 @@ struct PrecisionKernels {
 };
 
 struct Kernels {
-  PrecisionKernels<float> single_precision;
-  PrecisionKernels<double> double_precision;
+  const PrecisionKernels<float>& single_precision;
+  const PrecisionKernels<double>& double_precision;
   const Kernels* narrower;  // for planes of fewer columns than the lanes here; null for one lane
 };
 

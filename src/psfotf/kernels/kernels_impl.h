@@ -1,30 +1,51 @@
-// The kernels of the psfotf service, written once against the vector type of runtime/simd.
+// The kernels of the psfotf service in one precision, written once against the vector type of runtime/simd.
 // A unit includes its simd header first and then this one.
 #pragma once
 
 #include "psfotf/kernels/kernels.h"
-#include "psfotf/kernels/plane_transform.h"
-#include "psfotf/kernels/square_transform.h"
+#include "psfotf/kernels/plane_columns.h"
+#include "psfotf/kernels/plane_rows.h"
+#include "psfotf/kernels/small_squares.h"
 
 namespace kyv::psfotf {
 namespace {
 
 template <class V>
-constexpr PrecisionKernels<LaneOf<V>> precision_kernels(RadixSet radices) noexcept {
-  return {V::kLanes,
-          radices,
-          transform_plane<V>,
-          transform_lines<V>,
-          {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()}};
+void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const PlaneArrays& arrays,
+                     void* memory) noexcept {
+  auto* values = static_cast<LaneOf<V>*>(memory);
+  const Workspace<V> workspace{values, values + plan.line_offset,
+                               reinterpret_cast<double*>(values + plan.carry_offset)};
+  const BlockCut<V> cut(plan, arrays);
+  if constexpr (V::kLanes > 1) {
+    if (plan.rows_within_lanes) {
+      transform_rows_within<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
+      if (plan.blocks_past_caches) simd::stream_fence();
+      return transform_columns<V>(plan, cut, arrays, workspace);
+    }
+  }
+  transform_rows_across<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
+  if (plan.blocks_past_caches) simd::stream_fence();
+  transform_columns<V>(plan, cut, arrays, workspace);
 }
 
 // With eight registers a radix 4 of doubles is faster than a radix 8, with SSE2 the other way round
 // (measured).
-constexpr Kernels make_kernels(const Kernels* narrower) noexcept {
-  const bool few_registers = simd::kRegisters < 16 && simd::kVectorBytes > 16;
-  const RadixSet radices = kManyRegisters ? RadixSet::kLarge : RadixSet::kMedium;
-  return {precision_kernels<simd::F32>(radices),
-          precision_kernels<simd::F64>(few_registers ? RadixSet::kSmall : radices), narrower};
+template <class V>
+constexpr RadixSet radix_set() noexcept {
+  constexpr bool doubles = sizeof(LaneOf<V>) == sizeof(double);
+  if (doubles && simd::kRegisters < 16 && simd::kVectorBytes > 16) return RadixSet::kSmall;
+  return kManyRegisters ? RadixSet::kLarge : RadixSet::kMedium;
+}
+
+template <class V>
+constexpr PrecisionKernels<LaneOf<V>> make_kernels() noexcept {
+  return {.lanes = V::kLanes,
+          .radices = radix_set<V>(),
+          .transform_plane = transform_plane<V>,
+          .transform_lines = transform_lines<V>,
+          .transform_squares = {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(),
+                                square_code<V, 64>()}};
 }
 
 }  // namespace

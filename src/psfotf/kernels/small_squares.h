@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "psfotf/kernels/line_transform.h"
+#include "psfotf/kernels/stages.h"
 
 namespace kyv::psfotf {
 namespace {

@@ -1,0 +1,40 @@
+// How a length is cut into stages, or turned into a convolution, before any table is made.
+#pragma once
+
+#include <cstdint>
+
+#include "psfotf/plan.h"
+
+namespace kyv::psfotf {
+
+struct LineShape {
+  std::int32_t length = 1;
+  LineMethod method = LineMethod::kMixedRadix;
+  std::uint8_t stages = 0;
+  std::uint8_t radices[kMaxStages] = {};
+  std::int32_t inner_length = 0;   // of the convolution methods
+  std::int32_t work_elements = 0;  // that these take beside the line
+  double cost = 0;                 // of one element, about in nanoseconds times a constant
+};
+
+// The cheapest way for any length of at least 1.
+LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
+
+// Stages for a length, large primes first, powers of two last. False when a prime factor is too large to be
+// summed directly.
+bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept;
+
+// Whether there is a way at all: not for lengths whose convolution would pass 31 bits.
+bool is_possible(const LineShape& shape) noexcept;
+
+// The unused elements behind each part that the first stage makes.
+enum class PartGap : std::int32_t { kNone = 0, kOneElement = 1 };
+
+PartGap gap_of(const LineShape& shape) noexcept;
+std::int32_t part_length(const LineShape& shape) noexcept;
+std::int32_t part_pitch(const LineShape& shape, PartGap gap) noexcept;
+
+// Elements that a line takes, the gaps among them.
+std::int32_t elements_with_gaps(const LineShape& shape, PartGap gap) noexcept;
+
+}  // namespace kyv::psfotf

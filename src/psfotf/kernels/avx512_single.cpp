@@ -1,0 +1,10 @@
+#include "runtime/simd/avx512.h"
+
+#include "psfotf/kernels/kernels_impl.h"
+
+namespace kyv::psfotf {
+
+extern const PrecisionKernels<float> kernels_avx512_single;
+const PrecisionKernels<float> kernels_avx512_single = make_kernels<simd::F32>();
+
+}  // namespace kyv::psfotf

@@ -1,0 +1,111 @@
+// Lengths with large prime factors as convolutions, and transforms of lines of any method.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "psfotf/kernels/stages.h"
+
+namespace kyv::psfotf {
+namespace {
+
+// Butterflies of a convolution's outer stages that are done between the copies of their inputs or results:
+// so many that these stay in the first cache.
+inline constexpr std::int32_t kButterfliesAtOnce = 8;
+
+// The first stage, some butterflies after another. `copy(n, place)` is called for element n of the line,
+// before (in frequency) or after (in time) its butterfly; `place` is where it lies.
+template <class V, Decimation D, class Copy>
+[[gnu::always_inline]] inline void run_outer_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
+                                                   const Copy& copy) noexcept {
+  const int radix = plan.radices[0];
+  const std::int32_t m = plan.length / radix;
+  for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
+    const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
+    LaneOf<V>* here = data + first * kElement<V>;
+    const auto copy_all = [&] {
+      for (int i = 0; i < radix; ++i) {
+        LaneOf<V>* part = here + static_cast<std::ptrdiff_t>(i) * plan.part_pitch * kElement<V>;
+        for (std::int32_t j = 0; j < count; ++j) copy(i * m + first + j, part + j * kElement<V>);
+      }
+    };
+    if (D == Decimation::kInFrequency) copy_all();
+    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, stage_roots<V>(plan, plan.length, radix, first));
+    if (D == Decimation::kInTime) copy_all();
+  }
+}
+
+// What is left of a convolution between its outer stages: the spectrum and back again, real and imaginary
+// parts exchanged, part after part. Adds `offset` to each result; returns the sum of the inputs.
+template <class V>
+Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
+                          const Complex<V>& offset) noexcept {
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const std::int32_t count = inner.length / inner.radices[0];
+  const LaneOf<V>* spectrum_re = plan.spectrum_re;
+  const LaneOf<V>* spectrum_im = plan.spectrum_im;
+  Complex<V> sum{};
+  for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
+    run_part<V>(inner, inner.stages, data);
+    if (i == 0) sum = load_element<V>(data);
+    for (std::int32_t k = 0; k < count; ++k) {
+      LaneOf<V>* place = data + k * kElement<V>;
+      const Complex<V> c =
+          multiply(load_element<V>(place), simd::broadcast(*spectrum_re++), simd::broadcast(*spectrum_im++));
+      store_element<V>(place, Complex<V>{c.im, c.re});
+    }
+    // A constant in every result of the inverse transform is a constant in its first input.
+    if (i == 0) store_element<V>(data, load_element<V>(data) + Complex<V>{offset.im, offset.re});
+    run_part_in_time<V>(inner, data);
+  }
+  return sum;
+}
+
+// Rader 1968: the powers of a generator turn a prime length p into a cyclic convolution of length p - 1.
+template <class V>
+void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
+    store_element<V>(place, load_element<V>(data + plan.gather[n] * kElement<V>));
+  });
+  const Complex<V> first = load_element<V>(data);
+  store_element<V>(data, first + convolve_parts<V>(plan, work, first));
+  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
+    const Complex<V> y = load_element<V>(place);
+    store_element<V>(data + plan.scatter[n] * kElement<V>, Complex<V>{y.im, y.re});
+  });
+}
+
+// Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
+template <class V>
+void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  const auto chirped = [&](const Complex<V>& a, std::int32_t n) {
+    return multiply(a, simd::broadcast(plan.chirp_re[n]), simd::broadcast(plan.chirp_im[n]));
+  };
+  const V zero = constant<V>(0);
+  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
+    const bool padding = n >= plan.length;
+    store_element<V>(place,
+                     padding ? Complex<V>{zero, zero} : chirped(load_element<V>(data + n * kElement<V>), n));
+  });
+  convolve_parts<V>(plan, work, {zero, zero});
+  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
+    if (n >= plan.length) return;
+    const Complex<V> y = load_element<V>(place);
+    store_element<V>(data + n * kElement<V>, chirped({y.im, y.re}, n));
+  });
+}
+
+template <class V>
+void transform_lines(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  switch (plan.method) {
+    case LineMethod::kMixedRadix:
+      return run_stages<V>(plan, data);
+    case LineMethod::kRader:
+      return run_rader<V>(plan, data, work);
+    case LineMethod::kBluestein:
+      return run_bluestein<V>(plan, data, work);
+  }
+}
+
+}  // namespace
+}  // namespace kyv::psfotf

@@ -1,0 +1,219 @@
+// The first half of a plane's transform: rows straight out of the caller's arrays into blocks of columns.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "psfotf/kernels/convolution.h"
+#include "psfotf/kernels/plane_blocks.h"
+
+namespace kyv::psfotf {
+namespace {
+
+// The column of the plane that lane 0 of a tile of columns holds: the last tile may overlap the one before.
+template <class V>
+inline std::int32_t first_column(std::int32_t tile, std::int32_t row_length) noexcept {
+  const std::int32_t column = tile * V::kLanes;
+  return column + V::kLanes <= row_length ? column : row_length - V::kLanes;
+}
+
+// The starts of kLanes rows from `first` on; the last row stands in for those beyond it.
+template <class V>
+struct RowPointers {
+  const double* rows[V::kLanes];
+
+  RowPointers(const double* plane, std::int32_t first, std::int32_t count, std::int32_t row_length) noexcept {
+    for (std::int32_t i = 0; i < V::kLanes; ++i) {
+      const std::int32_t row = first + i < count ? first + i : count - 1;
+      rows[i] = plane + static_cast<std::ptrdiff_t>(row) * row_length;
+    }
+  }
+};
+
+// One part (real or imaginary) of rows to the same part of line elements. The rows' later values, and then
+// the first ones of the next rows, are fetched on the way.
+template <class V>
+void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptrdiff_t next_rows,
+                 LaneOf<V>* line) noexcept {
+  constexpr std::int32_t ahead = 1024 / V::kLanes;  // columns: the fewer rows, the sooner they are needed
+  const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
+  for (std::int32_t b = 0; b < tiles; ++b) {
+    const std::int32_t column = first_column<V>(b, row_length);
+    const std::ptrdiff_t later = column + ahead < row_length ? ahead : next_rows - (row_length - ahead);
+    V tile[V::kLanes];
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i) {
+      simd::load_doubles(tile[i], source.rows[i] + column);
+#pragma GCC unroll 2
+      for (int at = 0; at < V::kLanes; at += 8) prefetch_for_later(source.rows[i] + column + later + at);
+    }
+    simd::transpose(tile);
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(line + (column + i) * kElement<V>, tile[i]);
+  }
+}
+
+// Finished line elements to `valid` rows of every block, scaled.
+template <class V>
+void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale, const LaneOf<V>* line,
+                  const std::ptrdiff_t* places, std::int32_t valid, LaneOf<V>* blocks) noexcept {
+  const std::int32_t* positions = plan.row->positions;
+  for (std::int32_t b = 0; b < cut.blocks(); ++b) {
+    const std::int32_t column = cut.column(b);
+    V re[V::kLanes];
+    V im[V::kLanes];
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i)
+      re[i] = simd::load(line + positions[column + i] * kElement<V>) * scale;
+    simd::transpose(re);
+#pragma GCC unroll 16
+    for (int i = 0; i < V::kLanes; ++i)
+      im[i] = simd::load(line + positions[column + i] * kElement<V> + V::kLanes) * scale;
+    simd::transpose(im);
+    LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch;
+    for (std::int32_t i = 0; i < valid; ++i) {
+      const Complex<V> x{re[i], im[i]};
+      store_elements<V, 1>(&x, block + places[i], 0, plan.blocks_past_caches);
+    }
+  }
+}
+
+template <class V>
+void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                           const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
+  for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
+    const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
+    const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
+    const std::ptrdiff_t next_rows =
+        first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
+    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
+    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
+    transform_lines<V>(*plan.row, workspace.line, work);
+    const std::int32_t left = plan.rows - first;
+    const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
+    std::ptrdiff_t places[V::kLanes];
+    for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
+    scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks);
+  }
+}
+
+// The last step of a row in itself: results first to first + kLanes - 1 of the transform over its elements,
+// transposed, are the inputs of as many butterflies across what were the lanes; result q of them holds
+// columns first + q * plan.row->length onwards. Results beyond the last are the last again.
+template <class V>
+[[gnu::always_inline]] inline void cross_lanes(const PlanePlan<LaneOf<V>>& plan, V scale, std::int32_t first,
+                                               Complex<V>* x) noexcept {
+  constexpr int lanes = V::kLanes;
+  const std::int32_t last = plan.row->length - 1;
+  V re[lanes];
+  V im[lanes];
+#pragma GCC unroll 16
+  for (int i = 0; i < lanes; ++i) {
+    const std::int32_t k = first + i <= last ? first + i : last;
+    const Complex<V> w = load_element<V>(plan.row_twiddles + k * kElement<V>);
+    const Complex<V> y = multiply(x[i], w.re, w.im);
+    re[i] = y.re * scale;
+    im[i] = y.im * scale;
+  }
+  simd::transpose(re);
+  simd::transpose(im);
+#pragma GCC unroll 16
+  for (int i = 0; i < lanes; ++i) x[i] = {re[i], im[i]};
+  Butterfly<lanes>::apply(x);
+}
+
+// The same for a row whose elements are transformed and lie in `line`.
+template <class V>
+[[gnu::always_inline]] inline void finish_row(const PlanePlan<LaneOf<V>>& plan, V scale,
+                                              const LaneOf<V>* line, std::int32_t first,
+                                              Complex<V>* x) noexcept {
+  const std::int32_t last = plan.row->length - 1;
+#pragma GCC unroll 16
+  for (int i = 0; i < V::kLanes; ++i) {
+    const std::int32_t k = first + i <= last ? first + i : last;
+    x[i] = load_element<V>(line + plan.row->positions[k] * kElement<V>);
+  }
+  cross_lanes<V>(plan, scale, first, x);
+}
+
+// Rows of R elements, a multiple of the lanes: one butterfly and the step across the lanes, all in registers.
+template <class V, int R>
+void transform_short_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
+                          const Workspace<V>& workspace) noexcept {
+  constexpr int lanes = V::kLanes;
+  const auto pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
+  for (std::int32_t r = 0; r < plan.rows; ++r) {
+    const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
+    const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;
+    Complex<V> x[R];
+    load_row_elements<V, R>(arrays.src_re + source, arrays.src_im + source, lanes, ahead, x);
+    Butterfly<R>::apply(x);
+    LaneOf<V>* row = workspace.blocks + row_place<V>(plan, r);
+#pragma GCC unroll 16
+    for (int k = 0; k < R; k += lanes) {
+      cross_lanes<V>(plan, scale, k, x + k);
+      store_elements<V, lanes>(x + k, row + k / lanes * pitch, R / lanes * pitch, plan.blocks_past_caches);
+    }
+  }
+}
+
+// One row after another, each in itself.
+template <class V>
+void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                           const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  constexpr int lanes = V::kLanes;
+  using T = LaneOf<V>;
+  const LinePlan<T>& line = *plan.row;
+  const std::int32_t elements = line.length;
+  if constexpr (8 % lanes == 0) {
+    if (elements == 8 && !cut.has_lead()) return transform_short_rows<V, 8>(plan, scale, arrays, workspace);
+  }
+  if constexpr (16 % lanes == 0 && kManyRegisters) {
+    if (elements == 16 && !cut.has_lead()) return transform_short_rows<V, 16>(plan, scale, arrays, workspace);
+  }
+  const bool in_blocks = elements % lanes == 0 && !cut.has_lead();
+  const int radix = line.radices[0];
+  const std::int32_t m = elements / radix;
+  const Roots<T> roots = stage_roots<V>(line, line.length);
+  T* row_re =
+      workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows with room for one vector more
+  T* row_im = row_re + plan.row_length + lanes;
+  for (std::int32_t r = 0; r < plan.rows; ++r) {
+    const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
+    const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;
+    kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, ahead, workspace.line, m,
+                                    line.part_pitch, roots);
+    run_later_stages<V>(line, line.stages, workspace.line);
+    T* row = workspace.blocks + row_place<V>(plan, r);
+    if (in_blocks) {
+      const std::ptrdiff_t pitch = static_cast<std::ptrdiff_t>(plan.block_pitch);
+      for (std::int32_t k = 0; k < elements; k += lanes) {
+        Complex<V> x[lanes];
+        finish_row<V>(plan, scale, workspace.line, k, x);
+        T* place = row + k / lanes * pitch;
+        store_elements<V, lanes>(x, place, elements / lanes * pitch, plan.blocks_past_caches);
+      }
+      continue;
+    }
+    // Vectors of results run over the end of their stretch; what belongs there is written later.
+    for (std::int32_t k = (elements - 1) / lanes * lanes; k >= 0; k -= lanes) {
+      Complex<V> x[lanes];
+      finish_row<V>(plan, scale, workspace.line, k, x);
+#pragma GCC unroll 16
+      for (int q = 0; q < lanes; ++q) {
+        simd::store(row_re + k + q * elements, x[q].re);
+        simd::store(row_im + k + q * elements, x[q].im);
+      }
+    }
+    const std::int32_t blocks = cut.blocks();
+    for (std::int32_t b = 0; b < blocks; ++b) {
+      T* place = row + static_cast<std::size_t>(b) * plan.block_pitch;
+      const Complex<V> x{simd::load(row_re + cut.column(b)), simd::load(row_im + cut.column(b))};
+      store_elements<V, 1>(&x, place, 0, plan.blocks_past_caches);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kyv::psfotf

@@ -1,0 +1,217 @@
+#include "psfotf/plane_layout.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "psfotf/factorisation.h"
+#include "psfotf/kernel_sets.h"
+#include "psfotf/line_tables.h"
+#include "runtime/arena.h"
+#include "runtime/memory_model.h"
+
+namespace kyv::psfotf {
+namespace {
+
+// How both axes of a plane are transformed.
+struct PlaneMethod {
+  LineShape column;
+  LineShape row;  // of the elements of a row, where rows are transformed within their lanes
+  bool rows_within_lanes;
+};
+
+// A row within its lanes needs whole vectors, unrolled radices, and enough elements to fill the vectors of
+// its last step.
+bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
+  if (lanes == 1 || elements.length < lanes) return false;
+  return std::all_of(elements.radices, elements.radices + elements.stages,
+                     [](int radix) { return radix <= kMaxFixedRadix; });
+}
+
+template <class T>
+PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  const RadixSet radices = kernels.radices;
+  PlaneMethod method{choose_line(shape.rows, radices), {}, false};
+  LineShape elements;
+  if (shape.row_length % kernels.lanes == 0 &&
+      factorize(elements, shape.row_length / kernels.lanes, radices) && fits_lanes(elements, kernels.lanes)) {
+    method.row = elements;
+    method.rows_within_lanes = true;
+  } else {
+    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
+  }
+  return method;
+}
+
+// From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
+// the caches while they are written.
+constexpr std::uint64_t kStreamedPlaneBytes = runtime::kStreamedBytes;
+constexpr std::uint64_t kStreamedBlockBytes = runtime::kLastCacheBytes;
+
+// Rows that the last stage writes together, this far apart, meet in the same few places of the first cache:
+// from this radix on, too many for them.
+constexpr int kCollidingRadix = 8;
+
+std::uint64_t row_bytes(const PlaneShape& shape) noexcept {
+  return sizeof(double) * static_cast<std::uint64_t>(shape.row_length);
+}
+
+// In the caller's arrays.
+std::uint64_t plane_bytes(const PlaneShape& shape) noexcept {
+  return 2 * row_bytes(shape) * static_cast<std::uint64_t>(shape.rows);
+}
+
+RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
+  if (plane_bytes(shape) >= kStreamedPlaneBytes) return RowOutput::kPastCaches;
+  const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
+  if (radix < kCollidingRadix) return RowOutput::kDirect;
+  const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
+  return groups * row_bytes(shape) % runtime::kCollidingStride == 0 ? RowOutput::kWholeLines
+                                                                    : RowOutput::kDirect;
+}
+
+// Whether the last stage is one that writes to the caller.
+bool can_store(const LineShape& column) noexcept {
+  return column.method == LineMethod::kMixedRadix && column.stages > 0 &&
+         column.radices[column.stages - 1] <= kMaxFixedRadix;
+}
+
+// Whether finished rows leave as whole lines straight from the registers, the blocks shifted for it. Rows
+// whose results come as whole blocks lose that by it: for these a large plane is needed to gain.
+bool leaves_in_lines(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes) noexcept {
+  if (shape.row_length % 8 != 0 || !can_store(method.column)) return false;
+  const bool come_as_blocks = method.rows_within_lanes && method.row.length % lanes == 0;
+  return !come_as_blocks || plane_bytes(shape) >= kStreamedBlockBytes;
+}
+
+// The plan's own places in the workspace, in values.
+struct WorkspaceLayout {
+  std::int32_t blocks;
+  std::int32_t part_rows;
+  PartGap part_gap;
+  RowOutput output;
+  bool rows_of_lines;
+  bool blocks_past_caches;
+  std::uint64_t block_pitch;
+  std::uint64_t line_offset;
+  std::uint64_t carry_offset;
+  std::uint64_t values;
+};
+
+template <class T>
+WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
+                              std::int32_t lanes) noexcept {
+  constexpr std::uint64_t line = runtime::kCacheLine / sizeof(T);
+  constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
+  const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
+  WorkspaceLayout layout;
+  layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
+  layout.part_rows = part_length(method.column);
+  layout.part_gap = gap_of(method.column);
+  const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
+  const std::uint64_t block = element * block_elements;
+  layout.block_pitch = (block + line - 1) / line * line + padding;
+  layout.output = choose_output(shape, method.column);
+  layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
+  layout.line_offset =
+      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0));
+  // Within lanes: the row's elements and a plain row with a vector's room behind each part.
+  const auto row = static_cast<std::uint64_t>(method.row.length);
+  const std::uint64_t row_elements =
+      method.rows_within_lanes
+          ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row + 1
+          : row + static_cast<std::uint64_t>(method.row.work_elements);
+  const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
+  layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
+  layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
+  layout.values =
+      layout.carry_offset +
+      (layout.output != RowOutput::kDirect ? 128 / sizeof(T) * static_cast<std::uint64_t>(shape.rows) : 0);
+  return layout;
+}
+
+template <class T>
+void fill_row_twiddles(const RootTable<T>& roots, std::int32_t elements, std::int32_t lanes,
+                       T* twiddles) noexcept {
+  for (std::int32_t k = 0; k < elements; ++k, twiddles += 2 * lanes) {
+    for (std::int32_t lane = 0; lane < lanes; ++lane) {
+      twiddles[lane] = roots.re[k * lane];
+      twiddles[lanes + lane] = roots.im[k * lane];
+    }
+  }
+}
+
+// Axes of equal length share their tables.
+template <class T>
+PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, const Kernels& kernels,
+                        runtime::Arena& arena) noexcept {
+  const std::int32_t lanes = precision_of<T>(kernels).lanes;
+  const bool square = shape.rows == shape.row_length;
+  auto* plan = arena.take<PlanePlan<T>>(1);
+  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), kernels, arena);
+  const LinePlan<T>* row = column;
+  T* row_twiddles = nullptr;
+  RootTable<T> roots;
+  if (square && column != nullptr) roots = {shape.rows, column->root_re, column->root_im};
+  if (method.rows_within_lanes) {
+    if (!square) roots = lay_roots<T>(shape.row_length, arena);
+    roots.order = shape.row_length;
+    row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
+    row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
+    if (!arena.is_counting()) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
+  } else if (!square) {
+    row = lay_line<T>(method.row, PartGap::kNone, kernels, arena);
+  } else if (gap_of(method.column) != PartGap::kNone) {
+    row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
+  }
+  if (arena.is_counting()) return nullptr;
+  const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
+  *plan = {shape.rows,
+           shape.row_length,
+           column,
+           method.rows_within_lanes,
+           row,
+           row_twiddles,
+           layout.blocks,
+           layout.part_rows,
+           static_cast<std::int32_t>(layout.part_gap),
+           static_cast<std::size_t>(layout.block_pitch),
+           static_cast<std::size_t>(layout.line_offset),
+           static_cast<std::size_t>(layout.carry_offset),
+           layout.output,
+           layout.rows_of_lines,
+           layout.blocks_past_caches};
+  return plan;
+}
+
+}  // namespace
+
+template <class T>
+std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept {
+  const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
+  if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
+  runtime::Arena arena;
+  lay_plane<T>(shape, method, kernels, arena);
+  return arena.aligned_bytes();
+}
+
+template <class T>
+std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept {
+  const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
+  if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
+  return lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
+}
+
+template <class T>
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory) noexcept {
+  runtime::Arena arena(memory);
+  return lay_plane<T>(shape, choose_plane(shape, precision_of<T>(kernels)), kernels, arena);
+}
+
+template std::uint64_t plan_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
+template std::uint64_t plan_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
+template std::uint64_t workspace_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
+template std::uint64_t workspace_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
+template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const Kernels&, void*) noexcept;
+template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const Kernels&, void*) noexcept;
+
+}  // namespace kyv::psfotf

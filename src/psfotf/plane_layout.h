@@ -1,0 +1,32 @@
+// Makes the plan of a plane: how its axes are transformed, the tables, the places in the workspace.
+#pragma once
+
+#include <cstdint>
+
+#include "psfotf/kernels/kernels.h"
+#include "psfotf/plan.h"
+
+namespace kyv::psfotf {
+
+// A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1,
+// their product within 31 bits. A kernel set serves planes of at least as many columns as it has lanes.
+struct PlaneShape {
+  std::int32_t rows;
+  std::int32_t row_length;
+};
+
+inline constexpr std::uint64_t kImpossible = UINT64_MAX;  // the byte count of what cannot be planned
+
+// Bytes that make_plane_plan takes for the plan and its tables.
+template <class T>
+std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept;
+
+// Bytes that a transform of the plane works in.
+template <class T>
+std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept;
+
+// The plan of a plane, laid out in plan_bytes() bytes of `memory`, aligned to a cache line.
+template <class T>
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory) noexcept;
+
+}  // namespace kyv::psfotf
