@@ -3,8 +3,10 @@
 # Presets: linux (the default), linux32, win32, win64, or all. With several, each later one is compared with
 # the first. Tables and plots go to build/bench/<preset>. Quiet machines give better figures.
 # ./dev bench compare [preset] OLD [options of kyvmath_compare]: this tree's library against the library OLD.
+# Peers as libraries are looked for in the folder KYVMATH_PEERS; bench/README.md describes them.
 set -eu
 cd "$(dirname "$0")/.."
+export KYVMATH_PEERS="${KYVMATH_PEERS-../shared/peers/bin}"
 
 task=suite
 if [ "${1:-}" = compare ]; then

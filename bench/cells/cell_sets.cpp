@@ -164,6 +164,7 @@ ResizeCell random_cell(Random& random) {
 
 std::vector<ResizeCell> cells_of_sets(const std::string& names, const std::string& folder) {
   std::vector<ResizeCell> cells;
+  if (names == "none") return cells;
   std::istringstream stream(names);
   for (std::string name; std::getline(stream, name, ',');) add_set(cells, name, folder);
   return cells;

@@ -16,7 +16,8 @@ namespace kyv::bench {
 //   thumbnails  6 : 1 to 60 : 1 from 12 and 24 million pixels (T)
 //   small       16 x 16 to 128 x 128 (P)
 //   sizes       4 : 1 and 5 : 4 from 0.75 to 192 million pixels (Z)
-// `folder` holds the tables of the first two. Throws std::invalid_argument for an unknown name.
+// or of none of them ("none"). `folder` holds the tables of the first two. Throws std::invalid_argument for
+// an unknown name.
 std::vector<ResizeCell> cells_of_sets(const std::string& names, const std::string& folder);
 
 // `count` cells that depend on the seed alone: any format and filter, ratios from 60 : 1 to 1 : 16 (the same

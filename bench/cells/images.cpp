@@ -22,6 +22,13 @@ void Images::prepare(const ResizeCell& cell) {
     std::vector<unsigned char>().swap(dst_);
     dst_.resize(cell.dst_bytes());
   }
+  cut_out_.clear();
+  if (cell.frame.width == 0) return;
+  const std::size_t row_bytes = static_cast<std::size_t>(cell.src_width) * cell.pixel_bytes();
+  for (int y = 0; y < cell.src_height; ++y) {
+    const unsigned char* row = src(cell) + static_cast<std::size_t>(y) * src_step(cell);
+    cut_out_.insert(cut_out_.end(), row, row + row_bytes);
+  }
 }
 
 const unsigned char* Images::src(const ResizeCell& cell) const {

@@ -20,10 +20,13 @@ class Images {
   const unsigned char* src(const ResizeCell& cell) const;
   std::size_t src_step(const ResizeCell& cell) const;
   const std::vector<unsigned char>& frame() const { return frame_; }
+  // What is resized, cut out of its frame.
+  const unsigned char* packed() const { return cut_out_.empty() ? frame_.data() : cut_out_.data(); }
   std::vector<unsigned char>& dst() { return dst_; }
 
  private:
   std::vector<unsigned char> frame_;
+  std::vector<unsigned char> cut_out_;  // empty: the frame itself
   std::vector<unsigned char> dst_;
 };
 

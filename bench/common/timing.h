@@ -42,6 +42,15 @@ class Timing {
 // candidate, which brings its own data back into the caches as repeated calls would find them.
 std::vector<Timing> time_interleaved(std::span<const Work> candidates, const Effort& effort);
 
+// Work that needs something done before each call, which is not timed.
+struct PreparedWork {
+  Work prepare;  // may be empty
+  Work work;
+};
+
+// The same with every call timed on its own.
+std::vector<Timing> time_interleaved(std::span<const PreparedWork> candidates, const Effort& effort);
+
 Timing time_alone(const Work& work, const Effort& effort);
 
 // The median over the rounds of a's time over b's in the same round; both from one contest.

@@ -8,11 +8,6 @@
 namespace kyv::bench {
 namespace {
 
-template <class Function>
-Function function_of(const SharedLibrary& library, const char* name) {
-  return reinterpret_cast<Function>(library.find(name));
-}
-
 // The choice of kernels is made by the first calls of both services, if not before.
 void make_first_calls(const Build& build) {
   ResizeCell cell;
@@ -42,19 +37,19 @@ Build::Build(const std::string& path, const std::string& kernel_set) {
 
 void Build::start(const std::string& path) {
   library_ = std::make_unique<SharedLibrary>(path);
-  if (function_of<KyvMathInitializeFn>(*library_, "KyvMathInitialize")() != KYVMATH_OK) {
+  if (library_->function<KyvMathInitializeFn>("KyvMathInitialize")() != KYVMATH_OK) {
     throw std::runtime_error(path + " does not start");
   }
-  resize_ = function_of<KyvMathResizeWithRegionFn>(*library_, "KyvMathResizeWithRegion");
-  forward_[0] = function_of<KyvMathConvertFn>(*library_, "KyvMathConvertOtfFromPsf");
-  forward_[1] = function_of<KyvMathConvertFn>(*library_, "KyvMathConvertOtfFromPsf_D");
-  backward_[0] = function_of<KyvMathConvertFn>(*library_, "KyvMathConvertPsfFromOtf");
-  backward_[1] = function_of<KyvMathConvertFn>(*library_, "KyvMathConvertPsfFromOtf_D");
+  resize_ = library_->function<KyvMathResizeWithRegionFn>("KyvMathResizeWithRegion");
+  forward_[0] = library_->function<KyvMathConvertFn>("KyvMathConvertOtfFromPsf");
+  forward_[1] = library_->function<KyvMathConvertFn>("KyvMathConvertOtfFromPsf_D");
+  backward_[0] = library_->function<KyvMathConvertFn>("KyvMathConvertPsfFromOtf");
+  backward_[1] = library_->function<KyvMathConvertFn>("KyvMathConvertPsfFromOtf_D");
   make_first_calls(*this);
 }
 
 Build::~Build() {
-  if (library_) function_of<KyvMathTerminateFn>(*library_, "KyvMathTerminate")();
+  if (library_) library_->function<KyvMathTerminateFn>("KyvMathTerminate")();
 }
 
 void Build::resize(const ResizeCell& cell, const Images& images, unsigned char* dst) const {

@@ -8,23 +8,9 @@
 #include "cells/conversion_cell.h"
 #include "cells/images.h"
 #include "cells/resize_cell.h"
+#include "common/shared_library.h"
 
 namespace kyv::bench {
-
-// A loaded library; unloaded at the end.
-class SharedLibrary {
- public:
-  // A file that is loaded already is loaded once more, with data of its own. Throws std::runtime_error.
-  explicit SharedLibrary(const std::string& path);
-  SharedLibrary(const SharedLibrary&) = delete;
-  SharedLibrary& operator=(const SharedLibrary&) = delete;
-  ~SharedLibrary();
-
-  void* find(const char* symbol) const;  // throws std::runtime_error when it is not there
-
- private:
-  void* handle_ = nullptr;
-};
 
 // The eight functions of one build, started for as long as this lives.
 class Build {

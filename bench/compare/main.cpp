@@ -43,8 +43,7 @@ struct Options {
 };
 
 std::vector<ResizeCell> resizes_of(const Options& options) {
-  std::vector<ResizeCell> cells;
-  if (options.cells != "none") cells = cells_of_sets(options.cells, options.data);
+  std::vector<ResizeCell> cells = cells_of_sets(options.cells, options.data);
   const auto append = [&cells](const std::vector<ResizeCell>& more) {
     cells.insert(cells.end(), more.begin(), more.end());
   };
@@ -97,9 +96,9 @@ void print(const Compared& c, bool failed, bool timed) {
   std::fflush(stdout);
 }
 
-double geometric_mean(const std::vector<Compared>& all) {
+double geometric_mean(const std::vector<Compared>& all, double Compared::*ratio) {
   double logarithms = 0.0;
-  for (const Compared& c : all) logarithms += std::log(c.ratio);
+  for (const Compared& c : all) logarithms += std::log(c.*ratio);
   return std::exp(logarithms / static_cast<double>(all.size()));
 }
 
@@ -110,14 +109,15 @@ void print_summary(const char* what, std::vector<Compared> all) {
   const auto equal =
       std::count_if(all.begin(), all.end(), [](const Compared& c) { return c.difference == 0.0; });
   std::printf(
-      "\n%s: new build %.3f times as fast (geometric mean of %zu); %d slower by more than %.0f %% and "
-      "the noise; %d with equal bits\n",
-      what, geometric_mean(all), all.size(), static_cast<int>(slower), 100 * kSlower,
-      static_cast<int>(equal));
+      "\n%s: new build %.3f times as fast (geometric mean of %zu), %.3f by the median rounds; %d slower by "
+      "more than %.0f %% and the noise; %d with equal bits\n",
+      what, geometric_mean(all, &Compared::ratio), all.size(), geometric_mean(all, &Compared::paired_ratio),
+      static_cast<int>(slower), 100 * kSlower, static_cast<int>(equal));
   const std::size_t shown = std::min(kWorstShown, all.size());
   const auto middle = all.begin() + static_cast<std::ptrdiff_t>(shown);
-  std::partial_sort(all.begin(), middle, all.end(),
-                    [](const Compared& a, const Compared& b) { return a.ratio < b.ratio; });
+  std::partial_sort(all.begin(), middle, all.end(), [](const Compared& a, const Compared& b) {
+    return std::max(a.ratio, a.paired_ratio) < std::max(b.ratio, b.paired_ratio);
+  });
   std::printf("  least:\n");
   for (auto c = all.begin(); c != middle; ++c) {
     std::printf("  %-44s %7.3f, median round %.3f, noise %.1f %%\n", c->name.c_str(), c->ratio,

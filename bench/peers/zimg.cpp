@@ -7,10 +7,37 @@
 #include <stdexcept>
 #include <vector>
 
+#include "common/shared_library.h"
 #include "peers/peers.h"
 
 namespace kyv::bench::peers {
 namespace {
+
+// The library is loaded, not linked, so that the same code serves whichever is at hand.
+struct Zimg {
+  explicit Zimg(const std::string& path) : library(path) {}
+
+  SharedLibrary library;
+  decltype(&zimg_image_format_default) image_format_default =
+      library.function<decltype(&zimg_image_format_default)>("zimg_image_format_default");
+  decltype(&zimg_graph_builder_params_default) graph_builder_params_default =
+      library.function<decltype(&zimg_graph_builder_params_default)>("zimg_graph_builder_params_default");
+  decltype(&zimg_filter_graph_build) filter_graph_build =
+      library.function<decltype(&zimg_filter_graph_build)>("zimg_filter_graph_build");
+  decltype(&zimg_filter_graph_get_tmp_size) filter_graph_get_tmp_size =
+      library.function<decltype(&zimg_filter_graph_get_tmp_size)>("zimg_filter_graph_get_tmp_size");
+  decltype(&zimg_filter_graph_process) filter_graph_process =
+      library.function<decltype(&zimg_filter_graph_process)>("zimg_filter_graph_process");
+  decltype(&zimg_filter_graph_free) filter_graph_free =
+      library.function<decltype(&zimg_filter_graph_free)>("zimg_filter_graph_free");
+};
+
+std::string g_path = KYVMATH_ZIMG;
+
+const Zimg& zimg() {
+  static const Zimg loaded(g_path);
+  return loaded;
+}
 
 constexpr std::size_t kAlignment = 64;
 
@@ -61,7 +88,7 @@ zimg_resample_filter_e filter_of(Filter filter) {
 
 zimg_image_format format_of(int width, int height, int bits) {
   zimg_image_format format;
-  zimg_image_format_default(&format, ZIMG_API_VERSION);
+  zimg().image_format_default(&format, ZIMG_API_VERSION);
   format.width = static_cast<unsigned>(width);
   format.height = static_cast<unsigned>(height);
   format.pixel_type = bits == 8 ? ZIMG_PIXEL_BYTE : ZIMG_PIXEL_WORD;
@@ -73,12 +100,12 @@ zimg_image_format format_of(int width, int height, int bits) {
 
 class Resizer {
  public:
-  explicit Resizer(const ResizeTask& task)
+  Resizer(const ResizeTask& task, Level level)
       : src_format_(format_of(task.src_width, task.src_height, task.bits)),
         dst_format_(format_of(task.dst_width, task.dst_height, task.bits)) {
-    zimg_graph_builder_params_default(&params_, ZIMG_API_VERSION);
+    zimg().graph_builder_params_default(&params_, ZIMG_API_VERSION);
     params_.resample_filter = filter_of(task.filter);
-    params_.cpu_type = ZIMG_CPU_AUTO_64B;
+    params_.cpu_type = level == Level::kAvx512 ? ZIMG_CPU_AUTO_64B : ZIMG_CPU_X86_AVX2;
     for (int channel = 0; channel < task.channels; ++channel) {
       src_.emplace_back(task.src_width, task.src_height, task.bits);
       dst_.emplace_back(task.dst_width, task.dst_height, task.bits);
@@ -87,7 +114,7 @@ class Resizer {
     }
     const Graph graph = build();
     std::size_t bytes = 0;
-    zimg_filter_graph_get_tmp_size(graph.get(), &bytes);
+    zimg().filter_graph_get_tmp_size(graph.get(), &bytes);
     work_ = allocate(bytes);
   }
 
@@ -100,8 +127,8 @@ class Resizer {
       zimg_image_buffer dst{};
       dst.version = ZIMG_API_VERSION;
       dst.plane[0] = {dst_[i].memory.get(), static_cast<std::ptrdiff_t>(dst_[i].stride), ZIMG_BUFFER_MAX};
-      if (zimg_filter_graph_process(graph.get(), &src, &dst, work_.get(), nullptr, nullptr, nullptr,
-                                    nullptr) != 0) {
+      if (zimg().filter_graph_process(graph.get(), &src, &dst, work_.get(), nullptr, nullptr, nullptr,
+                                      nullptr) != 0) {
         throw std::runtime_error("zimg failed");
       }
     }
@@ -109,12 +136,12 @@ class Resizer {
 
  private:
   struct FreeGraph {
-    void operator()(zimg_filter_graph* graph) const noexcept { zimg_filter_graph_free(graph); }
+    void operator()(zimg_filter_graph* graph) const noexcept { zimg().filter_graph_free(graph); }
   };
   using Graph = std::unique_ptr<zimg_filter_graph, FreeGraph>;
 
   Graph build() const {
-    Graph graph(zimg_filter_graph_build(&src_format_, &dst_format_, &params_));
+    Graph graph(zimg().filter_graph_build(&src_format_, &dst_format_, &params_));
     if (!graph) throw std::runtime_error("zimg refused a filter graph");
     return graph;
   }
@@ -129,9 +156,11 @@ class Resizer {
 
 }  // namespace
 
-Work zimg_resize(const ResizeTask& task) {
+void use_zimg(const std::string& library) { g_path = library; }
+
+Work zimg_resize(const ResizeTask& task, Level level) {
   if (task.filter == Filter::kBox) return {};
-  return [resizer = std::make_shared<const Resizer>(task)] { resizer->run(); };
+  return [resizer = std::make_shared<const Resizer>(task, level)] { resizer->run(); };
 }
 
 }  // namespace kyv::bench::peers

@@ -2,6 +2,7 @@
 
 namespace kyv::bench::peers {
 
-Work zimg_resize(const ResizeTask&) { return {}; }
+void use_zimg(const std::string&) {}
+Work zimg_resize(const ResizeTask&, Level) { return {}; }
 
 }  // namespace kyv::bench::peers

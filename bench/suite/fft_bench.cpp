@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "KyvMath.h"
+#include "cells/conversion_cell.h"
 #include "common/csv.h"
+#include "common/eviction.h"
 #include "peers/peers.h"
 #include "psfotf/conversion.h"
 #include "suite/roofline.h"
@@ -18,22 +18,13 @@
 namespace kyv::bench {
 namespace {
 
-constexpr int kPlanes = 3;
-
-// One row of the table: pictures of `columns` by `rows`, and what peers reached on them.
+// One row of the table: a cell, and what peers reached on it on another machine.
 struct FftRow {
-  int columns = 0;
-  int rows = 0;
-  bool single = false;
-  std::string best_peer;
+  ConversionCell cell;
+  std::string best_peer = "-";
   double best_us = kUnknown;         // the best known peer's whole call of three planes, elsewhere
   double fftw_us = kUnknown;         // one execution of FFTW's measured plan, on that machine
   double best_over_fftw = kUnknown;  // best_us over three of those executions
-
-  std::string name() const {
-    return "fft " + std::to_string(columns) + 'x' + std::to_string(rows) + (single ? " float" : " double");
-  }
-  double values() const { return static_cast<double>(columns) * rows; }
 };
 
 double number_or_unknown(const std::string& text) { return text == "-" ? kUnknown : std::stod(text); }
@@ -42,75 +33,42 @@ std::vector<FftRow> read_rows(const std::string& folder) {
   std::vector<FftRow> rows;
   for (const TableRow& line : read_tsv(folder + "/fft.tsv")) {
     FftRow row;
-    if (std::sscanf(line.at("size").c_str(), "%dx%d", &row.columns, &row.rows) != 2) {
+    if (std::sscanf(line.at("size").c_str(), "%dx%d", &row.cell.columns, &row.cell.rows) != 2) {
       throw std::runtime_error("bad size " + line.at("size"));
     }
-    row.single = line.at("precision") == "float";
+    row.cell.single = line.at("precision") == "float";
     row.best_peer = line.at("best_peer");
     row.best_us = number_or_unknown(line.at("best_call_us"));
     row.fftw_us = number_or_unknown(line.at("fftw_measured_plan_execute_us"));
     row.best_over_fftw = row.best_us / (kPlanes * row.fftw_us);
+    FftRow real;  // nothing is known of other machines
+    real.cell = row.cell;
+    real.cell.real = true;
     rows.push_back(std::move(row));
+    rows.push_back(std::move(real));
   }
   return rows;
-}
-
-// A 32-bit program has two gigabytes of addresses, and the library wants scratch as well.
-bool fits_in_memory(const FftRow& row) {
-  return sizeof(void*) == 8 || row.values() * kPlanes * 4 * sizeof(double) < 1.3e9;
 }
 
 // The rows that the user chose and that this program can hold.
 std::vector<FftRow> chosen_rows(const Options& options) {
   std::vector<FftRow> rows = read_rows(options.data);
   std::erase_if(rows, [&](const FftRow& row) {
-    return !std::regex_search(row.name(), options.filter) || !fits_in_memory(row);
+    return !std::regex_search(row.cell.name(), options.filter) || !row.cell.fits_in_memory();
   });
   return rows;
 }
 
-// Arrays where malloc puts them, every page touched.
-class PlaneArrays {
- public:
-  explicit PlaneArrays(const FftRow& row)
-      : values_(kPlanes * static_cast<std::size_t>(row.columns) * static_cast<std::size_t>(row.rows)) {
-    for (Array& array : arrays_) {
-      array.reset(static_cast<double*>(std::malloc(values_ * sizeof(double))));
-      if (!array) throw std::bad_alloc();
-    }
-    std::uint32_t state = 1;
-    for (std::size_t i = 0; i < values_; ++i) {
-      state = state * 1664525u + 1013904223u;
-      arrays_[0][i] = static_cast<double>(state >> 8) * 0x1p-24;
-      arrays_[1][i] = static_cast<double>(state & 0xFFFFu) * 0x1p-16 - 0.5;
-      arrays_[2][i] = arrays_[3][i] = 0.0;
-    }
-  }
-
-  // A row-major picture has its textbook transform when its number of rows is passed as the width.
-  psfotf::PlaneStack stack(const FftRow& row) const {
-    return {arrays_[0].get(), arrays_[1].get(), arrays_[2].get(), arrays_[3].get(),
-            row.rows,         row.columns,      kPlanes};
-  }
-  std::vector<double> result() const {
-    std::vector<double> values(arrays_[2].get(), arrays_[2].get() + values_);
-    values.insert(values.end(), arrays_[3].get(), arrays_[3].get() + values_);
-    return values;
-  }
-  void forget_result() {
-    std::memset(arrays_[2].get(), 0xA5, values_ * sizeof(double));
-    std::memset(arrays_[3].get(), 0xA5, values_ * sizeof(double));
-  }
-
- private:
-  struct Free {
-    void operator()(double* p) const noexcept { std::free(p); }
-  };
-  using Array = std::unique_ptr<double[], Free>;
-
-  std::size_t values_;
-  Array arrays_[4];
-};
+// A row-major picture has its textbook transform when its number of rows is passed as the width.
+psfotf::PlaneStack stack_of(const PlaneArrays& arrays, const ConversionCell& cell) {
+  return {arrays.src_real(),
+          arrays.src_imag(),
+          arrays.dst_real(),
+          arrays.dst_imag(),
+          cell.rows,
+          cell.columns,
+          kPlanes};
+}
 
 // The variant that the library would choose runs through the library's own exports.
 bool run_export(const psfotf::PlaneStack& s, bool single) {
@@ -139,10 +97,12 @@ class MachineScale {
   double near(const FftRow& row) const {
     std::vector<Known> nearest;
     for (const Known& k : known_) {
-      if (k.row.single == row.single) nearest.push_back(k);
+      if (k.row.cell.single == row.cell.single) nearest.push_back(k);
     }
     if (nearest.size() < 3) return kUnknown;
-    const auto distance = [&](const Known& k) { return std::abs(std::log(k.row.values() / row.values())); };
+    const auto distance = [&](const Known& k) {
+      return std::abs(std::log(k.row.cell.values() / row.cell.values()));
+    };
     std::sort(nearest.begin(), nearest.end(),
               [&](const Known& a, const Known& b) { return distance(a) < distance(b); });
     return std::cbrt(nearest[0].scale * nearest[1].scale * nearest[2].scale);
@@ -158,21 +118,22 @@ class MachineScale {
 
 // The textbook's 5 n log2 n operations, two to a multiply-add, and each value read and written once.
 Roofline roofline_of(const FftRow& row, double multiply_adds_per_second, const std::vector<CopyRate>& copy) {
-  const double n = row.values();
+  const double n = row.cell.values();
   const double bytes = kPlanes * n * 4 * sizeof(double);
   return {kPlanes * 2.5 * n * std::log2(n) / multiply_adds_per_second, bytes / copy_rate_for(copy, bytes)};
 }
 
 CellResult result_of(const FftRow& row, const std::string& variant, const Timing& timing,
                      const Machine& machine) {
-  const double rate = row.single ? machine.float_rate(variant) : machine.double_rate(variant);
+  const double rate = row.cell.single ? machine.float_rate(variant) : machine.double_rate(variant);
   const Roofline roof = roofline_of(row, rate, machine.copy);
   CellResult r;
   r.service = Service::kConversion;
-  r.name = row.name();
+  r.name = row.cell.name();
   r.variant = variant;
   r.workload = "fft";
-  r.kind = row.single ? "float" : "double";
+  r.kind = row.cell.single ? "float" : "double";
+  if (row.cell.real) r.kind += " real";
   r.seconds = timing.minimum();
   r.median = timing.median();
   r.noise = timing.noise();
@@ -182,38 +143,130 @@ CellResult result_of(const FftRow& row, const std::string& variant, const Timing
   return r;
 }
 
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+// The candidates of one row: our variants first, then the peers that can do it.
+struct Contest {
+  struct Peer {
+    std::string name;
+    peers::Level level;
+    std::size_t call;
+    std::size_t execute;
+  };
+
+  std::vector<Work> candidates;
+  std::size_t fftw = kNone;  // bare executions
+  std::vector<Peer> peers;
+
+  std::size_t add(Work work) {
+    if (!work) return kNone;
+    candidates.push_back(std::move(work));
+    return candidates.size() - 1;
+  }
+};
+
+peers::Level level_of(const runtime::KernelSet& variant) {
+  const std::string name = variant.name;
+  if (name.starts_with("avx512")) return peers::Level::kAvx512;
+  return name == "avx2" ? peers::Level::kAvx2 : peers::Level::kBaseline;
+}
+
+peers::Level highest_level(const Options& options) {
+  peers::Level highest = peers::Level::kBaseline;
+  for (const runtime::KernelSet* variant : options.variants) highest = std::max(highest, level_of(*variant));
+  return highest;
+}
+
+Contest contest_of(const FftRow& row, const PlaneArrays& arrays, const Options& options,
+                   const peers::Peers& peers) {
+  Contest contest;
+  const ConversionCell& cell = row.cell;
+  const psfotf::PlaneStack stack = stack_of(arrays, cell);
+  for (const runtime::KernelSet* variant : options.variants) {
+    contest.add([single = cell.single, stack, variant] { convert_once(stack, single, *variant); });
+  }
+  if (!options.peers) return contest;
+  const bool comparable = !cell.real && (peers.from_folder() || !std::isnan(row.fftw_us));
+  if (comparable) contest.fftw = contest.add(peers::fftw_execute(cell.columns, cell.rows, cell.single));
+  if (!peers.from_folder()) return contest;
+  const peers::ConversionTask task = {cell.columns,      cell.rows,         cell.single,
+                                      cell.real,         arrays.src_real(), arrays.src_imag(),
+                                      arrays.dst_real(), arrays.dst_imag(), kPlanes};
+  for (peers::ConversionPeer& peer : peers.conversions(task, highest_level(options))) {
+    const std::size_t call = contest.add(std::move(peer.call));
+    contest.peers.push_back({peer.name, peer.level, call, contest.add(std::move(peer.execute))});
+  }
+  return contest;
+}
+
+std::vector<Timing> time_contest(const Contest& contest, const PlaneArrays& arrays, const Options& options) {
+  if (!options.cold) return time_interleaved(std::span<const Work>(contest.candidates), options.effort);
+  const Work evict_destination = [&arrays] {
+    evict(arrays.dst_real(), arrays.values() * sizeof(double));
+    evict(arrays.dst_imag(), arrays.values() * sizeof(double));
+  };
+  std::vector<PreparedWork> prepared;
+  for (const Work& work : contest.candidates) prepared.push_back({evict_destination, work});
+  return time_interleaved(std::span<const PreparedWork>(prepared), options.effort);
+}
+
+// The peers of this run in place of the estimate.
+void take_measured(CellResult& r, const Contest& contest, const std::vector<Timing>& timings,
+                   peers::Level level) {
+  r.best_is_measured = true;
+  r.best_ratio = kUnknown;
+  r.best_peer.clear();
+  const auto take = [&](std::size_t candidate, const std::string& name, double* ratio, std::string* best) {
+    const double times = timings[candidate].minimum() / r.seconds;
+    if (!std::isnan(*ratio) && times >= *ratio) return;
+    *ratio = times;
+    *best = name;
+  };
+  for (const Contest::Peer& peer : contest.peers) {
+    if (peer.level > level) continue;
+    take(peer.call, peer.name, &r.best_ratio, &r.best_peer);
+    take(peer.execute, peer.name, &r.other_ratio, &r.other_peer);
+  }
+}
+
+std::string suffix_of(Placement placement) {
+  return placement == Placement::kMalloc ? "" : placement == Placement::kAligned ? " aligned" : " misaligned";
+}
+
+// One row with arrays of one placement.
+void bench_row(const FftRow& row, Placement placement, const Options& options, const Machine& machine,
+               const peers::Peers& peers, MachineScale& scale, std::vector<CellResult>& results) {
+  const PlaneArrays arrays(row.cell, placement);
+  const Contest contest = contest_of(row, arrays, options, peers);
+  const std::vector<Timing> timings = time_contest(contest, arrays, options);
+  const bool with_fftw = contest.fftw != kNone;
+  const double fftw_seconds = with_fftw ? timings[contest.fftw].minimum() : kUnknown;
+  if (with_fftw) scale.add(row, fftw_seconds);
+  const double best_seconds = std::isnan(row.fftw_us) ? 1e-6 * row.best_us * scale.near(row)
+                                                      : kPlanes * fftw_seconds * row.best_over_fftw;
+  for (std::size_t v = 0; v < options.variants.size(); ++v) {
+    CellResult r = result_of(row, options.variants[v]->name, timings[v], machine);
+    r.name += suffix_of(placement);
+    r.reference_seconds = fftw_seconds;
+    r.reference_ratio = kPlanes * fftw_seconds / r.seconds;
+    if (with_fftw) r.reference_ratio_median = kPlanes * paired_ratio(timings[contest.fftw], timings[v]);
+    r.best_ratio = best_seconds / r.seconds;
+    if (!contest.peers.empty()) take_measured(r, contest, timings, level_of(*options.variants[v]));
+    print_result(r);
+    results.push_back(std::move(r));
+  }
+}
+
 }  // namespace
 
-std::vector<CellResult> bench_conversion(const Options& options, const Machine& machine) {
+std::vector<CellResult> bench_conversion(const Options& options, const Machine& machine,
+                                         const peers::Peers& peers) {
   std::vector<CellResult> results;
   MachineScale scale;
   for (const FftRow& row : chosen_rows(options)) {
     if (results.empty()) print_header(Service::kConversion);
-    const PlaneArrays arrays(row);
-    const psfotf::PlaneStack stack = arrays.stack(row);
-    std::vector<Work> candidates;
-    for (const runtime::KernelSet* variant : options.variants) {
-      candidates.push_back([&row, stack, variant] { convert_once(stack, row.single, *variant); });
-    }
-    const bool measured_elsewhere = !std::isnan(row.fftw_us);
-    Work fftw =
-        options.peers && measured_elsewhere ? peers::fftw_execute(row.columns, row.rows, row.single) : Work();
-    const bool with_fftw = static_cast<bool>(fftw);
-    if (with_fftw) candidates.push_back(std::move(fftw));
-    const std::vector<Timing> timings = time_interleaved(candidates, options.effort);
-
-    const double fftw_seconds = with_fftw ? timings.back().minimum() : kUnknown;
-    if (with_fftw) scale.add(row, fftw_seconds);
-    const double best_seconds = measured_elsewhere ? kPlanes * fftw_seconds * row.best_over_fftw
-                                                   : 1e-6 * row.best_us * scale.near(row);
-    for (std::size_t v = 0; v < options.variants.size(); ++v) {
-      CellResult r = result_of(row, options.variants[v]->name, timings[v], machine);
-      r.reference_seconds = fftw_seconds;
-      r.reference_ratio = kPlanes * fftw_seconds / r.seconds;
-      if (with_fftw) r.reference_ratio_median = kPlanes * paired_ratio(timings.back(), timings[v]);
-      r.best_ratio = best_seconds / r.seconds;
-      print_result(r);
-      results.push_back(std::move(r));
+    for (const Placement placement : options.placements) {
+      bench_row(row, placement, options, machine, peers, scale, results);
     }
   }
   return results;
@@ -224,29 +277,29 @@ int check_conversion(const Options& options) {
   int checked = 0;
   int failed = 0;
   for (const FftRow& row : chosen_rows(options)) {
-    PlaneArrays arrays(row);
-    const psfotf::PlaneStack stack = arrays.stack(row);
-    convert_once(stack, row.single, scalar);
+    PlaneArrays arrays(row.cell, Placement::kMalloc);
+    const psfotf::PlaneStack stack = stack_of(arrays, row.cell);
+    convert_once(stack, row.cell.single, scalar);
     const std::vector<double> expected = arrays.result();
     double energy = 0.0;
     for (const double value : expected) energy += value * value;
     ++checked;
     for (const runtime::KernelSet* variant : options.variants) {
       arrays.forget_result();
-      convert_once(stack, row.single, *variant);
+      convert_once(stack, row.cell.single, *variant);
       const std::vector<double> first = arrays.result();
       arrays.forget_result();
-      convert_once(stack, row.single, *variant);
+      convert_once(stack, row.cell.single, *variant);
       const std::vector<double> second = arrays.result();
       const bool repeats = std::memcmp(first.data(), second.data(), first.size() * sizeof(double)) == 0;
       double error = 0.0;
       for (std::size_t i = 0; i < first.size(); ++i)
         error += (first[i] - expected[i]) * (first[i] - expected[i]);
       const double relative = std::sqrt(error / energy);
-      const double bound = row.single ? 6e-7 : 2e-15;
+      const double bound = row.cell.single ? 6e-7 : 2e-15;
       if (repeats && relative <= bound) continue;
       ++failed;
-      std::printf("DIFFERENT from scalar: %s %s: relative error %.2g, %s\n", row.name().c_str(),
+      std::printf("DIFFERENT from scalar: %s %s: relative error %.2g, %s\n", row.cell.name().c_str(),
                   variant->name, relative, repeats ? "repeatable" : "not repeatable");
     }
   }

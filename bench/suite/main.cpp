@@ -7,8 +7,10 @@
 
 #include "KyvMath.h"
 #include "common/host.h"
+#include "peers/peers.h"
 #include "suite/fft_bench.h"
 #include "suite/goals.h"
+#include "suite/heap_bench.h"
 #include "suite/options.h"
 #include "suite/plots.h"
 #include "suite/resize_bench.h"
@@ -31,6 +33,16 @@ void print_machine(const Machine& machine) {
   std::printf("\n");
 }
 
+void print_peers(const peers::Peers& peers) {
+  if (!peers.from_folder()) {
+    std::printf("no folder of peers: ratios to the best peer (~) are estimates\n");
+    return;
+  }
+  std::printf("peers:");
+  for (const std::string& name : peers.names()) std::printf(" %s", name.c_str());
+  std::printf("\n");
+}
+
 // Resizing needs the library started.
 struct Started {
   Started() {
@@ -41,13 +53,13 @@ struct Started {
   ~Started() { KyvMathTerminate(); }
 };
 
-using ServiceBench = std::vector<CellResult> (*)(const Options&, const Machine&);
+using ServiceBench = std::vector<CellResult> (*)(const Options&, const Machine&, const peers::Peers&);
 
 // A service that fails must not cost the other one's figures.
-int run_service(ServiceBench bench, const Options& options, const Machine& machine,
+int run_service(ServiceBench bench, const Options& options, const Machine& machine, const peers::Peers& peers,
                 std::vector<CellResult>& results) {
   try {
-    const std::vector<CellResult> own = bench(options, machine);
+    const std::vector<CellResult> own = bench(options, machine, peers);
     results.insert(results.end(), own.begin(), own.end());
     return 0;
   } catch (const std::runtime_error& error) {
@@ -63,11 +75,14 @@ int run(const Options& options) {
   if (options.check) failures = check_resize(options) + check_conversion(options);
   if (!options.timing) return failures == 0 ? 0 : 1;
 
+  if (options.heap) return bench_heap(options);
   const Machine machine = measure_machine(core, Effort{.seconds = std::min(0.2, options.effort.seconds)});
   print_machine(machine);
+  const peers::Peers peers(options.peers ? options.peer_folder : "");
+  print_peers(peers);
   std::vector<CellResult> results;
-  failures += run_service(bench_resize, options, machine, results);
-  failures += run_service(bench_conversion, options, machine, results);
+  failures += run_service(bench_resize, options, machine, peers, results);
+  failures += run_service(bench_conversion, options, machine, peers, results);
   if (!options.against.empty()) compare_with_earlier(results, options.against);
   for (const runtime::KernelSet* variant : options.variants) {
     print_summary(results, Service::kResize, variant->name);

@@ -1,5 +1,6 @@
 #include "suite/options.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace kyv::bench {
@@ -14,6 +15,14 @@ std::vector<const runtime::KernelSet*> variants_named(const std::string& name) {
   return chosen;
 }
 
+std::vector<Placement> placements_named(const std::string& name) {
+  if (name == "malloc") return {Placement::kMalloc};
+  if (name == "aligned") return {Placement::kAligned};
+  if (name == "misaligned") return {Placement::kMisaligned};
+  if (name == "both") return {Placement::kAligned, Placement::kMisaligned};
+  throw std::invalid_argument("no placement '" + name + "'");
+}
+
 }  // namespace
 
 const char* usage() noexcept {
@@ -22,7 +31,16 @@ const char* usage() noexcept {
          "  --variant NAME   scalar, sse2, avx2, avx512, avx512vbmi or all; default: the library's choice\n"
          "  --quick          fewer rounds\n"
          "  --seconds S      time to spend on each cell; default 0.3\n"
+         "  --cells SETS     resizes: standard, own, ratios, thumbnails, small, sizes, with commas between, "
+         "or\n"
+         "                   none; default: standard,own\n"
+         "  --placement P    arrays of conversions: malloc (default), aligned, misaligned (by 8 bytes) or "
+         "both\n"
+         "  --cold           the destination is not in the caches when a call begins\n"
+         "  --heap           only time calls whose work memory held zeros, ones, denormals, not-a-numbers "
+         "before\n"
          "  --no-peers       our own cells only\n"
+         "  --peers DIR      folder with peers as libraries; default: the variable KYVMATH_PEERS\n"
          "  --check          also compare each variant's results with the scalar variant's\n"
          "  --check-only     compare, time nothing\n"
          "  --csv DIR        write resize.csv, fft.csv and machine.csv\n"
@@ -36,6 +54,7 @@ std::optional<Options> parse_options(int argc, char** argv) {
   Options options;
   options.data = KYVMATH_BENCH_DATA;
   options.variants = {&runtime::active_kernel_set()};
+  if (const char* folder = std::getenv("KYVMATH_PEERS")) options.peer_folder = folder;
   for (int i = 1; i < argc; ++i) {
     const std::string flag = argv[i];
     const auto value = [&]() -> std::string {
@@ -52,6 +71,16 @@ std::optional<Options> parse_options(int argc, char** argv) {
     } else if (flag == "--seconds") {
       options.effort.seconds = std::stod(value());
       options.effort.max_rounds = 1 << 20;
+    } else if (flag == "--cells") {
+      options.cells = value();
+    } else if (flag == "--placement") {
+      options.placements = placements_named(value());
+    } else if (flag == "--cold") {
+      options.cold = true;
+    } else if (flag == "--heap") {
+      options.heap = true;
+    } else if (flag == "--peers") {
+      options.peer_folder = value();
     } else if (flag == "--no-peers") {
       options.peers = false;
     } else if (flag == "--check") {

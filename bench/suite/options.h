@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cells/conversion_cell.h"
 #include "common/timing.h"
 #include "runtime/dispatch.h"
 
@@ -16,6 +17,11 @@ struct Options {
   std::vector<const runtime::KernelSet*> variants;  // at least one, all of them run on this processor
   Effort effort;
   bool peers = true;
+  std::string peer_folder;                                // peers as libraries; empty: none
+  std::string cells = "standard,own";                     // sets of resizes, as cells_of_sets
+  std::vector<Placement> placements{Placement::kMalloc};  // of the arrays of conversions
+  bool cold = false;    // the destination is not in the caches when a call begins
+  bool heap = false;    // only time calls whose work memory held other bytes before
   bool check = false;   // compare the results of every variant with those of the scalar one
   bool timing = true;   // false: check only
   int core = -1;        // as pin_to_core

@@ -1,5 +1,6 @@
 #include "suite/resize_bench.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include "cells/cell_sets.h"
 #include "cells/images.h"
 #include "cells/resize_cell.h"
+#include "common/eviction.h"
 #include "peers/peers.h"
 #include "resize/resize_request.h"
 #include "suite/resize_cost.h"
@@ -63,44 +65,84 @@ void resize_once(const resize::ResizeRequest& request, const runtime::KernelSet&
 }
 
 peers::ResizeTask task_of(const ResizeCell& cell, Images& images) {
-  return {images.frame().data(), cell.src_width, cell.src_height,
-          images.dst().data(),   cell.dst_width, cell.dst_height,
-          cell.channels,         cell.bits,      static_cast<peers::Filter>(cell.mode)};
+  return {images.packed(),     cell.src_width, cell.src_height,
+          images.dst().data(), cell.dst_width, cell.dst_height,
+          cell.channels,       cell.bits,      static_cast<peers::Filter>(cell.mode)};
 }
 
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
 // The candidates of one cell: our variants first, then the peers that can do it.
 struct Contest {
+  struct Peer {
+    std::size_t candidate;
+    std::string name;
+    peers::Level level;
+    bool interleaved;
+  };
+
   std::vector<Work> candidates;
   std::size_t setup = kNone;  // the first of the variants' set-ups, on small pictures
-  std::size_t zimg = kNone;
+  std::size_t zimg = kNone;   // for box its linear filter: the figures of another machine are relative to it
   std::size_t stb = kNone;
+  std::vector<Peer> peers;
 
   std::size_t add(Work work) {
     if (!work) return kNone;
     candidates.push_back(std::move(work));
     return candidates.size() - 1;
   }
+  void add_peers(std::vector<peers::ResizePeer> found) {
+    for (peers::ResizePeer& peer : found) {
+      const std::size_t at = add(std::move(peer.work));
+      if (peer.name.starts_with("zimg")) zimg = at;
+      if (peer.name == "stb_image_resize") stb = at;
+      peers.push_back({at, peer.name, peer.level, peer.interleaved});
+    }
+  }
 };
 
-Contest contest_of(const ResizeCell& cell, Images& images, const Options& options) {
+peers::Level level_of(const runtime::KernelSet& variant) {
+  const std::string name = variant.name;
+  if (name.starts_with("avx512")) return peers::Level::kAvx512;
+  return name == "avx2" ? peers::Level::kAvx2 : peers::Level::kBaseline;
+}
+
+// Peers above every chosen variant are compared with none.
+peers::Level highest_level(const Options& options) {
+  peers::Level highest = peers::Level::kBaseline;
+  for (const runtime::KernelSet* variant : options.variants) highest = std::max(highest, level_of(*variant));
+  return highest;
+}
+
+Contest contest_of(const ResizeCell& cell, Images& images, const Options& options,
+                   const peers::Peers& peers) {
   Contest contest;
   const resize::ResizeRequest request = request_of(cell, images);
   for (const runtime::KernelSet* variant : options.variants) {
     contest.add([request, variant] { resize_once(request, *variant); });
   }
-  if (cell.is_small()) {
+  if (cell.is_small() && cell.workload != "P") {
     contest.setup = contest.candidates.size();
     for (const runtime::KernelSet* variant : options.variants) contest.add(resize_setup(cell, *variant));
   }
   if (!options.peers) return contest;
   peers::ResizeTask task = task_of(cell, images);
-  contest.stb = contest.add(peers::stb_resize(task));
-  if (task.filter == peers::Filter::kBox)
-    task.filter = peers::Filter::kLinear;  // best_over_reference wants it
-  contest.zimg = contest.add(peers::zimg_resize(task));
+  contest.add_peers(peers.resizes(task, highest_level(options)));
+  if (task.filter == peers::Filter::kBox && !peers.from_folder()) {
+    task.filter = peers::Filter::kLinear;
+    contest.zimg = contest.add(peers::zimg_resize(task, peers::level_of_processor()));
+  }
   return contest;
+}
+
+std::vector<Timing> time_contest(const Contest& contest, Images& images, const Options& options) {
+  if (!options.cold) return time_interleaved(std::span<const Work>(contest.candidates), options.effort);
+  std::vector<PreparedWork> prepared;
+  for (const Work& work : contest.candidates) {
+    prepared.push_back({[&images] { evict(images.dst().data(), images.dst().size()); }, work});
+  }
+  return time_interleaved(std::span<const PreparedWork>(prepared), options.effort);
 }
 
 double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_t ours) {
@@ -108,7 +150,7 @@ double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_
 }
 
 std::vector<ResizeCell> chosen_cells(const Options& options) {
-  std::vector<ResizeCell> cells = cells_of_sets("standard,own", options.data);
+  std::vector<ResizeCell> cells = cells_of_sets(options.cells, options.data);
   std::erase_if(cells,
                 [&](const ResizeCell& cell) { return !std::regex_search(cell.name(), options.filter); });
   return cells;
@@ -133,6 +175,18 @@ CellResult result_of(const ResizeCell& cell, const std::string& variant) {
   return r;
 }
 
+// The fastest of the peers that `allows`, and how much longer it takes than we do.
+template <class Allows>
+void take_best(const Contest& contest, const std::vector<Timing>& timings, std::size_t ours,
+               const Allows& allows, std::string* name, double* ratio) {
+  for (const Contest::Peer& peer : contest.peers) {
+    const double times = ratio_to(timings, peer.candidate, ours);
+    if (!allows(peer) || (!std::isnan(*ratio) && times >= *ratio)) continue;
+    *ratio = times;
+    *name = peer.name;
+  }
+}
+
 void take_times(CellResult& r, const ResizeCell& cell, const Contest& contest,
                 const std::vector<Timing>& timings, std::size_t ours) {
   r.seconds = timings[ours].minimum();
@@ -149,22 +203,45 @@ void take_times(CellResult& r, const ResizeCell& cell, const Contest& contest,
   r.best_ratio = zimg * cell.best_over_reference;
 }
 
+// The peers of this run in place of the estimate.
+void take_measured(CellResult& r, const Contest& contest, const std::vector<Timing>& timings,
+                   std::size_t ours, peers::Level level) {
+  r.best_is_measured = true;
+  r.best_ratio = kUnknown;
+  r.best_peer.clear();
+  take_best(
+      contest, timings, ours, [&](const Contest::Peer& peer) { return peer.level <= level; }, &r.best_peer,
+      &r.best_ratio);
+  take_best(
+      contest, timings, ours,
+      [&](const Contest::Peer& peer) { return peer.level <= level && peer.interleaved; }, &r.other_peer,
+      &r.other_ratio);
+}
+
 }  // namespace
 
-std::vector<CellResult> bench_resize(const Options& options, const Machine& machine) {
+bool resize_with(const ResizeCell& cell, Images& images, const runtime::KernelSet& variant) {
+  return run_variant(request_of(cell, images), variant);
+}
+
+std::vector<CellResult> bench_resize(const Options& options, const Machine& machine,
+                                     const peers::Peers& peers) {
   const std::size_t scalar = index_of_scalar(options);
   std::vector<CellResult> results;
   Images images;
   for (const ResizeCell& cell : chosen_cells(options)) {
     if (results.empty()) print_header(Service::kResize);
     images.prepare(cell);
-    const Contest contest = contest_of(cell, images, options);
-    const std::vector<Timing> timings = time_interleaved(contest.candidates, options.effort);
+    const Contest contest = contest_of(cell, images, options, peers);
+    const std::vector<Timing> timings = time_contest(contest, images, options);
     for (std::size_t v = 0; v < options.variants.size(); ++v) {
       const std::string variant = options.variants[v]->name;
       const Roofline roof = roofline_of(cell, machine.float_rate(variant), machine.copy);
       CellResult r = result_of(cell, variant);
       take_times(r, cell, contest, timings, v);
+      if (peers.from_folder() && options.peers) {
+        take_measured(r, contest, timings, v, level_of(*options.variants[v]));
+      }
       r.roof_share = roof.seconds() / r.seconds;
       r.bound = roof.arithmetic_binds() ? "arithmetic" : "memory";
       r.scalar_ratio = ratio_to(timings, scalar, v);

@@ -25,17 +25,48 @@ const char* file_of(Service service) { return service == Service::kResize ? "/re
 
 void write_table(const std::vector<CellResult>& results, Service service, const std::string& folder) {
   const bool resize = service == Service::kResize;
-  CsvTable table({"cell", "variant", "ms", "median_ms", "noise", resize ? "zimg_ms" : "fftw_ms",
-                  resize ? "times_zimg" : "times_3_fftw", "median_ratio", "times_stb", "best_peer",
-                  "times_best_peer", "roof_share", "bound", "setup_share", "times_scalar", "speed_against",
+  CsvTable table({"cell",
+                  "variant",
+                  "ms",
+                  "median_ms",
+                  "noise",
+                  resize ? "zimg_ms" : "fftw_ms",
+                  resize ? "times_zimg" : "times_3_fftw",
+                  "median_ratio",
+                  "times_stb",
+                  "best_peer",
+                  "times_best_peer",
+                  "measured",
+                  resize ? "interleaved_peer" : "execution_peer",
+                  resize ? "times_interleaved_peer" : "times_execution_peer",
+                  "roof_share",
+                  "bound",
+                  "setup_share",
+                  "times_scalar",
+                  "speed_against",
                   "missed"});
   for (const CellResult& r : results) {
     if (r.service != service) continue;
-    table.add_row({r.name, r.variant, figure(1e3 * r.seconds), figure(1e3 * r.median), figure(r.noise, 2),
-                   figure(1e3 * r.reference_seconds), figure(r.reference_ratio, 3),
-                   figure(r.reference_ratio_median, 3), figure(r.stb_ratio, 3), r.best_peer,
-                   figure(r.best_ratio, 3), figure(r.roof_share, 3), r.bound, figure(r.setup_share, 3),
-                   figure(r.scalar_ratio, 3), figure(r.against_ratio, 3), misses_of(r)});
+    table.add_row({r.name,
+                   r.variant,
+                   figure(1e3 * r.seconds),
+                   figure(1e3 * r.median),
+                   figure(r.noise, 2),
+                   figure(1e3 * r.reference_seconds),
+                   figure(r.reference_ratio, 3),
+                   figure(r.reference_ratio_median, 3),
+                   figure(r.stb_ratio, 3),
+                   r.best_peer,
+                   figure(r.best_ratio, 3),
+                   r.best_is_measured ? "yes" : "no",
+                   r.other_peer,
+                   figure(r.other_ratio, 3),
+                   figure(r.roof_share, 3),
+                   r.bound,
+                   figure(r.setup_share, 3),
+                   figure(r.scalar_ratio, 3),
+                   figure(r.against_ratio, 3),
+                   misses_of(r)});
   }
   table.write(folder + file_of(service));
 }
@@ -75,20 +106,22 @@ std::vector<CellResult> only(const std::vector<CellResult>& results, Service ser
 }
 
 void print_header(Service service) {
-  std::printf("\n%-40s %-7s %10s %6s %8s %6s %8s %-15s %6s %6s  %s\n", "cell", "variant",
-              service == Service::kResize ? "ms" : "us", "noise",
-              service == Service::kResize ? "x zimg" : "x FFTW", "x stb", "x best", "best peer", "roof",
-              "set-up", "missed goals");
+  std::printf(
+      "\n%-40s %-7s %10s %6s %8s %6s %8s %-22s %7s %-22s %6s %6s  %s\n", "cell", "variant",
+      service == Service::kResize ? "ms" : "us", "noise", service == Service::kResize ? "x zimg" : "x FFTW",
+      "x stb", "x best", "best peer", service == Service::kResize ? "x inter" : "x exec",
+      service == Service::kResize ? "best interleaved" : "best execution", "roof", "set-up", "missed goals");
 }
 
 void print_result(const CellResult& r) {
   const double unit = r.service == Service::kResize ? 1e3 : 1e6;
   const std::string setup = std::isnan(r.setup_share) ? "-" : figure(100 * r.setup_share, 2) + '%';
   const auto ratio = [](double value) { return std::isnan(value) ? std::string("-") : figure(value, 3); };
-  std::printf("%-40s %-7s %10.4f %5.1f%% %8s %6s %8s %-15s %5.1f%%%c %6s %s\n", r.name.c_str(),
+  std::printf("%-40s %-7s %10.4f %5.1f%% %8s %6s %7s%c %-22s %7s %-22s %5.1f%%%c %6s %s\n", r.name.c_str(),
               r.variant.c_str(), unit * r.seconds, 100 * r.noise, ratio(r.reference_ratio).c_str(),
-              ratio(r.stb_ratio).c_str(), ratio(r.best_ratio).c_str(), r.best_peer.c_str(),
-              100 * r.roof_share, r.bound.empty() ? ' ' : r.bound[0], setup.c_str(), misses_of(r).c_str());
+              ratio(r.stb_ratio).c_str(), ratio(r.best_ratio).c_str(), r.best_is_measured ? ' ' : '~',
+              r.best_peer.c_str(), ratio(r.other_ratio).c_str(), r.other_peer.c_str(), 100 * r.roof_share,
+              r.bound.empty() ? ' ' : r.bound[0], setup.c_str(), misses_of(r).c_str());
   std::fflush(stdout);
 }
 

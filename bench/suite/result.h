@@ -41,6 +41,11 @@ struct CellResult {
   double reference_seconds = kUnknown;  // zimg (on box cells its linear filter); one FFTW execution
   std::string best_peer;
   double best_ratio = kUnknown;
+  bool best_is_measured = false;  // in this run; else estimated from another machine's figures
+  // The best of the peers that do less of the work (conversions: executions and copies, plans at hand) or all
+  // of it (resizes: on interleaved pictures). Measured or unknown.
+  std::string other_peer;
+  double other_ratio = kUnknown;
   double roof_share = kUnknown;     // of the time that the machine needs at the least
   std::string bound;                // what makes up that time: "arithmetic" or "memory"
   double setup_share = kUnknown;    // resize of small pictures: context, buffer and tables in the call's time

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "compare/build.h"
+#include "common/shared_library.h"
 
 namespace kyv::bench {
 namespace {
