@@ -1,17 +1,22 @@
 #!/bin/sh
 # package.sh <folder> <platform>=<stage>...: packs the bindings into the folder. A stage is an installed tree of the
-# library for linux, win32 or win64; bindings for one platform are made for each that is given.
+# library for linux, win32 or win64. A wheel is made for each that is given, and one NuGet package with all of them.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 out=$1
 shift
 
+runtimes=""
 for argument in "$@"; do
   stage=${argument#*=}
   case $argument in
-    linux=*) "$here/python/package.sh" "$stage/lib/libKyvMath.so" manylinux_2_35_x86_64 "$out" ;;
-    win32=*) "$here/python/package.sh" "$stage/bin/KyvMath.dll" win32 "$out" ;;
-    win64=*) "$here/python/package.sh" "$stage/bin/KyvMath.dll" win_amd64 "$out" ;;
+    linux=*) library=$stage/lib/libKyvMath.so tag=manylinux_2_35_x86_64 runtime=linux-x64 ;;
+    win32=*) library=$stage/bin/KyvMath.dll tag=win32 runtime=win-x86 ;;
+    win64=*) library=$stage/bin/KyvMath.dll tag=win_amd64 runtime=win-x64 ;;
     *) echo "package.sh: no bindings for '$argument'" >&2; exit 2 ;;
   esac
+  "$here/python/package.sh" "$library" "$tag" "$out"
+  runtimes="$runtimes $runtime=$library"
 done
+# shellcheck disable=SC2086
+"$here/dotnet/package.sh" "$out" $runtimes

@@ -20,7 +20,7 @@ if(TARGET kyvmath)
   endif()
 endif()
 
-install(FILES include/KyvMath.h include/KyvMath.hpp DESTINATION include)
+install(FILES include/KyvMath.h include/KyvMath.hpp bindings/pascal/KyvMath.pas DESTINATION include)
 install(FILES README.md CHANGELOG.md cmake/package/NOTICES.md DESTINATION share/doc/KyvMath OPTIONAL)
 install(DIRECTORY docs DESTINATION share/doc/KyvMath PATTERN "*.py" EXCLUDE PATTERN "__pycache__" EXCLUDE)
 install(DIRECTORY examples DESTINATION . PATTERN "__pycache__" EXCLUDE)

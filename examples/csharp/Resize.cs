@@ -1,52 +1,34 @@
-// KyvMath from C#: shrinks a 16-bit grey ramp and prints one row of the result.
+// KyvMath from C#: a thumbnail of a picture, and the modulation that a blur leaves.
 using System;
-using System.Runtime.InteropServices;
-
-internal static class KyvMath
-{
-    // On Windows the loader finds KyvMath.dll; on Linux, libKyvMath.so.
-    private const string Library = "KyvMath";
-
-    [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
-    public static extern uint KyvMathInitialize();
-
-    [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
-    public static extern uint KyvMathTerminate();
-
-    // Widths and heights in pixels, steps in bytes.
-    [DllImport(Library, CallingConvention = CallingConvention.StdCall)]
-    public static extern uint KyvMathResize(uint mode, int channels, int bitsPerSample,
-        ushort[] source, int sourceWidth, int sourceHeight, int sourceStep,
-        [Out] ushort[] destination, int width, int height, int step);
-}
+using KyvMath;
 
 internal static class Program
 {
-    private const uint Lanczos = 16;
-
-    private static int Main()
+    private static void Main()
     {
-        const int sourceWidth = 256, sourceHeight = 32, width = 16, height = 2;
-        var source = new ushort[sourceWidth * sourceHeight];
-        for (var k = 0; k < source.Length; k++) source[k] = (ushort)(k % sourceWidth * 257);
-        var destination = new ushort[width * height];
-
-        KyvMath.KyvMathInitialize();
-        var status = KyvMath.KyvMathResize(Lanczos, 1, 16,
-            source, sourceWidth, sourceHeight, sourceWidth * sizeof(ushort),
-            destination, width, height, width * sizeof(ushort));
-        KyvMath.KyvMathTerminate();
-
-        if (status != 0)
+        // Coloured rings, 8-bit RGB.
+        const int columns = 640, rows = 480;
+        var picture = new byte[columns * rows * 3];
+        for (int k = 0; k < picture.Length; k++)
         {
-            Console.Error.WriteLine("failed, status " + status);
-            return 1;
+            double x = k / 3 % columns - columns / 2, y = k / 3 / columns - rows / 2;
+            picture[k] = (byte)(127.5 + 127.5 * Math.Cos((x * x + y * y) / (900 + k % 3 * 400)));
         }
-        Console.WriteLine(string.Join(" ", new ArraySegment<ushort>(destination, 0, width)));
-        for (var x = 1; x < width; x++)
+        var thumbnail = new byte[160 * 120 * 3];
+        KyvMathLibrary.Resize(Mode.Lanczos, picture, new Layout(columns, rows, 3), thumbnail, new Layout(160, 120, 3));
+        Console.WriteLine("the pixel in the middle: " + thumbnail[(60 * 160 + 80) * 3]);
+
+        // A Gaussian PSF, its centre at element 0, wrapping around the borders.
+        const int size = 64;
+        var psf = new double[size * size];
+        for (int k = 0; k < psf.Length; k++)
         {
-            if (destination[x] <= destination[x - 1]) return 1;
+            double x = Math.Min(k % size, size - k % size), y = Math.Min(k / size, size - k / size);
+            psf[k] = Math.Exp(-(x * x + y * y) / (2 * 2.0 * 2.0));
         }
-        return 0;
+        double[] real = new double[psf.Length], imag = new double[psf.Length];
+        KyvMathLibrary.OtfFromPsf(Precision.Double, psf, new double[psf.Length], real, imag, size, size);
+        int half = Array.FindIndex(real, value => value / real[0] < 0.5); // its OTF is real
+        Console.WriteLine("half of the contrast is left at " + half / (double)size + " cycles per pixel");
     }
 }

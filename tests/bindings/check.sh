@@ -3,6 +3,7 @@
 # runs its tests there and follows the README of its example to the letter. Exit code 77: a tool is missing.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
 binding=$1
 dist=$(cd "$2" && pwd)
 package=$(cd "$3" && pwd)
@@ -28,15 +29,19 @@ print_expected_lines() {
   "$work/probe" >"$work/expected"
 }
 
-# Runs the blocks of an example's README that are marked `sh linux`, in a copy of its folder with the given files.
+# Runs the blocks of an example's README that are marked `sh linux`, in a copy of its folder with the given files. The
+# copy lies as deep as the original: ../.. is the package.
 follow_readme() { # example, files...
-  example=$work/$1
+  example=$work/package/examples/$1
+  mkdir -p "$work/package/examples"
+  ln -sfn "$package/include" "$work/package/include"
+  ln -sfn "$package/lib" "$work/package/lib"
   cp -r "$package/examples/$1" "$example"
   shift
   cp "$@" "$example"
   awk '$0 == "```sh linux" {inside = 1; next} /^```/ {inside = 0} inside' "$example/README.md" >"$work/commands"
   [ -s "$work/commands" ] || fail "the README has no block 'sh linux'"
-  (cd "$example" && KYVMATH=$package sh -eux "$work/commands") >"$work/log" 2>&1 || {
+  (cd "$example" && sh -eux "$work/commands") >"$work/log" 2>&1 || {
     cat "$work/log" >&2
     fail "the commands of the README"
   }
@@ -85,8 +90,48 @@ check_python() {
   follow_readme python "$dist"/kyvmath-*-manylinux*.whl
 }
 
+# The binding as its users have it: compiled against the package, the native library beside the program. Debian's Mono
+# lacks the assemblies of .NET Standard, which any other .NET brings with it; stand-ins forward to its own types.
+check_dotnet() {
+  command -v mcs >/dev/null && command -v mono >/dev/null || skip "needs mono-mcs mono-runtime"
+  "$here/dotnet/check_layout.py" "$dist"/KyvMath.*.nupkg
+  program=$work/program
+  mkdir "$program"
+  (cd "$work" && python3 -m zipfile -e "$dist"/KyvMath.*.nupkg nuget)
+  cmp "$package/lib/libKyvMath.so" "$work/nuget/runtimes/linux-x64/native/libKyvMath.so" || fail "another library"
+  python3 -c 'import sys; sys.stdout.buffer.write(bytes.fromhex(sys.stdin.read()))' \
+    <"$root/bindings/dotnet/reference/standard.key" >"$work/key"
+  for assembly in netstandard System.Memory; do
+    awk -f "$here/dotnet/forward.awk" "$root/bindings/dotnet/reference/$assembly.cs" >"$work/$assembly.cs"
+    mcs -langversion:latest -target:library -delaysign+ -keyfile:"$work/key" -out:"$program/$assembly.dll" \
+      "$work/$assembly.cs"
+  done
+  cp "$work"/nuget/lib/netstandard2.0/* "$work"/nuget/runtimes/linux-x64/native/* "$program"
+  print_expected_lines
+  (cd "$program" && mcs -langversion:latest -warnaserror -r:KyvMath.Net.dll,netstandard.dll,System.Memory.dll \
+    -out:Probe.exe "$here/dotnet/Probe.cs" && mono Probe.exe >"$work/lines") || fail "Probe.cs"
+  cmp "$work/expected" "$work/lines" || fail "other numbers than those of the C interface"
+  follow_readme csharp "$dist"/KyvMath.*.nupkg "$program/netstandard.dll" "$program/System.Memory.dll"
+}
+
+check_pascal() {
+  command -v fpc >/dev/null || skip "needs fp-compiler fp-units-rtl"
+  print_expected_lines
+  mkdir "$work/pascal"
+  fpc -v0 -vew -O2 -FU"$work/pascal" -o"$work/pascal/Probe" -Fu"$package/include" -Fl"$package/lib" \
+    -k-rpath="$package/lib" "$here/pascal/Probe.pas" >"$work/log" || {
+    cat "$work/log" >&2
+    fail "Probe.pas"
+  }
+  "$work/pascal/Probe" >"$work/lines" || fail "Probe.pas: exit code $?"
+  cmp "$work/expected" "$work/lines" || fail "other numbers than those of the C interface"
+  follow_readme pascal "$package/include/KyvMath.pas"
+}
+
 case $binding in
   python) check_python ;;
+  dotnet) check_dotnet ;;
+  pascal) check_pascal ;;
   *) fail "no such binding" ;;
 esac
 say "all well"

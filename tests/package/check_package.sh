@@ -61,11 +61,8 @@ check_linux() {
   follow_readme c "sh linux"
   follow_readme cpp "sh linux"
   "$root/tests/bindings/check.sh" python "$dist" "$package"
-  if command -v mcs >/dev/null && command -v mono >/dev/null; then
-    follow_readme csharp "sh linux mono"
-  else
-    say "examples/csharp: not compiled, there is no mcs here (package mono-mcs)"
-  fi
+  "$root/tests/bindings/check.sh" dotnet "$dist" "$package"
+  "$root/tests/bindings/check.sh" pascal "$dist" "$package"
   check_deb
   check_other_compiler
   check_static_target
