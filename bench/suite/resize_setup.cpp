@@ -3,10 +3,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "resize/arena.h"
-#include "resize/pixel_copy.h"
-#include "resize/resampler.h"
-#include "resize/weights.h"
+#include "resize/copy/nearest_tables.h"
+#include "resize/filtered/tap_table.h"
+#include "resize/resample.h"
 #include "thread/thread_context.h"
 
 namespace kyv::bench {
@@ -21,9 +20,9 @@ resize::AxisGeometry axis_of(int src_size, int dst_size) {
 }
 
 void fill_tables(const resize::Geometry& geometry, void* work, const resize::Kernels& kernels) {
-  resize::Arena arena(work);
-  const resize::TapTableStorage x = resize::take_tap_table(arena, geometry.x, geometry.mode);
-  const resize::TapTableStorage y = resize::take_tap_table(arena, geometry.y, geometry.mode);
+  runtime::Arena arena(work);
+  const resize::TapTableRoom x = resize::take_tap_table(arena, geometry.x, geometry.mode);
+  const resize::TapTableRoom y = resize::take_tap_table(arena, geometry.y, geometry.mode);
   resize::build_tap_table(x, geometry.x, geometry.mode, kernels);
   if (!(geometry.x == geometry.y)) resize::build_tap_table(y, geometry.y, geometry.mode, kernels);
   keep(work);
@@ -31,10 +30,10 @@ void fill_tables(const resize::Geometry& geometry, void* work, const resize::Ker
 
 void fill_nearest_tables(const resize::Geometry& geometry, const ResizeCell& cell, void* work,
                          const resize::Kernels& kernels) {
-  resize::Arena arena(work);
-  const resize::NearestStorage storage = resize::take_nearest_tables(arena, geometry.x, cell.channels);
-  const auto pixel = static_cast<std::size_t>(cell.channels * cell.bits / 8);
-  resize::build_nearest_tables(storage, geometry.x, pixel, kernels.bytes);
+  runtime::Arena arena(work);
+  const resize::NearestRoom room = resize::take_nearest_tables(arena, geometry.x, cell.channels);
+  const resize::Index pixel = cell.channels * cell.bits / 8;
+  resize::build_nearest_tables(room, geometry.x, pixel, kernels.bytes);
   keep(work);
 }
 

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "resize/resampler.h"
 #include "resize/rounding.h"
 
 namespace kyv::resize {
@@ -13,15 +12,15 @@ namespace {
 
 constexpr std::uint32_t kEdgeFlags = kFlagSmoothEdge | kFlagSubpixelEdge;
 
-constexpr std::uint32_t mode_of(std::uint32_t word) noexcept { return word & kModeMask; }
+constexpr Mode mode_of(std::uint32_t word) noexcept { return static_cast<Mode>(word & kModeMask); }
 
 // False for NaN as well.
 bool is_positive(double factor) noexcept { return factor > 0.0; }
 
 bool is_served(std::uint32_t word) noexcept {
-  const std::uint32_t mode = mode_of(word);
-  if (mode == 6 || mode == 7 || (word & kEdgeFlags) != 0) return false;
-  return (word & kFlagAntialias) == 0 || mode == 1 || mode == 8;
+  const Mode mode = mode_of(word);
+  if (mode == Mode::kCubicBlurring || mode == Mode::kCubicRinging || (word & kEdgeFlags) != 0) return false;
+  return (word & kFlagAntialias) == 0 || mode == Mode::kNearest || mode == Mode::kSuper;
 }
 
 IppStatus check(const ResizeSqrPixelArguments& a) noexcept {
@@ -30,7 +29,7 @@ IppStatus check(const ResizeSqrPixelArguments& a) noexcept {
   if (!is_positive(a.x_factor) || !is_positive(a.y_factor)) return kFactorError;
   if (!is_known_interpolation(a.interpolation)) return kInterpolationError;
   const bool enlarges = a.x_factor > 1.0 || a.y_factor > 1.0;
-  if (mode_of(a.interpolation) == 8 && enlarges) return kFactorError;
+  if (mode_of(a.interpolation) == Mode::kSuper && enlarges) return kFactorError;
   if (!is_served(a.interpolation)) return kInterpolationError;
   const bool inside = a.src_roi.x < a.src_size.width && a.src_roi.y < a.src_size.height;
   return inside ? kNoError : kSourceRoiOutside;
@@ -89,15 +88,25 @@ bool is_valid(const IppiRect& roi) noexcept {
 }
 
 bool is_known_interpolation(std::uint32_t word) noexcept {
-  const std::uint32_t mode = mode_of(word);
-  const bool known = mode == 1 || mode == 2 || (mode >= 4 && mode <= 8) || mode == 16;
-  return known && std::popcount(word & ~kModeMask) <= 1;
+  switch (mode_of(word)) {
+    case Mode::kNearest:
+    case Mode::kLinear:
+    case Mode::kCubic:
+    case Mode::kBSpline:
+    case Mode::kCubicBlurring:
+    case Mode::kCubicRinging:
+    case Mode::kSuper:
+    case Mode::kLanczos:
+      return std::popcount(word & ~kModeMask) <= 1;
+  }
+  return false;
 }
 
-Mode effective_mode(std::uint32_t mode, IppiSize src_size) noexcept {
+Mode effective_mode(std::uint32_t word, IppiSize src_size) noexcept {
   const std::int32_t smaller = std::min(src_size.width, src_size.height);
-  if (smaller >= 6) return static_cast<Mode>(mode);
-  const Mode shortened = mode == 16 ? Mode::kCubic : static_cast<Mode>(mode);
+  const Mode mode = mode_of(word);
+  if (smaller >= 6) return mode;
+  const Mode shortened = mode == Mode::kLanczos ? Mode::kCubic : mode;
   const bool is_cubic = shortened == Mode::kCubic || shortened == Mode::kBSpline;
   return smaller < 4 && is_cubic ? Mode::kLinear : shortened;
 }
@@ -118,7 +127,7 @@ IppStatus resolve(const ResizeSqrPixelArguments& a, Geometry& geometry) noexcept
   if (const IppStatus status = check(a); status != kNoError) return status;
 
   Geometry resolved;
-  resolved.mode = effective_mode(mode_of(a.interpolation), a.src_size);
+  resolved.mode = effective_mode(a.interpolation, a.src_size);
   const AxisRequest x{a.src_size.width, a.src_roi.x, a.src_roi.width, a.dst_roi.x,
                       a.dst_roi.width,  a.x_factor,  a.x_shift};
   const AxisRequest y{a.src_size.height, a.src_roi.y, a.src_roi.height, a.dst_roi.y,
@@ -130,22 +139,13 @@ IppStatus resolve(const ResizeSqrPixelArguments& a, Geometry& geometry) noexcept
   return kNoError;
 }
 
-std::int64_t queried_work_buffer_bytes(const IppiRect& src_roi, const IppiRect& dst_roi,
-                                       std::int32_t channels, std::uint32_t interpolation) noexcept {
-  Geometry geometry;
-  geometry.x = whole_axis(src_roi.width, dst_roi.width);
-  geometry.y = whole_axis(src_roi.height, dst_roi.height);
-  // The query does not know the source image, hence not whether a shorter filter will take over.
-  std::int64_t bytes = 1;  // the primitives ask for a buffer, even where they need none
-  const std::uint32_t mode =
-      mode_of(interpolation) == 6 || mode_of(interpolation) == 7 ? 4 : mode_of(interpolation);
-  for (const std::int32_t size : {6, 5, 3}) {
-    const Mode effective = effective_mode(mode, {size, size});
-    if (size != 6 && effective == geometry.mode) continue;
-    geometry.mode = effective;
-    bytes = std::max(bytes, work_buffer_bytes(geometry, channels));
-  }
-  return bytes;
+Geometry whole_geometry(const IppiRect& src_roi, const IppiRect& dst_roi,
+                        std::uint32_t interpolation) noexcept {
+  // Sources too small for the longer filters get shorter ones, which need less.
+  const Mode mode = mode_of(interpolation);
+  return {.x = whole_axis(src_roi.width, dst_roi.width),
+          .y = whole_axis(src_roi.height, dst_roi.height),
+          .mode = mode == Mode::kCubicBlurring || mode == Mode::kCubicRinging ? Mode::kCubic : mode};
 }
 
 }  // namespace kyv::resize

@@ -5,18 +5,18 @@
 #include <cstdint>
 
 #include "resize/geometry.h"
-#include "resize/primitive.h"
+#include "resize/primitive_types.h"
 
 namespace kyv::resize {
 
 bool is_valid(const IppiRect& roi) noexcept;  // not empty, and the origin not negative
 
-// A mode from 1, 2, 4, 5, 6, 7, 8 and 16 with at most one flag.
+// A Mode with at most one flag.
 bool is_known_interpolation(std::uint32_t word) noexcept;
 
 // The mode that resizes a source image of this size: the longer filters give way to shorter ones on sources
-// too small for them. `mode` is one that the primitives serve.
-Mode effective_mode(std::uint32_t mode, IppiSize src_size) noexcept;
+// too small for them. `word` is one that the primitives serve.
+Mode effective_mode(std::uint32_t word, IppiSize src_size) noexcept;
 
 // A span of whole destination positions.
 struct Span {
@@ -33,9 +33,9 @@ bool round_span(double start, double end, std::uint32_t word, Span& span) noexce
 // `geometry` is written when the status is 0.
 IppStatus resolve(const ResizeSqrPixelArguments& arguments, Geometry& geometry) noexcept;
 
-// What a buffer must hold for every geometry that `resolve` gives for these rectangles when the factors are
-// the ratios of their sizes.
-std::int64_t queried_work_buffer_bytes(const IppiRect& src_roi, const IppiRect& dst_roi,
-                                       std::int32_t channels, std::uint32_t interpolation) noexcept;
+// The largest of the geometries that `resolve` gives for these rectangles when the factors are the ratios of
+// their sizes: none needs more memory.
+Geometry whole_geometry(const IppiRect& src_roi, const IppiRect& dst_roi,
+                        std::uint32_t interpolation) noexcept;
 
 }  // namespace kyv::resize

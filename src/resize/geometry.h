@@ -5,12 +5,14 @@
 
 namespace kyv::resize {
 
-// The effective interpolation, after the fall-backs for tiny sources.
-enum class Mode : std::int32_t {
+// The interpolations, by their numbers in an interpolation word.
+enum class Mode : std::uint32_t {
   kNearest = 1,
   kLinear = 2,
   kCubic = 4,
   kBSpline = 5,
+  kCubicBlurring = 6,  // two-parameter cubics: accepted by the queries, not served
+  kCubicRinging = 7,
   kSuper = 8,
   kLanczos = 16
 };
@@ -30,7 +32,7 @@ struct AxisGeometry {
 struct Geometry {
   AxisGeometry x;
   AxisGeometry y;
-  Mode mode = Mode::kNearest;
+  Mode mode = Mode::kNearest;  // in effect, after the fall-backs for tiny sources
 };
 
 }  // namespace kyv::resize

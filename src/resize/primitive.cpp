@@ -3,24 +3,44 @@
 #include <limits>
 
 #include "resize/front_end.h"
-#include "resize/resampler.h"
+#include "resize/resample.h"
 
 namespace kyv::resize {
 namespace {
 
-constexpr std::int64_t kLargestBuffer = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kLargestBuffer = std::numeric_limits<std::int32_t>::max();
 
-template <std::int32_t kBits, std::int32_t kChannels>
+bool are_as_large(const AxisGeometry& a, const AxisGeometry& b) noexcept {
+  return a.count == b.count && a.inverse == b.inverse && a.usable_size == b.usable_size;
+}
+
+// What the query gives, at most. A request that is as large as its rectangles tell needs just that.
+std::uint64_t available_bytes(const ResizeSqrPixelArguments& a, const Geometry& geometry,
+                              std::int32_t channels) noexcept {
+  const Geometry whole = whole_geometry(a.src_roi, a.dst_roi, a.interpolation);
+  const bool is_whole =
+      geometry.mode == whole.mode && are_as_large(geometry.x, whole.x) && are_as_large(geometry.y, whole.y);
+  if (is_whole) return kLargestBuffer;
+  const std::uint64_t queried = work_buffer_bytes(whole, channels);
+  return queried > kLargestBuffer ? 0 : queried;
+}
+
+template <Depth kDepth, std::int32_t kChannels>
 IppStatus resize(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
   if (a.src == nullptr || a.dst == nullptr || a.work == nullptr) return kNullPointer;
 
   Geometry geometry;
   if (const IppStatus status = resolve(a, geometry); status != kNoError) return status;
-  const std::int64_t available = queried_work_buffer_bytes(a.src_roi, a.dst_roi, kChannels, a.interpolation);
-  if (available > kLargestBuffer || work_buffer_bytes(geometry, kChannels) > available) return kFactorError;
-
-  const ResampleJob job{a.src, a.src_step, a.dst, a.dst_step, kChannels, kBits, geometry};
-  resample(job, a.work, kernels);
+  const ResizeJob job{.src = a.src,
+                      .src_step = a.src_step,
+                      .dst = a.dst,
+                      .dst_step = a.dst_step,
+                      .format = {.depth = kDepth, .channels = kChannels},
+                      .geometry = geometry,
+                      .tuning = a.tuning,
+                      .probe = a.probe};
+  const WorkBuffer work{.memory = a.work, .bytes = available_bytes(a, geometry, kChannels)};
+  if (!resample(job, work, kernels)) return kFactorError;
   return (a.interpolation & kFlagAntialias) != 0 ? kFlagIgnored : kNoError;
 }
 
@@ -51,49 +71,46 @@ IppStatus ippiResizeGetBufSize(IppiRect src_roi, IppiRect dst_roi, std::int32_t 
   if (!is_valid(src_roi) || !is_valid(dst_roi)) return kSizeError;
   if (channels != 1 && channels != 3 && channels != 4) return kSizeError;
   if (!is_known_interpolation(interpolation)) return kInterpolationError;
-  const std::int64_t needed = queried_work_buffer_bytes(src_roi, dst_roi, channels, interpolation);
+  const std::uint64_t needed = work_buffer_bytes(whole_geometry(src_roi, dst_roi, interpolation), channels);
   if (needed > kLargestBuffer) return kSizeError;
   *bytes = static_cast<std::int32_t>(needed);
   return kNoError;
 }
 
 IppStatus ippiResizeSqrPixel_8u_C1R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<8, 1>(a, kernels);
+  return resize<kDepth8, 1>(a, kernels);
 }
 
 IppStatus ippiResizeSqrPixel_8u_C3R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<8, 3>(a, kernels);
+  return resize<kDepth8, 3>(a, kernels);
 }
 
 IppStatus ippiResizeSqrPixel_8u_C4R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<8, 4>(a, kernels);
+  return resize<kDepth8, 4>(a, kernels);
 }
 
 IppStatus ippiResizeSqrPixel_16u_C1R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<16, 1>(a, kernels);
+  return resize<kDepth16, 1>(a, kernels);
 }
 
 IppStatus ippiResizeSqrPixel_16u_C3R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<16, 3>(a, kernels);
+  return resize<kDepth16, 3>(a, kernels);
 }
 
 IppStatus ippiResizeSqrPixel_16u_C4R(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
-  return resize<16, 4>(a, kernels);
+  return resize<kDepth16, 4>(a, kernels);
 }
 
 ResizeSqrPixel* resize_sqr_pixel(std::int32_t bits, std::int32_t channels) noexcept {
-  constexpr ResizeSqrPixel* primitives[] = {
-      nullptr,
-      nullptr,
-      nullptr,
-      ippiResizeSqrPixel_8u_C1R,
-      ippiResizeSqrPixel_8u_C3R,
-      ippiResizeSqrPixel_8u_C4R,
-      ippiResizeSqrPixel_16u_C1R,
-      ippiResizeSqrPixel_16u_C3R,
-      ippiResizeSqrPixel_16u_C4R,
-  };
-  return primitives[(bits / 8) * 3 + channels / 2];
+  const bool is_8 = bits == 8;
+  switch (channels) {
+    case 1:
+      return is_8 ? ippiResizeSqrPixel_8u_C1R : ippiResizeSqrPixel_16u_C1R;
+    case 3:
+      return is_8 ? ippiResizeSqrPixel_8u_C3R : ippiResizeSqrPixel_16u_C3R;
+    default:
+      return is_8 ? ippiResizeSqrPixel_8u_C4R : ippiResizeSqrPixel_16u_C4R;
+  }
 }
 
 }  // namespace kyv::resize

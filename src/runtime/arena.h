@@ -15,12 +15,16 @@ class Arena {
 
   Arena() = default;  // counts only
   // Begins at the first cache line that starts within the block; null counts only.
-  explicit Arena(void* block) noexcept
-      : base_(block == nullptr ? nullptr : static_cast<unsigned char*>(block) + to_line(block)) {}
+  explicit Arena(void* block, std::uint64_t block_bytes = kLimit) noexcept
+      : base_(block == nullptr ? nullptr : static_cast<unsigned char*>(block) + to_line(block)),
+        block_bytes_(block_bytes) {}
+
+  // Whether the block, at any address, holds everything taken.
+  bool fits() const noexcept { return bytes() <= block_bytes_; }
 
   bool is_counting() const noexcept { return base_ == nullptr; }
 
-  // Room for `count` uninitialised values from a cache line on; null while counting.
+  // Room for `count` uninitialised values from a cache line on; null while counting and beyond the block.
   template <class T>
   T* take(std::uint64_t count) noexcept {
     const std::uint64_t offset = used_;
@@ -30,7 +34,7 @@ class Arena {
     } else {
       used_ += (count * sizeof(T) + kCacheLine - 1) / kCacheLine * kCacheLine;
     }
-    return is_counting() ? nullptr : reinterpret_cast<T*>(base_ + offset);
+    return is_counting() || !fits() ? nullptr : reinterpret_cast<T*>(base_ + offset);
   }
 
   // Bytes of a block that holds everything taken: aligned to a cache line, or at any address. A count that is
@@ -44,6 +48,7 @@ class Arena {
   }
 
   unsigned char* base_ = nullptr;
+  std::uint64_t block_bytes_ = kLimit;
   std::uint64_t used_ = 0;
 };
 

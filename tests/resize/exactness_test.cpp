@@ -2,13 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "api/lifecycle.h"
-#include "resize/kernels/kernels.h"
+#include "resize/row_passes.h"
 #include "resize/trial.h"
 #include "support/variants.h"
 
@@ -29,7 +29,14 @@ Trial within_mode(Trial t) {
   return t;
 }
 
-using Param = std::tuple<runtime::KernelSet, ModeName>;
+struct Variant {
+  runtime::KernelSet set;
+  std::optional<resize::RowPassKind> row_pass;
+};
+
+void PrintTo(const Variant& variant, std::ostream* out) { *out << variant.set.name; }
+
+using Param = std::tuple<Variant, ModeName>;
 
 class Exactness : public testing::TestWithParam<Param> {
  protected:
@@ -39,9 +46,11 @@ class Exactness : public testing::TestWithParam<Param> {
   }
   void TearDown() override { api::terminate(); }
 
-  const runtime::KernelSet& set() const { return std::get<0>(GetParam()); }
+  const runtime::KernelSet& set() const { return std::get<0>(GetParam()).set; }
+  std::optional<resize::RowPassKind> row_pass() const { return std::get<0>(GetParam()).row_pass; }
   int mode() const { return std::get<1>(GetParam()).mode; }
-  bool agrees(const Trial& trial) const {
+  bool agrees(Trial trial) const {
+    trial.row_pass = row_pass();
     const testing::AssertionResult result = matches_reference(within_mode(trial), set());
     EXPECT_TRUE(result);
     return result;
@@ -51,7 +60,8 @@ class Exactness : public testing::TestWithParam<Param> {
 };
 
 TEST_P(Exactness, RandomImages) {
-  for (int k = 0; k < 150; ++k) ASSERT_TRUE(agrees(random_trial(random_, mode(), 80, 80)));
+  for (int k = 0; k < (row_pass() ? 80 : 150); ++k)
+    ASSERT_TRUE(agrees(random_trial(random_, mode(), 80, 80)));
 }
 
 // Large enough for several blocks of rows and columns in every kernel.
@@ -119,7 +129,7 @@ TEST_P(Exactness, SquareImages) {
 
 // One scale after the other, so that windows of samples fill up to the last byte and then no longer suffice.
 TEST_P(Exactness, EveryScale) {
-  for (std::int32_t width = 12; width <= 700; width += width < 350 ? 1 : 7) {
+  for (std::int32_t width = 12; width <= 700; width += row_pass() ? 5 : width < 350 ? 1 : 7) {
     Trial t = random_trial(random_, mode(), 80, 80);
     t.src_width = width;
     t.src_height = 6;
@@ -145,39 +155,35 @@ TEST_P(Exactness, WideImages) {
 }
 
 TEST_P(Exactness, DirectCalls) {
-  for (int k = 0; k < 150; ++k) {
+  for (int k = 0; k < (row_pass() ? 50 : 150); ++k) {
     const int chosen = mode() == 4 && k % 2 == 0 ? 5 : mode();  // mode 5 is reached by direct calls only
-    ASSERT_TRUE(matches_reference(random_direct_call(random_, chosen), set()));
+    DirectCall call = random_direct_call(random_, chosen);
+    call.trial.row_pass = row_pass();
+    ASSERT_TRUE(matches_reference(call, set()));
   }
 }
 
-// Every set, and the sets whose pass across a row is kept for large sources, as if every source were large.
-std::vector<runtime::KernelSet> sets_under_test() {
-  static std::deque<resize::Kernels> tables;
-  static std::deque<std::string> names;
-  std::vector<runtime::KernelSet> sets;
+// Every set as it chooses, and with each row pass that it has where it fits.
+std::vector<Param> cases() {
+  std::vector<Param> all;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
-    sets.push_back(set);
-    if (set.resize->permuted.depth[resize::kDepth16].pass[0][0] == nullptr) continue;
-    tables.push_back(*set.resize);
-    tables.back().permuted.large_source = tables.back().permuted.huge_source = 0;
-    tables.back().shuffled = {};
-    names.push_back(std::string(set.name) + "_across_rows");
-    sets.push_back(set);
-    sets.back().name = names.back().c_str();
-    sets.back().resize = &tables.back();
+    for (const ModeName mode : kModes) {
+      all.push_back({{set, {}}, mode});
+      if (mode.mode == 1) continue;  // nearest neighbour has no row pass
+      for (const resize::RowPassKind kind : row_passes_of(set)) all.push_back({{set, kind}, mode});
+    }
   }
-  return sets;
+  return all;
 }
 
-std::string name_of(const testing::TestParamInfo<Param>& info) {
-  std::string name = std::get<0>(info.param).name;
-  return name.append(1, '_').append(std::get<1>(info.param).name);
+std::string name_of_case(const testing::TestParamInfo<Param>& info) {
+  const auto& [variant, mode] = info.param;
+  const std::string name = std::string(variant.set.name) + (variant.row_pass ? "_" : "") +
+                           (variant.row_pass ? name_of(*variant.row_pass) : "");
+  return name + "_" + mode.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, Exactness,
-                         testing::Combine(testing::ValuesIn(sets_under_test()), testing::ValuesIn(kModes)),
-                         name_of);
+INSTANTIATE_TEST_SUITE_P(Variants, Exactness, testing::ValuesIn(cases()), name_of_case);
 
 class LargeDestinations : public PerVariant {
  protected:

@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <random>
 
+#include "resize/filtered/row_pass.h"
 #include "resize/reference.h"
 #include "runtime/dispatch.h"
 
@@ -30,6 +32,9 @@ struct Trial {
   bool at_end = false;  // whether the images end, rather than begin, at an inaccessible page
   Route route = Route::kRequest;
   std::uint32_t seed = 0;
+  // Taken where it fits; makes the route that of the primitives. What ran is told in *chosen, if given.
+  std::optional<resize::RowPassKind> row_pass = {};
+  resize::RowPassChoice* chosen = nullptr;
 };
 
 std::ostream& operator<<(std::ostream& out, const Trial& trial);

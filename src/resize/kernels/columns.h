@@ -5,18 +5,19 @@
 
 namespace kyv::resize {
 
-// Floats that are read beyond a row's last sample, and totals that are written beyond it: whole tiles. What
-// lies there does not show in a sample, but is computed with: let it be written.
-inline constexpr Index kColumnSlack = 64;
+// Row results are read, and totals written, in whole groups: what lies beyond a row's last sample does not
+// show in any, but is computed with, so it has to be written memory.
+inline constexpr Index kColumnGroup = 16;
+inline constexpr Index kColumnSlack = kColumnGroup - 1;
 
 // One or two destination rows from the row results that they share.
 struct ColumnArgs {
   const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
   const float* weights[2] = {};
-  std::int32_t count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
-  std::int32_t lead = 0;       // first tap of row 1, counted from that of row 0
-  Index samples = 0;           // samples of a row
-  bool normal = false;         // no product has a bit below the last place of the smallest float
+  Index count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
+  Index lead = 0;       // first tap of row 1, counted from that of row 0
+  Index samples = 0;    // samples of a row
+  bool normal = false;  // no product has a bit below the last place of the smallest float
   void* dst[2] = {};
 };
 

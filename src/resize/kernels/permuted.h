@@ -46,16 +46,16 @@ struct PermutedArgs {
   Index count = 0;  // groups
   const PatternLanes* lanes = nullptr;
   const float* weights = nullptr;
-  Index weights_stride = 0;                 // floats of a pattern's weights
-  std::int32_t taps[kMostLanePixels] = {};  // of the first and the second pixels
-  std::int32_t lead = 0;              // positions from the first pixels' first tap to that of the second ones
-  std::int32_t code_step = 0;         // what moves a place by one position
-  std::int32_t window_positions = 0;  // positions that one window serves
-  Index window_step = 0;              // bytes of as many
-  Index pixel_bytes = 0;              // of a source pixel
-  Index group_samples = 0;            // destination samples of a group
-  Index ahead = 0;                    // bytes from a sample to the one below it that is read next time
-  Index prefetched = 0;               // bytes there that a group prefetches; 0 for none
+  Index weights_stride = 0;          // floats of a pattern's weights
+  Index taps[kMostLanePixels] = {};  // of the first and the second pixels
+  Index lead = 0;                    // positions from the first pixels' first tap to that of the second ones
+  std::int32_t code_step = 0;        // what moves a place by one position
+  Index window_positions = 0;        // positions that one window serves
+  Index window_step = 0;             // bytes of as many
+  Index pixel_bytes = 0;             // of a source pixel
+  Index group_samples = 0;           // destination samples of a group
+  Index ahead = 0;                   // bytes from a sample to the one below it that is read next time
+  Index prefetched = 0;              // bytes there that a group prefetches; 0 for none
   std::int32_t channels = 0;
   // Two vectors: the lanes of both pixels' samples in order, of the second ones plus 16 and with a sign bit.
   const std::int32_t* interleave = nullptr;
@@ -74,10 +74,6 @@ struct PermutedDepth {
 struct PermutedKernels {
   PermutedDepth depth[kDepths] = {};
   bool quarters = false;  // permutes within kQuarterBytes: four small windows, given as narrow ones
-  // Bytes of a source from which on the dearer kinds of this pass are faster than batches of rows: with few
-  // taps (more than the L2 holds) and with many (more than a share of the last cache).
-  std::uint64_t large_source = std::uint64_t{1} << 20;
-  std::uint64_t huge_source = std::uint64_t{8} << 20;
 };
 
 }  // namespace kyv::resize

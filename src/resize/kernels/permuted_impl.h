@@ -31,7 +31,7 @@ template <class Windows>
 struct WindowCursor {
   simd::Lanes codes;
   Index offset;  // bytes from the rows' starts to the next window
-  std::int32_t left = 0;
+  Index left = 0;
 };
 
 template <class Pick, int kRows>
@@ -50,8 +50,7 @@ template <class Pick, int kFirst, int kEnd, int kPixels, int kRows>
                                                  const PatternLanes& lanes, simd::Lanes step,
                                                  WindowCursor& cursor, RowWindows<Pick, kRows>& windows,
                                                  GroupSums<kPixels, kRows>& sums,
-                                                 const float* const (&weights)[2],
-                                                 std::int32_t count) noexcept {
+                                                 const float* const (&weights)[2], Index count) noexcept {
   const float* w[2] = {weights[0], weights[1]};
   while (count > 0) {
     if (cursor.left == 0) {
@@ -62,10 +61,10 @@ template <class Pick, int kFirst, int kEnd, int kPixels, int kRows>
       cursor.codes = simd::load_lanes(lanes.codes);
       cursor.left = args.window_positions;
     }
-    const std::int32_t run = count < cursor.left ? count : cursor.left;
+    const Index run = count < cursor.left ? count : cursor.left;
     count -= run;
     cursor.left -= run;
-    for (std::int32_t i = 0; i < run; ++i) {
+    for (Index i = 0; i < run; ++i) {
       if constexpr (kWindowsInMemory) leave_in_memory(windows);
       simd::LaneFloats weight[2];
       unroll<kFirst, kEnd>([&](auto pixel) {
@@ -128,7 +127,7 @@ template <class Pick, int kPixels>
   if constexpr (kPixels == 1) {
     add_positions<Pick, 0, 1>(args, first_row, lanes, step, cursor, windows, sums, weights, args.taps[0]);
   } else {
-    const std::int32_t shared = args.taps[0] - args.lead;
+    const Index shared = args.taps[0] - args.lead;
     add_positions<Pick, 0, 1>(args, first_row, lanes, step, cursor, windows, sums, weights, args.lead);
     weights[0] += args.lead * kPermutedLanes;
     add_positions<Pick, 0, 2>(args, first_row, lanes, step, cursor, windows, sums, weights, shared);

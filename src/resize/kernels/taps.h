@@ -13,6 +13,10 @@ enum Depth : std::uint8_t { kDepth8, kDepth16, kDepths };  // bits of a sample
 
 constexpr Index sample_bytes(Depth depth) noexcept { return depth == kDepth8 ? 1 : 2; }
 
+constexpr Index rounded_up(Index n, Index multiple) noexcept {
+  return (n + multiple - 1) / multiple * multiple;
+}
+
 // Taps of one block: the products of a block are summed from zero, the blocks' sums are added in order.
 inline constexpr Index kTapBlock = 128;
 

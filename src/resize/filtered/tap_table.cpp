@@ -1,4 +1,4 @@
-#include "resize/weights.h"
+#include "resize/filtered/tap_table.h"
 
 #include <algorithm>
 #include <array>
@@ -127,8 +127,8 @@ class PhaseCache {
   std::array<Entry, 64> entries_{};
 };
 
-std::int64_t clamp_first(std::int64_t first, std::int32_t count, std::int32_t usable_size) noexcept {
-  return std::clamp<std::int64_t>(first, 1 - count, usable_size - 1);
+Index clamp_first(std::int64_t first, std::int32_t count, std::int32_t usable_size) noexcept {
+  return static_cast<Index>(std::clamp<std::int64_t>(first, 1 - count, usable_size - 1));
 }
 
 }  // namespace
@@ -140,24 +140,25 @@ std::uint64_t tap_room(const AxisGeometry& axis, Mode mode) noexcept {
   return static_cast<std::uint64_t>(integer_of(reach));
 }
 
-TapTableStorage take_tap_table(Arena& arena, const AxisGeometry& axis, Mode mode) noexcept {
+TapTableRoom take_tap_table(runtime::Arena& arena, const AxisGeometry& axis, Mode mode) noexcept {
   const std::uint64_t room = tap_room(axis, mode);
   const auto count = static_cast<std::uint64_t>(axis.count);
-  TapTableStorage storage;
-  storage.stride = (room + 3) / 4 * 4;
+  const std::uint64_t stride = (room + 3) / 4 * 4;
+  TapTableRoom storage;
+  storage.stride = static_cast<Index>(stride);
   storage.spans = arena.take<TapSpan>(count);
-  storage.weights = arena.take<float>(storage.stride * count);
-  storage.scratch = arena.take<double>(room + 8);
+  storage.weights = arena.take<float>(stride * count);
+  storage.scratch = arena.take<double>(room + kLanczosSlack + 1);
   return storage;
 }
 
-BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& axis, Mode mode,
+BuiltTable build_tap_table(const TapTableRoom& storage, const AxisGeometry& axis, Mode mode,
                            const Kernels& kernels) noexcept {
   const Filter filter(axis, mode, kernels);
   const auto room = static_cast<double>(tap_room(axis, mode));
   PhaseCache cache;
   std::uint32_t phases = 0;
-  float smallest = 1.0f;
+  BuiltTable built{.table = {storage.spans, storage.weights, storage.stride}};
   for (std::int32_t i = 0; i < axis.count; ++i) {
     const Placement at = place(axis, mode, i);
     const auto [first, end] = filter.range(at);
@@ -165,6 +166,7 @@ BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& a
     TapSpan& span = storage.spans[i];
     span.first = clamp_first(integer_of(first), count, axis.usable_size);
     span.count = count;
+    built.most_taps = std::max<Index>(built.most_taps, count);
 
     const double floor = floor_of(at.low);
     const PhaseCache::Entry wanted{at.low - floor, at.high - floor, first - floor, count, phases};
@@ -182,14 +184,14 @@ BuiltTable build_tap_table(const TapTableStorage& storage, const AxisGeometry& a
     filter.evaluate(at, first, count, storage.scratch);
     double sum = 0.0;
     for (std::int32_t tap = 0; tap < count; ++tap) sum += storage.scratch[tap];
-    float* weights = storage.weights + span.phase * storage.stride;
+    float* weights = storage.weights + static_cast<Index>(span.phase) * storage.stride;
     for (std::int32_t tap = 0; tap < count; ++tap) {
       weights[tap] = static_cast<float>(storage.scratch[tap] / sum);
       const float magnitude = std::abs(weights[tap]);
-      if (magnitude != 0.0f) smallest = std::min(smallest, magnitude);
+      if (magnitude != 0.0f) built.smallest = std::min(built.smallest, magnitude);
     }
   }
-  return {{storage.spans, storage.weights, static_cast<Index>(storage.stride)}, smallest};
+  return built;
 }
 
 }  // namespace kyv::resize

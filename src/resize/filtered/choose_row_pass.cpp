@@ -1,0 +1,106 @@
+#include "resize/filtered/choose_row_pass.h"
+
+#include "runtime/memory_model.h"
+
+namespace kyv::resize {
+namespace {
+
+using runtime::kFewRegisters;
+
+// Most source positions of a group whose sums are short, by pixels of a lane.
+constexpr Index kShortPositions[kMostLanePixels] = {8, 12};
+
+// Fewest taps for which two pixels of a lane make up for a permutation of two registers: it takes half as
+// long again, and shorter sums are up to 11 % faster with one pixel and one register.
+constexpr Index kWidePairTaps = 9;
+
+// Most taps of RGBA that are always faster shuffled: 1.05 to 1.5 times.
+constexpr Index kShortShuffledTaps = 5;
+
+// A reason is a text, or null where the pass is not the fastest one.
+using Reason = const char*;
+
+// The shuffled pass spares the window of converted samples and the transpositions, but converts a sample for
+// each tap. The farther the pixels are apart, the less often that is. RGB leaves a quarter of the lanes idle.
+// Six to eight taps of Lanczos at 5 : 4 and 1 : 2 would be 1 to 20 % slower.
+Reason shuffled_is_fastest(const RowPassFacts& facts) noexcept {
+  const Index taps = facts.x.most_taps;
+  const double inverse = facts.geometry.x.inverse;
+  const bool is_rgba = facts.format.channels == 4;
+  if (is_rgba && taps <= kShortShuffledTaps) return "few taps of RGBA";
+  const double few = is_rgba ? 2.0 * inverse + 1.0 : 2.0 * inverse;
+  return static_cast<double>(taps) <= few ? "few taps beside the distance of the pixels" : nullptr;
+}
+
+// What is known before a plan is measured, which costs small pictures 3 to 5 %. A set that permutes within 16
+// bytes reloads its windows often: it pays beyond the caches only, and never for RGB, which fills them badly.
+bool permuted_may_be_fastest(const RowPassFacts& facts) noexcept {
+  if (!facts.kernels.permuted.quarters) return true;
+  return facts.format.channels != 3 && facts.source_bytes() > facts.tuning.large_source;
+}
+
+// Whether sums are short beside the distance of the pixels, so that few windows are loaded.
+bool is_sparse(const RowPassFacts& facts, const PermutedShape& shape, Index pixels) noexcept {
+  const Index extent = facts.last_span().first - facts.first_span().first;
+  const std::int64_t taps = shape.taps[0] - 1;
+  return taps * (facts.geometry.x.count - 1) < std::int64_t{pixels} * extent;
+}
+
+// A multiply-add of this pass costs more than one of the transposed pass, unless two pixels share the
+// permuted samples of a small window; but a batch of rows touches a page of memory per row, and this pass
+// reads one row after the other. So short sums nearly always pay, and others beyond the caches.
+Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape) noexcept {
+  const bool is_pair = shape.pixels == 2;
+  if (is_pair && shape.window == kWideWindow && shape.taps[0] < kWidePairTaps) return nullptr;
+  const bool is_short = shape.positions <= kShortPositions[shape.pixels - 1];
+  const bool is_large =
+      facts.source_bytes() > (is_short ? facts.tuning.large_source : facts.tuning.huge_source);
+  const std::int32_t channels = facts.format.channels;
+  if (kFewRegisters) {
+    // Long sums and small sources are 1.2 to 1.6 times as slow as transposed; so are, by 1.1 to 1.2 times,
+    // short sums of several channels unless their pixels are far apart.
+    const bool is_light = channels == 1 || (!facts.kernels.permuted.quarters && is_sparse(facts, shape, 2));
+    if (!is_short || !is_large || !is_light) return nullptr;
+  }
+  if (!facts.kernels.permuted.quarters) {
+    if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
+    if (is_short) return "short sums";
+    return is_large ? "source beyond the caches" : nullptr;
+  }
+  // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
+  // pixels: 1.1 to 1.8 times as fast.
+  if (!is_large) return nullptr;
+  const bool is_light = channels == 1 ? (shape.positions - 1) / shape.window_positions <= shape.pixels
+                                      : is_sparse(facts, shape, shape.pixels);
+  return is_light ? "source beyond the caches, few windows" : nullptr;
+}
+
+}  // namespace
+
+PlannedRowPass choose_row_pass(const RowPassFacts& facts, const RowPassRoom& room,
+                               std::optional<RowPassKind> wanted) noexcept {
+  constexpr Reason kWanted = "wanted";
+  const auto may_be = [&](RowPassKind kind) noexcept { return !wanted || *wanted == kind; };
+  if (may_be(RowPassKind::kShuffled)) {
+    const Reason reason = wanted ? kWanted : shuffled_is_fastest(facts);
+    if (reason != nullptr) {
+      if (const auto pass = ShuffledRows::plan(facts)) return {*pass, {RowPassKind::kShuffled, reason}};
+    }
+  }
+  if (may_be(RowPassKind::kPermuted) && (wanted || permuted_may_be_fastest(facts))) {
+    for (Index pixels = kMostLanePixels; pixels > 0; --pixels) {
+      PermutedPlanner planner(facts, room.permuted.plan, pixels);
+      const auto shape = planner.measure();
+      if (!shape) continue;
+      const Reason reason = wanted ? kWanted : permuted_is_fastest(facts, *shape);
+      if (reason == nullptr) continue;
+      const auto plan = planner.fill(*shape);
+      if (plan) return {PermutedRows(facts, room.permuted, *plan), {RowPassKind::kPermuted, reason}};
+    }
+  }
+  const bool is_wanted = wanted == RowPassKind::kTransposed;
+  return {TransposedRows(facts, room.transposed),
+          {RowPassKind::kTransposed, is_wanted ? kWanted : "the others do not fit, or are slower"}};
+}
+
+}  // namespace kyv::resize

@@ -1,0 +1,112 @@
+#include "resize/filtered/column_rows.h"
+
+namespace kyv::resize {
+namespace {
+
+constexpr Index kChunkSamples = 512;  // that are finished for all rows together
+
+}  // namespace
+
+ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, bool normal, const Workspace& work,
+                       const Kernels& kernels) noexcept
+    : job_(job),
+      kernels_(kernels),
+      work_(work),
+      table_(table.table),
+      count_(job.geometry.y.count),
+      last_source_(job.geometry.y.usable_size - 1),
+      normal_(normal),
+      streamed_(kernels.bytes.stream != nullptr &&
+                is_streamed(static_cast<std::uint64_t>(job.geometry.x.count) *
+                                static_cast<std::uint64_t>(job.format.pixel_bytes()),
+                            job.geometry.y.count)) {}
+
+void ColumnRows::begin(const Strip& strip) noexcept {
+  strip_ = strip;
+  samples_ = strip.count * job_.format.channels;
+  next_row_ = 0;
+}
+
+void ColumnRows::write_above(Index end, const RowRing& ring) noexcept {
+  if (table_.stride > kTapBlock) {
+    write_long_sums(end, ring);
+  } else {
+    write_short_sums(end, ring);
+  }
+}
+
+void ColumnRows::finish() const noexcept {
+  if (streamed_) kernels_.bytes.stream_fence();
+}
+
+// Chunk by chunk, so that the ring is read from the L1.
+void ColumnRows::write_short_sums(Index end, const RowRing& ring) noexcept {
+  const Index first = next_row_;
+  while (next_row_ < count_ && is_complete(table_.spans[next_row_], end)) {
+    const bool pair = starts_pair(next_row_);
+    if (pair && !is_complete(table_.spans[next_row_ + 1], end)) break;
+    next_row_ += pair ? 2 : 1;
+  }
+  const Index most = streamed_ ? kStreamedSamples : kChunkSamples;
+  for (Index x = 0; x < samples_; x += most) {
+    for (Index row = first; row < next_row_;) {
+      const Index rows = starts_pair(row) ? 2 : 1;
+      write_chunk(row, rows, x, std::min(most, samples_ - x), ring);
+      row += rows;
+    }
+  }
+}
+
+// Samples [x, x + samples) of one or two destination rows.
+void ColumnRows::write_chunk(Index row, Index rows, Index x, Index samples,
+                             const RowRing& ring) const noexcept {
+  const TapSpan* const span = table_.spans + row;
+  const TapSpan& last = span[rows - 1];
+  const float* taps[3 * kTapBlock];
+  ring.list(span->first, last.end(), last_source_, x, taps);
+
+  ColumnArgs args{.rows = taps, .lead = last.first - span->first, .samples = samples, .normal = normal_};
+  for (Index r = 0; r < rows; ++r) {
+    args.weights[r] = table_.weights_of(span[r]);
+    args.count[r] = span[r].count;
+    args.dst[r] = streamed_ ? work_.staged + r * kStagedBytes : destination(row + r, x);
+  }
+  kernels_.columns.sum[job_.format.depth](args);
+  for (Index r = 0; streamed_ && r < rows; ++r) {
+    kernels_.bytes.stream(work_.staged + r * kStagedBytes, destination(row + r, x),
+                          samples * sample_bytes(job_.format.depth));
+  }
+}
+
+// Rows of several blocks of taps: each block is summed as soon as its source rows are there.
+void ColumnRows::write_long_sums(Index end, const RowRing& ring) noexcept {
+  for (Index row = next_row_; row < count_; ++row) {
+    const TapSpan& span = table_.spans[row];
+    Index& done = taps_done_[row % kActiveRows];
+    float* const totals = work_.totals + row % kActiveRows * work_.totals_pitch;
+    while (done < span.count) {
+      const Index taps = std::min<Index>(kTapBlock, span.count - done);
+      if (std::clamp<Index>(span.first + done + taps - 1, 0, last_source_) >= end) break;
+      add_block(span, done, taps, ring, totals);
+      done += taps;
+    }
+    if (done == 0) return;
+    if (done < span.count) continue;
+    kernels_.columns.round[job_.format.depth](totals, samples_, destination(row, 0));
+    done = 0;
+    next_row_ = row + 1;
+  }
+}
+
+void ColumnRows::add_block(const TapSpan& span, Index done, Index taps, const RowRing& ring,
+                           float* totals) const noexcept {
+  const float* rows[kTapBlock];
+  ring.list(span.first + done, span.first + done + taps, last_source_, 0, rows);
+  kernels_.columns.add_block({.rows = rows,
+                              .weights = {table_.weights_of(span) + done, nullptr},
+                              .count = {taps, 0},
+                              .samples = samples_},
+                             done == 0, totals);
+}
+
+}  // namespace kyv::resize

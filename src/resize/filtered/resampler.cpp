@@ -1,0 +1,66 @@
+#include "resize/filtered/resampler.h"
+
+#include "resize/filtered/column_rows.h"
+
+namespace kyv::resize {
+namespace {
+
+constexpr Index kRingFloats = 98304;  // row results that stay in the L2
+
+// Row results are multiples of the last place of the weights, which is at least 2^-24 of them.
+bool has_normal_products(const BuiltTable& x, const BuiltTable& y) noexcept {
+  return static_cast<double>(x.smallest) * static_cast<double>(y.smallest) >= 0x1p-101;
+}
+
+// Destination pixels that the ring's memory has room for: wide strips, because memory likes long runs.
+Index strip_width(const Workspace& work, Index ring_rows, Index multiple, bool has_totals,
+                  std::int32_t channels) noexcept {
+  const Index floats = std::min(work.ring_floats, kRingFloats) / (ring_rows + 1);
+  const Index fitting = (floats - 2 * kRingSlack) / channels;
+  return std::max<Index>((has_totals ? std::min(fitting, work.longest_strip) : fitting) / multiple, 1) *
+         multiple;
+}
+
+}  // namespace
+
+void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels& kernels) noexcept {
+  const Geometry& geometry = job.geometry;
+  const BuiltTable x = build_tap_table(work.x, geometry.x, geometry.mode, kernels);
+  const BuiltTable y =
+      geometry.y == geometry.x ? x : build_tap_table(work.y, geometry.y, geometry.mode, kernels);
+  const RowPassFacts facts{job.format, geometry, x, kernels, job.tuning};
+  PlannedRowPass planned =
+      choose_row_pass(facts, work.row_pass, job.probe == nullptr ? std::nullopt : job.probe->wanted);
+  if (job.probe != nullptr) job.probe->chosen = planned.choice;
+
+  const auto [at_once, multiple] = std::visit(
+      [](const auto& pass) { return std::pair(pass.rows_at_once(), pass.strip_multiple()); }, planned.pass);
+  const Index ring_rows = work.ring_rows(at_once);
+  const bool has_totals = y.table.stride > kTapBlock;
+  const Index width = std::min<Index>(strip_width(work, ring_rows, multiple, has_totals, job.format.channels),
+                                      geometry.x.count);
+  const Index samples = width * job.format.channels;
+  const RowRing ring(work.ring, ring_rows,
+                     RowRing::pitch_of(static_cast<std::uint64_t>(samples), kRingSlack));
+  ring.clear_slack(samples, rounded_up(samples, kColumnGroup) - samples);
+
+  ColumnRows columns(job, y, has_normal_products(x, y), work, kernels);
+  const Index last_source = geometry.y.usable_size - 1;
+  const Index first_row = std::clamp<Index>(y.table.spans[0].first, 0, last_source);
+  const SourceRows source{
+      .first = job.first_source(),
+      .step = job.src_step,
+      .usable_size = geometry.y.usable_size,
+      .end = std::clamp<Index>(y.table.spans[geometry.y.count - 1].end() - 1, 0, last_source) + 1};
+  for (Index first = 0; first < geometry.x.count; first += width) {
+    const Strip strip{first, std::min<Index>(width, geometry.x.count - first)};
+    columns.begin(strip);
+    for (Index row = first_row; row < source.end;) {
+      row += std::visit([&](auto& pass) { return pass.run(row, strip, source, ring); }, planned.pass);
+      columns.write_above(row, ring);
+    }
+  }
+  columns.finish();
+}
+
+}  // namespace kyv::resize

@@ -1,0 +1,78 @@
+// What every row pass is told and how it is used.
+//
+// A row pass turns source rows into row results: floats, one for each destination sample of a strip, in the
+// ring. It never sees a destination row. There are three, each a class with
+//   plan(facts, room)    the pass, if it fits: whether it is the fastest one is not its business
+//   rows_at_once()       source rows that a run takes; the ring has room for as many beside those it keeps
+//   strip_multiple()     destination pixels of which a strip's width is a multiple, unless the row ends
+//   run(first_row, strip, source, ring)
+//                        row results of the rows from `first_row` on; how many rows that were
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
+#include "resize/filtered/row_ring.h"
+#include "resize/filtered/tap_table.h"
+#include "resize/job.h"
+#include "resize/kernels/kernels.h"
+
+namespace kyv::resize {
+
+enum class RowPassKind : std::uint8_t { kTransposed, kPermuted, kShuffled };
+
+struct RowPassChoice {
+  RowPassKind kind = RowPassKind::kTransposed;
+  const char* reason = "";
+};
+
+// For tests and tools: what row pass is wanted, and which one ran.
+struct RowPassProbe {
+  std::optional<RowPassKind> wanted;  // taken wherever it fits
+  RowPassChoice chosen;
+};
+
+// What a row pass is planned and chosen by.
+struct RowPassFacts {
+  PixelFormat format;
+  const Geometry& geometry;
+  const BuiltTable& x;
+  const Kernels& kernels;
+  Tuning tuning;
+
+  std::uint64_t source_bytes() const noexcept {
+    return static_cast<std::uint64_t>(geometry.x.usable_size) *
+           static_cast<std::uint64_t>(geometry.y.usable_size) *
+           static_cast<std::uint64_t>(format.pixel_bytes());
+  }
+  const TapSpan& first_span() const noexcept { return x.table.spans[0]; }
+  const TapSpan& last_span() const noexcept { return x.table.spans[geometry.x.count - 1]; }
+};
+
+// Neighbouring destination columns, counted from the first that is written; they are finished before the
+// next.
+struct Strip {
+  Index first = 0;
+  Index count = 0;
+};
+
+// The rows of the region.
+struct SourceRows {
+  const std::uint8_t* first = nullptr;
+  Index step = 0;         // bytes
+  Index usable_size = 0;  // rows that may be read
+  Index end = 0;          // one past the last that is needed
+
+  const std::uint8_t* row(Index y) const noexcept { return first + y * step; }
+};
+
+// The row results' place for `count` source rows from `first_row` on; rows that are not needed share one.
+inline void list_targets(Index first_row, Index count, const SourceRows& source, const RowRing& ring,
+                         float** targets) noexcept {
+  for (Index i = 0; i < count; ++i) {
+    targets[i] = first_row + i < source.end ? ring.row(first_row + i) : ring.unwanted();
+  }
+}
+
+}  // namespace kyv::resize

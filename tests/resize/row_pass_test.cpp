@@ -1,0 +1,139 @@
+// Which row pass runs: each fits what it is made for, each is still chosen somewhere, and none computes with
+// memory that was never written.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "api/lifecycle.h"
+#include "resize/filtered/choose_row_pass.h"
+#include "resize/filtered/workspace.h"
+#include "resize/row_passes.h"
+#include "resize/trial.h"
+#include "support/variants.h"
+
+namespace kyv::test {
+namespace {
+
+using resize::RowPassKind;
+
+struct Format {
+  int bits;
+  int channels;
+};
+constexpr Format kFormats[] = {{8, 1}, {8, 3}, {8, 4}, {16, 1}, {16, 3}, {16, 4}};
+constexpr RowPassKind kKinds[] = {RowPassKind::kTransposed, RowPassKind::kPermuted, RowPassKind::kShuffled};
+
+resize::Depth depth_of(int bits) { return bits == 8 ? resize::kDepth8 : resize::kDepth16; }
+
+class RowPasses : public PerVariant {
+ protected:
+  void SetUp() override {
+    PerVariant::SetUp();
+    api::initialize();
+  }
+  void TearDown() override { api::terminate(); }
+};
+
+// Linear 2 : 1 suits every pass: 4 taps, of pixels near each other.
+TEST_P(RowPasses, RunsTheOneThatIsWanted) {
+  for (const auto [bits, channels] : kFormats) {
+    for (const RowPassKind kind : kKinds) {
+      resize::RowPassChoice chosen;
+      Trial t;
+      t.mode = 2;
+      t.bits = bits;
+      t.channels = channels;
+      t.src_width = 140;
+      t.src_height = 60;
+      t.dst_width = 70;
+      t.dst_height = 30;
+      t.row_pass = kind;
+      t.chosen = &chosen;
+      ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
+      const bool fits =
+          has_row_pass(GetParam(), kind, depth_of(bits)) && (kind != RowPassKind::kShuffled || channels != 1);
+      EXPECT_EQ(chosen.kind, fits ? kind : RowPassKind::kTransposed)
+          << bits << " bits x " << channels << ", wanted " << name_of(kind) << ": " << chosen.reason;
+    }
+  }
+}
+
+// The choice for pictures of a size, without the pictures.
+resize::RowPassChoice choice_for(const runtime::KernelSet& set, Format format, resize::Mode mode,
+                                 std::int32_t from, std::int32_t to) {
+  resize::Geometry geometry;
+  geometry.mode = mode;
+  geometry.x.count = geometry.y.count = to;
+  geometry.x.usable_size = geometry.y.usable_size = from;
+  geometry.x.inverse = geometry.y.inverse = static_cast<double>(from) / to;
+  runtime::Arena measure;
+  const resize::Workspace measured(measure, geometry, format.channels);
+  static_cast<void>(measured);
+  std::vector<unsigned char> memory(static_cast<std::size_t>(measure.bytes()));
+  runtime::Arena arena(memory.data());
+  const resize::Workspace work(arena, geometry, format.channels);
+  const resize::BuiltTable x = resize::build_tap_table(work.x, geometry.x, mode, *set.resize);
+  const resize::RowPassFacts facts{
+      {depth_of(format.bits), format.channels}, geometry, x, *set.resize, resize::Tuning()};
+  return resize::choose_row_pass(facts, work.row_pass, {}).choice;
+}
+
+// A pass that no request takes any more is dead code: this fails until it goes, or is chosen again.
+TEST_P(RowPasses, EachIsChosenForSomeRequest) {
+  constexpr std::int32_t sizes[][2] = {{60, 40}, {256, 96}, {4000, 1000}, {4000, 3200}, {1500, 3000}};
+  std::map<std::tuple<int, int>, std::set<RowPassKind>> chosen;
+  std::set<RowPassKind> anywhere;
+  for (const Format format : kFormats) {
+    for (const auto& [from, to] : sizes) {
+      for (const auto mode : {resize::Mode::kLinear, resize::Mode::kLanczos}) {
+        const resize::RowPassChoice choice = choice_for(GetParam(), format, mode, from, to);
+        EXPECT_NE(std::string(choice.reason), "");
+        anywhere.insert(choice.kind);
+        chosen[{format.bits, format.channels}].insert(choice.kind);
+      }
+    }
+  }
+  for (const RowPassKind kind : row_passes_of(GetParam())) {
+    EXPECT_TRUE(anywhere.contains(kind)) << name_of(kind) << " is never chosen";
+  }
+  // Without permutations of bytes, 8-bit rows have one pass only.
+  for (const auto& [format, kinds] : chosen) {
+    for (const RowPassKind kind : kinds) {
+      EXPECT_TRUE(has_row_pass(GetParam(), kind, depth_of(std::get<0>(format))));
+    }
+  }
+}
+
+// Trials notice memory that is computed with before it is written. Widths around whole vectors, and rows that
+// end within a batch.
+TEST_P(RowPasses, ComputeOnlyWithWhatWasWritten) {
+  Random random(20261122);
+  for (const auto [bits, channels] : kFormats) {
+    for (const RowPassKind kind : kKinds) {
+      for (const int mode : {2, 4, 8}) {
+        for (int k = 0; k < 12; ++k) {
+          Trial t = random_trial(random, mode, k < 9 ? 90 : 700, k < 9 ? 40 : 9);
+          t.bits = bits;
+          t.channels = channels;
+          t.row_pass = kind;
+          if (mode == 8) t.dst_width = std::min(t.dst_width, t.region.width);
+          if (mode == 8) t.dst_height = std::min(t.dst_height, t.region.height);
+          ASSERT_TRUE(matches_reference(t, GetParam()));
+        }
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Variants, RowPasses,
+                         testing::ValuesIn(runtime::all_kernel_sets().begin(),
+                                           runtime::all_kernel_sets().end()),
+                         variant_name);
+
+}  // namespace
+}  // namespace kyv::test
