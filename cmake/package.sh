@@ -68,7 +68,7 @@ build_deb() { # stage
   mv "$tree/usr/examples" "$tree/usr/share/doc/KyvMath/examples"
   rm "$tree/usr/README.md" # describes the folder of an unpacked archive
   depends="libc6 (>= 2.35)"
-  [ ! -e "$tree/usr/bin/kyvmath" ] || depends="$depends, libstdc++6, libpng16-16, libjpeg62-turbo, libtiff6"
+  [ ! -e "$tree/usr/bin/kyvmath" ] || depends="$depends, libstdc++6, libpng16-16, libjpeg62-turbo, libtiff6, libexif12, zlib1g"
   cat >"$tree/DEBIAN/control" <<CONTROL
 Package: kyvmath
 Version: $version

@@ -19,7 +19,8 @@ def read(path):
 overview = help_of()
 commands = re.findall(r"^  (\w+) {2,}", overview.split("Subcommands:")[1], re.MULTILINE)
 options = {option for text in (overview, *map(help_of, commands))
-           for option in re.findall(r"^  (?:-\w,)?(--[\w-]+)", text, re.MULTILINE)}
+           for names in re.findall(r"^  (-[\w,-]+)", text, re.MULTILINE)
+           for option in re.findall(r"--[\w-]+", names)}
 if len(commands) < 6 or len(options) < 20:
     sys.exit(f"the help was not understood: {commands}, {sorted(options)}")
 

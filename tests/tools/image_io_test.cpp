@@ -113,12 +113,20 @@ TEST(Jpeg, GivesNearlyTheSamePixelsAndKeepsTheFormat) {
   }
 }
 
-TEST(Jpeg, RefusesWhatItCannotHold) {
+TEST(Jpeg, HoldsDeepAndTransparentPicturesAs8BitOpaqueOnes) {
   const ScratchFolder folder;
-  for (const PixelFormat format : {PixelFormat{3, 16}, PixelFormat{4, 8}}) {
-    EXPECT_THROW(write_image(folder / "picture.jpg", textured(8, 8, format)), Error);
+  Image image(16, 16, {4, 16});
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      for (const int c : {0, 1, 2}) image.set_sample(x, y, c, 257 * 40);
+      image.set_sample(x, y, 3, 65535 / 5 * 3);
+    }
   }
-  EXPECT_EQ(folder.file_count(), 0u);
+  write_image(folder / "picture.jpg", image, {.background = {255, 255, 0}});
+  const Image read = read_image(folder / "picture.jpg");
+  ASSERT_EQ(read.format(), (PixelFormat{3, 8}));
+  EXPECT_NEAR(read.sample(8, 8, 0), 0.6 * 40 + 0.4 * 255, 3);
+  EXPECT_NEAR(read.sample(8, 8, 2), 0.6 * 40, 3);
 }
 
 Image read_bytes(const std::string& bytes) {

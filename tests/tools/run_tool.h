@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,8 @@ struct ToolRun {
   std::int64_t peak_bytes = 0;  // largest resident memory; 0 where it is not measured
 };
 
-// Runs the built program with these arguments and waits for its end.
-ToolRun run_tool(const std::vector<std::string>& arguments);
+// Runs the built program with these arguments and waits for its end. A file may serve as standard input (not
+// on Windows).
+ToolRun run_tool(const std::vector<std::string>& arguments, const std::filesystem::path& input = {});
 
 }  // namespace kyv::host::test

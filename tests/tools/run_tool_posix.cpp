@@ -11,7 +11,7 @@
 
 namespace kyv::host::test {
 
-ToolRun run_tool(const std::vector<std::string>& arguments) {
+ToolRun run_tool(const std::vector<std::string>& arguments, const std::filesystem::path& input) {
   const ScratchFolder folder;
   const std::string tool = (platform::executable_path().parent_path() / "../../bin/kyvmath").string();
   const std::string out = (folder / "stdout").string();
@@ -25,6 +25,7 @@ ToolRun run_tool(const std::vector<std::string>& arguments) {
   if (child == 0) {
     const int out_file = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err_file = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (!input.empty()) dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(out_file, STDOUT_FILENO);
     dup2(err_file, STDERR_FILENO);
     execv(tool.c_str(), argv.data());

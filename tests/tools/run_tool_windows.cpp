@@ -16,7 +16,7 @@ HANDLE inheritable_file(const std::filesystem::path& name) {
 
 }  // namespace
 
-ToolRun run_tool(const std::vector<std::string>& arguments) {
+ToolRun run_tool(const std::vector<std::string>& arguments, const std::filesystem::path&) {
   const ScratchFolder folder;
   const auto tool =
       platform::executable_path().parent_path().parent_path().parent_path() / "bin" / "kyvmath.exe";

@@ -20,7 +20,7 @@ void encode(const std::filesystem::path& file, FileType type, const Image& image
     case FileType::kPng:
       return write_png(file, image);
     case FileType::kJpeg:
-      return write_jpeg(file, image, options.jpeg_quality);
+      return write_jpeg(file, image, options);
     case FileType::kTiff:
       return write_tiff(file, image);
   }

@@ -11,7 +11,7 @@ Image read_png(const std::filesystem::path& file);
 void write_png(const std::filesystem::path& file, const Image& image);
 
 Image read_jpeg(const std::filesystem::path& file);
-void write_jpeg(const std::filesystem::path& file, const Image& image, int quality);
+void write_jpeg(const std::filesystem::path& file, const Image& image, const EncodeOptions& options);
 
 Image read_tiff(const std::filesystem::path& file);
 void write_tiff(const std::filesystem::path& file, const Image& image);

@@ -17,6 +17,10 @@ Image blur(const Library& library, const Image& image, const ComplexPlanes& psf,
 Image deblur(const Library& library, const Image& image, const ComplexPlanes& psf, double snr,
              Precision precision);
 
+// The ratio of signal to noise power that a picture looks to have: its variance over that of its noise, which
+// is told from the finest differences. At least 1.
+double estimated_snr(const Image& image);
+
 // The smallest n >= size without prime factors beyond 7: lengths that transform quickly.
 int quick_length(int size);
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "error.h"
+#include "platform.h"
 
 namespace kyv::host {
 
@@ -17,7 +18,7 @@ struct CloseFile {
 using FileHandle = std::unique_ptr<std::FILE, CloseFile>;
 
 inline FileHandle open_file(const std::filesystem::path& name, const char* mode) {
-  FileHandle file(std::fopen(name.c_str(), mode));
+  FileHandle file(platform::open_file(name, mode));
   if (!file) throw Error(std::string("cannot be opened: ") + std::strerror(errno));
   return file;
 }

@@ -28,6 +28,10 @@ std::string describe(PixelFormat format);
 // What a file says about its picture beyond the pixels.
 struct Metadata {
   std::vector<std::uint8_t> icc_profile;
+  std::vector<std::uint8_t> exif;  // from its TIFF header on
+  std::string xmp;                 // the packet
+  // How the picture is to be turned for looking at it: 1 (not at all) to 8, as EXIF and TIFF number them.
+  int orientation = 1;
   double dpi_x = 0;  // pixels per inch; 0 when the file does not say
   double dpi_y = 0;
   bool premultiplied = false;  // colour is already multiplied by alpha

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <new>
+#include <string_view>
+#include <utility>
 
 #include "error.h"
-#include "output_file.h"
+#include "files.h"
 
 namespace kyv::host {
 namespace {
@@ -16,13 +19,8 @@ namespace {
 constexpr std::size_t kSignatureBytes = 8;
 
 FileType type_from_content(const std::filesystem::path& file) {
-  std::error_code failure;
-  const auto status = std::filesystem::status(file, failure);
-  if (!std::filesystem::exists(status)) throw Error("no such file");
-  if (std::filesystem::is_directory(status)) throw Error("is a folder, not a picture");
-
   std::ifstream in(file, std::ios::binary);
-  if (!in) throw Error("cannot be opened for reading");
+  if (!in) throw Error(std::string("cannot be opened for reading: ") + std::strerror(errno));
   std::array<char, kSignatureBytes> head{};
   in.read(head.data(), head.size());
   const auto got = static_cast<std::size_t>(in.gcount());
@@ -37,6 +35,18 @@ FileType type_from_content(const std::filesystem::path& file) {
     if (starts_with(signature, 4)) return FileType::kTiff;
   }
   throw Error("not a PNG, JPEG or TIFF file");
+}
+
+// XMP repeats what EXIF says of the orientation: as an attribute or as an element.
+void reset_orientation(Metadata& metadata) {
+  constexpr std::string_view kName = "tiff:Orientation";
+  for (auto at = metadata.xmp.find(kName); at != std::string::npos; at = metadata.xmp.find(kName, at)) {
+    at += kName.size();
+    const auto digit = metadata.xmp.find_first_not_of("=\"'> ", at);
+    if (digit != std::string::npos && metadata.xmp[digit] >= '1' && metadata.xmp[digit] <= '8') {
+      metadata.xmp[digit] = static_cast<char>('0' + metadata.orientation);
+    }
+  }
 }
 
 }  // namespace
@@ -68,14 +78,16 @@ FileType type_from_name(const std::filesystem::path& file) {
   throw UsageError(display(file) + ": cannot tell the file type to write; use .png, .tif or .jpg");
 }
 
-void check_storable(PixelFormat format, FileType type) {
-  if (type != FileType::kJpeg || (format.bits == 8 && format.channels != 4)) return;
-  throw Error("JPEG cannot hold " + describe(format) + "; write PNG or TIFF");
-}
+bool is_standard_stream(const std::filesystem::path& file) { return file == "-"; }
 
-Image read_image(const std::filesystem::path& file) {
+Image read_image(const std::filesystem::path& file, bool auto_orient, FileType* type) {
   try {
-    return codec::decode(file, type_from_content(file));
+    const InputFile input(file);
+    const FileType found = type_from_content(input.path());
+    if (type != nullptr) *type = found;
+    Image image = codec::decode(input.path(), found);
+    if (auto_orient) image = upright(std::move(image));
+    return image;
   } catch (const std::bad_alloc&) {
     throw Error(display(file) + ": not enough memory to read it");
   } catch (const Error& error) {
@@ -83,10 +95,23 @@ Image read_image(const std::filesystem::path& file) {
   }
 }
 
-void write_image(const std::filesystem::path& file, const Image& image, const EncodeOptions& options) {
-  const FileType type = type_from_name(file);
+void write_image(const std::filesystem::path& file, FileType type, Image image,
+                 const EncodeOptions& options) {
   try {
-    check_storable(image.format(), type);
+    if (options.metadata != Keep::kAll) {
+      image.metadata.exif.clear();
+      image.metadata.xmp.clear();
+    }
+    if (options.metadata == Keep::kNothing) image.metadata.icc_profile.clear();
+    reset_orientation(image.metadata);
+    if (type == FileType::kJpeg) {
+      image = flattened(std::move(image), options.background);
+      if (image.format().bits != 8) image = converted(image, 8);
+    }
+    if (type == FileType::kPng && image.metadata.premultiplied) {
+      unpremultiply(image);
+      image.metadata.premultiplied = false;
+    }
     OutputFile output(file);
     codec::encode(output.temporary(), type, image, options);
     output.commit();
@@ -95,6 +120,13 @@ void write_image(const std::filesystem::path& file, const Image& image, const En
   } catch (const Error& error) {
     throw Error(display(file) + ": " + error.what());
   }
+}
+
+void write_image(const std::filesystem::path& file, const Image& image, const EncodeOptions& options) {
+  Image copy(image.width(), image.height(), image.format());
+  std::memcpy(copy.row(0), image.row(0), image.bytes());
+  copy.metadata = image.metadata;
+  write_image(file, type_from_name(file), std::move(copy), options);
 }
 
 }  // namespace kyv::host

@@ -3,14 +3,25 @@
 #include <filesystem>
 #include <string>
 
+#include "adjust.h"
 #include "image.h"
 
 namespace kyv::host {
 
 enum class FileType { kPng, kJpeg, kTiff };
 
+// Colour at full resolution, at half of it along rows, or at half of it both ways.
+enum class Subsampling { k444, k422, k420 };
+
+enum class Keep { kAll, kIccProfile, kNothing };
+
 struct EncodeOptions {
   int jpeg_quality = 92;  // 1 to 100
+  Subsampling subsampling = Subsampling::k444;
+  bool progressive = false;
+  // What is kept of EXIF, XMP and ICC profile; resolution and orientation always are.
+  Keep metadata = Keep::kAll;
+  Colour background = {};  // under pictures with alpha in files that hold none
 };
 
 const char* name_of(FileType type);
@@ -18,14 +29,19 @@ const char* name_of(FileType type);
 // The type that a file name asks for. Throws UsageError for other extensions than .png .jpg .jpeg .tif .tiff.
 FileType type_from_name(const std::filesystem::path& file);
 
-// Throws Error when pictures of this format cannot be stored in a file of this type.
-void check_storable(PixelFormat format, FileType type);
+// Whether the name, "-", stands for standard input or output.
+bool is_standard_stream(const std::filesystem::path& file);
 
-// Reads a PNG, JPEG or TIFF file, whatever its name says: palettes and depths below 8 bits are expanded, grey
-// with alpha becomes RGBA, inverted grey is put right. Throws Error, with the file's name, for anything else.
-Image read_image(const std::filesystem::path& file);
+// Reads a PNG, JPEG or TIFF file, whatever its name says, or a pipe: palettes and depths below 8 bits are
+// expanded, grey with alpha becomes RGBA, inverted grey is put right. The picture is turned upright unless
+// `auto_orient` is false. Throws Error, with the file's name, for anything else.
+Image read_image(const std::filesystem::path& file, bool auto_orient = true, FileType* type = nullptr);
 
-// Writes the picture under a temporary name in the same folder and renames it when it is complete.
+// Writes the picture (see OutputFile for the manner). What the type cannot hold is converted: pictures become
+// 8-bit and opaque for JPEG, colour that is multiplied by alpha is divided again for PNG.
+void write_image(const std::filesystem::path& file, FileType type, Image image,
+                 const EncodeOptions& options = {});
+// The type is that of the name.
 void write_image(const std::filesystem::path& file, const Image& image, const EncodeOptions& options = {});
 
 // UTF-8, for messages.

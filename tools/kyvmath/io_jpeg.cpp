@@ -8,9 +8,11 @@
 #include <csetjmp>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "codecs_posix.h"
 #include "error.h"
+#include "exif.h"
 #include "file_handle.h"
 
 // libjpeg reports errors through a handler that must not return. Every call that may fail is made inside
@@ -20,6 +22,10 @@ namespace kyv::host::codec {
 namespace {
 
 constexpr double kCentimetresPerInch = 2.54;
+constexpr int kApp1 = JPEG_APP0 + 1;
+constexpr std::size_t kLongestMarker = 65533;
+constexpr std::string_view kExifMark("Exif\0\0", 6);
+constexpr std::string_view kXmpMark("http://ns.adobe.com/xap/1.0/\0", 29);
 
 struct JpegErrors {
   jpeg_error_mgr manager;
@@ -100,12 +106,26 @@ Metadata metadata_of(Reader& reader) {
     metadata.icc_profile.assign(profile, profile + length);
     std::free(profile);
   }
+  for (const jpeg_marker_struct* marker = codec.marker_list; marker != nullptr; marker = marker->next) {
+    const std::string_view text(reinterpret_cast<const char*>(marker->data), marker->data_length);
+    if (marker->marker != kApp1) continue;
+    if (text.starts_with(kExifMark)) metadata.exif.assign(text.begin() + kExifMark.size(), text.end());
+    if (text.starts_with(kXmpMark)) metadata.xmp = text.substr(kXmpMark.size());
+  }
+  metadata.orientation = exif::orientation_of(metadata.exif);
   if (codec.saw_JFIF_marker != 0 && codec.density_unit != 0) {
     const double per_inch = codec.density_unit == 2 ? kCentimetresPerInch : 1;
     metadata.dpi_x = codec.X_density * per_inch;
     metadata.dpi_y = codec.Y_density * per_inch;
   }
   return metadata;
+}
+
+// What a marker holds: nothing when there is nothing, or more than a marker's room.
+template <typename Bytes>
+std::string marked(std::string_view mark, const Bytes& bytes) {
+  if (bytes.empty() || mark.size() + bytes.size() > kLongestMarker) return {};
+  return std::string(mark) + std::string(bytes.begin(), bytes.end());
 }
 
 }  // namespace
@@ -117,6 +137,7 @@ Image read_jpeg(const std::filesystem::path& file) {
   const char* const damaged = "damaged JPEG file: ";
   guarded(reader.errors, damaged, [&] {
     jpeg_stdio_src(&codec, in.get());
+    jpeg_save_markers(&codec, kApp1, 0xffff);
     jpeg_save_markers(&codec, JPEG_APP0 + 2, 0xffff);
     jpeg_read_header(&codec, TRUE);
   });
@@ -143,27 +164,29 @@ Image read_jpeg(const std::filesystem::path& file) {
   return image;
 }
 
-void write_jpeg(const std::filesystem::path& file, const Image& image, int quality) {
+void write_jpeg(const std::filesystem::path& file, const Image& image, const EncodeOptions& options) {
   constexpr int kLongestSide = JPEG_MAX_DIMENSION;
   if (image.width() > kLongestSide || image.height() > kLongestSide) {
     throw Error("JPEG holds at most " + std::to_string(kLongestSide) + " pixels a side; write PNG or TIFF");
   }
+  const std::string exif = marked(kExifMark, exif::block_for(image));
+  const std::string xmp = marked(kXmpMark, image.metadata.xmp);
   FileHandle out = open_file(file, "wb");
   {
     Writer writer;
     jpeg_compress_struct& codec = writer.codec;
     const Metadata& metadata = image.metadata;
-    guarded(writer.errors, "JPEG encoder: ", [&] {
+    guarded(writer.errors, "could not be written completely; is the disk full? ", [&] {
       jpeg_stdio_dest(&codec, out.get());
       codec.image_width = static_cast<JDIMENSION>(image.width());
       codec.image_height = static_cast<JDIMENSION>(image.height());
       codec.input_components = image.format().channels;
       codec.in_color_space = image.format().channels == 1 ? JCS_GRAYSCALE : JCS_RGB;
       jpeg_set_defaults(&codec);
-      jpeg_set_quality(&codec, quality, TRUE);
-      // Colour at full resolution: a resized picture is sharp to the pixel.
-      codec.comp_info[0].h_samp_factor = 1;
-      codec.comp_info[0].v_samp_factor = 1;
+      jpeg_set_quality(&codec, options.jpeg_quality, TRUE);
+      codec.comp_info[0].h_samp_factor = options.subsampling == Subsampling::k444 ? 1 : 2;
+      codec.comp_info[0].v_samp_factor = options.subsampling == Subsampling::k420 ? 2 : 1;
+      if (options.progressive) jpeg_simple_progression(&codec);
       codec.optimize_coding = TRUE;
       if (metadata.dpi_x > 0 && metadata.dpi_y > 0) {
         codec.density_unit = 1;
@@ -171,6 +194,11 @@ void write_jpeg(const std::filesystem::path& file, const Image& image, int quali
         codec.Y_density = static_cast<UINT16>(std::lround(metadata.dpi_y));
       }
       jpeg_start_compress(&codec, TRUE);
+      for (const std::string* marker : {&exif, &xmp}) {
+        if (marker->empty()) continue;
+        jpeg_write_marker(&codec, kApp1, reinterpret_cast<const JOCTET*>(marker->data()),
+                          static_cast<unsigned>(marker->size()));
+      }
       if (!metadata.icc_profile.empty()) {
         jpeg_write_icc_profile(&codec, metadata.icc_profile.data(),
                                static_cast<unsigned>(metadata.icc_profile.size()));

@@ -9,6 +9,7 @@
 
 #include "codecs_posix.h"
 #include "error.h"
+#include "exif.h"
 
 namespace kyv::host::codec {
 namespace {
@@ -41,6 +42,10 @@ void install_handlers() {
 
 [[noreturn]] void throw_damaged() {
   throw Error("damaged TIFF file" + (last_message.empty() ? "" : ": " + last_message));
+}
+
+[[noreturn]] void throw_unwritten() {
+  throw Error("could not be written completely; is the disk full? " + last_message);
 }
 
 struct Layout {
@@ -241,6 +246,13 @@ Metadata metadata_of(TIFF* tiff, const Layout& layout) {
     const auto* bytes = static_cast<const std::uint8_t*>(profile);
     metadata.icc_profile.assign(bytes, bytes + length);
   }
+  void* packet = nullptr;
+  if (TIFFGetField(tiff, TIFFTAG_XMLPACKET, &length, &packet) != 0 && length > 0) {
+    metadata.xmp.assign(static_cast<const char*>(packet), length);
+  }
+  std::uint16_t orientation = ORIENTATION_TOPLEFT;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &orientation);
+  if (orientation <= ORIENTATION_LEFTBOT) metadata.orientation = std::max<int>(1, orientation);
   float x = 0;
   float y = 0;
   std::uint16_t unit = RESUNIT_NONE;
@@ -276,6 +288,7 @@ Image read_tiff(const std::filesystem::path& file) {
     read_scanlines(tiff.get(), layout, image, store);
   }
   image.metadata = metadata_of(tiff.get(), layout);
+  image.metadata.exif = exif::read_from_tiff(file, TIFFCurrentDirOffset(tiff.get()));
   return image;
 }
 
@@ -295,7 +308,7 @@ void write_tiff(const std::filesystem::path& file, const Image& image) {
   TIFFSetField(out, TIFFTAG_SAMPLESPERPIXEL, format.channels);
   TIFFSetField(out, TIFFTAG_PHOTOMETRIC, format.channels == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB);
   TIFFSetField(out, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(out, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+  TIFFSetField(out, TIFFTAG_ORIENTATION, metadata.orientation);
   TIFFSetField(out, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
   TIFFSetField(out, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
   TIFFSetField(out, TIFFTAG_ROWSPERSTRIP,
@@ -314,15 +327,25 @@ void write_tiff(const std::filesystem::path& file, const Image& image) {
     TIFFSetField(out, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(metadata.icc_profile.size()),
                  metadata.icc_profile.data());
   }
+  if (!metadata.xmp.empty()) {
+    TIFFSetField(out, TIFFTAG_XMLPACKET, static_cast<std::uint32_t>(metadata.xmp.size()),
+                 metadata.xmp.data());
+  }
+  const exif::Block exif = exif::block_for(image);
+  for (const auto& [tag, text] : exif::main_texts(exif))
+    TIFFSetField(out, static_cast<ttag_t>(tag), text.c_str());
+  for (const int tag : exif::directories(exif)) TIFFSetField(out, static_cast<ttag_t>(tag), std::uint64_t{0});
   // The predictor works in the buffer it is given.
   std::vector<std::uint8_t> row(image.step());
   for (int y = 0; y < image.height(); ++y) {
     std::copy_n(image.row(y), row.size(), row.begin());
     if (TIFFWriteScanline(out, row.data(), static_cast<std::uint32_t>(y), 0) != 1) {
-      throw Error("could not be written completely: " + last_message);
+      throw_unwritten();
     }
   }
-  if (TIFFFlush(out) != 1) throw Error("could not be written completely: " + last_message);
+  if (TIFFFlush(out) != 1) throw_unwritten();
+  tiff.reset();
+  exif::append_to_tiff(file, exif);
 }
 
 }  // namespace kyv::host::codec

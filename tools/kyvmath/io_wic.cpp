@@ -217,16 +217,42 @@ const GUID& container_of(FileType type) {
   return GUID_ContainerFormatTiff;
 }
 
-void set_jpeg_quality(IPropertyBag2* options, int quality) {
-  if (options == nullptr) return;
-  std::wstring name = L"ImageQuality";
+void set_option(IPropertyBag2* bag, std::wstring name, const VARIANT& value) {
   PROPBAG2 property{};
   property.pstrName = name.data();
+  VARIANT copy = value;
+  bag->Write(1, &property, &copy);
+}
+
+void set_jpeg_options(IPropertyBag2* bag, const EncodeOptions& options) {
+  if (options.progressive) throw Error("this system's JPEG encoder writes no progressive files");
+  if (bag == nullptr) return;
   VARIANT value;
   VariantInit(&value);
   value.vt = VT_R4;
-  value.fltVal = static_cast<float>(quality) / 100;
-  options->Write(1, &property, &value);
+  value.fltVal = static_cast<float>(options.jpeg_quality) / 100;
+  set_option(bag, L"ImageQuality", value);
+  VariantInit(&value);
+  value.vt = VT_UI1;
+  value.bVal = static_cast<BYTE>(options.subsampling == Subsampling::k420   ? WICJpegYCrCbSubsampling420
+                                 : options.subsampling == Subsampling::k422 ? WICJpegYCrCbSubsampling422
+                                                                            : WICJpegYCrCbSubsampling444);
+  set_option(bag, L"JpegYCrCbSubsampling", value);
+}
+
+// As EXIF or TIFF number it; 1 where the component does not tell.
+int orientation_of(IWICBitmapFrameDecode* frame, FileType type) {
+  const wchar_t* const place = type == FileType::kJpeg   ? L"/app1/ifd/{ushort=274}"
+                               : type == FileType::kTiff ? L"/ifd/{ushort=274}"
+                                                         : L"/eXIf/ifd/{ushort=274}";
+  ComPointer<IWICMetadataQueryReader> reader;
+  PROPVARIANT value{};
+  if (FAILED(frame->GetMetadataQueryReader(reader.out())) ||
+      FAILED(reader->GetMetadataByName(place, &value))) {
+    return 1;
+  }
+  const bool known = value.vt == VT_UI2 && value.uiVal >= 1 && value.uiVal <= 8;
+  return known ? value.uiVal : 1;
 }
 
 void write_pixels(IWICBitmapFrameEncode* frame, const Image& image, bool blue_first) {
@@ -280,6 +306,7 @@ Image decode(const std::filesystem::path& file, FileType type) {
   if (reading.keep == Channels::kAsNeeded && is_opaque_everywhere(image)) image = first_channels(image, 3);
 
   image.metadata.premultiplied = reading.premultiplied;
+  image.metadata.orientation = orientation_of(frame.get(), type);
   image.metadata.icc_profile = icc_profile_of(factory.get(), frame.get());
   double x = 0;
   double y = 0;
@@ -303,7 +330,7 @@ void encode(const std::filesystem::path& file, FileType type, const Image& image
   check(factory->CreateEncoder(container_of(type), nullptr, encoder.out()), "no encoder for this file type");
   check(encoder->Initialize(stream.get(), WICBitmapEncoderNoCache), "cannot be written");
   check(encoder->CreateNewFrame(frame.out(), properties.out()), "cannot be written");
-  if (type == FileType::kJpeg) set_jpeg_quality(properties.get(), options.jpeg_quality);
+  if (type == FileType::kJpeg) set_jpeg_options(properties.get(), options);
   check(frame->Initialize(properties.get()), "cannot be written");
   check(frame->SetSize(static_cast<UINT>(image.width()), static_cast<UINT>(image.height())), "is too large");
 

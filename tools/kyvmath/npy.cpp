@@ -11,8 +11,8 @@
 #include <string>
 
 #include "error.h"
+#include "files.h"
 #include "image_io.h"
-#include "output_file.h"
 
 namespace kyv::host::npy {
 namespace {

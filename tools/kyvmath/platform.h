@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -16,6 +17,11 @@ enum class Stream { kOutput, kError };
 bool is_terminal(Stream stream);
 // Columns of the terminal behind the stream; 80 when it does not say.
 int terminal_width(Stream stream);
+// Like fopen, whose mode it takes: null, and errno set, when that fails.
+std::FILE* open_file(const std::filesystem::path& file, const char* mode);
+// The standard streams, ready for bytes that are not text.
+std::FILE* binary_standard_input();
+std::FILE* binary_standard_output();
 // Makes UTF-8 text readable on the console until the program ends.
 void use_utf8_console();
 
@@ -33,12 +39,13 @@ class SharedLibrary {
   SharedLibrary& operator=(const SharedLibrary&) = delete;
 
   void* symbol(const char* name) const;  // null when the library lacks it
-  // Where the loaded file lies, links resolved.
+  // Where the loaded file lies, links resolved; what was asked for while that is not known.
   std::filesystem::path file() const;
   // "1.0.0", from the version resource (Windows) or the file name's suffix (Linux); empty when there is none.
   std::string version() const;
 
  private:
+  std::filesystem::path asked_for_;
   void* handle_ = nullptr;
   mutable void* known_symbol_ = nullptr;
 };

@@ -56,6 +56,14 @@ int terminal_width(Stream stream) {
   return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
+std::FILE* open_file(const std::filesystem::path& file, const char* mode) {
+  return std::fopen(file.c_str(), mode);
+}
+
+std::FILE* binary_standard_input() { return stdin; }
+
+std::FILE* binary_standard_output() { return stdout; }
+
 void use_utf8_console() {}
 
 int remove_on_interrupt(const std::filesystem::path& file) {
@@ -66,7 +74,8 @@ int remove_on_interrupt(const std::filesystem::path& file) {
 
 void keep_on_interrupt(int slot) { unfinished_files.remove(slot); }
 
-SharedLibrary::SharedLibrary(const std::filesystem::path& file) : handle_(dlopen(file.c_str(), RTLD_NOW)) {
+SharedLibrary::SharedLibrary(const std::filesystem::path& file)
+    : asked_for_(file), handle_(dlopen(file.c_str(), RTLD_NOW)) {
   if (handle_ == nullptr) throw Error(dlerror());
 }
 
@@ -80,7 +89,7 @@ void* SharedLibrary::symbol(const char* name) const {
 
 std::filesystem::path SharedLibrary::file() const {
   Dl_info info{};
-  if (known_symbol_ == nullptr || dladdr(known_symbol_, &info) == 0) return {};
+  if (known_symbol_ == nullptr || dladdr(known_symbol_, &info) == 0) return asked_for_;
   std::error_code failure;
   const auto resolved = std::filesystem::canonical(info.dli_fname, failure);
   return failure ? std::filesystem::path(info.dli_fname) : resolved;

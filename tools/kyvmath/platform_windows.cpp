@@ -1,3 +1,5 @@
+#include <fcntl.h>
+#include <io.h>
 #include <process.h>
 #include <windows.h>
 
@@ -71,6 +73,20 @@ int terminal_width(Stream stream) {
   return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
+std::FILE* open_file(const std::filesystem::path& file, const char* mode) {
+  return _wfopen(file.c_str(), std::filesystem::path(mode).c_str());
+}
+
+std::FILE* binary_standard_input() {
+  _setmode(_fileno(stdin), _O_BINARY);
+  return stdin;
+}
+
+std::FILE* binary_standard_output() {
+  _setmode(_fileno(stdout), _O_BINARY);
+  return stdout;
+}
+
 void use_utf8_console() {
   previous_code_page = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
@@ -85,8 +101,13 @@ int remove_on_interrupt(const std::filesystem::path& file) {
 
 void keep_on_interrupt(int slot) { unfinished_files.remove(slot); }
 
-SharedLibrary::SharedLibrary(const std::filesystem::path& file) : handle_(LoadLibraryW(file.c_str())) {
-  if (handle_ == nullptr) throw Error(last_error_text());
+SharedLibrary::SharedLibrary(const std::filesystem::path& file)
+    : asked_for_(file), handle_(LoadLibraryW(file.c_str())) {
+  // The system's text has a place for the name, or none.
+  if (handle_ == nullptr) {
+    const auto name = file.u8string();
+    throw Error(std::string(name.begin(), name.end()) + ": " + last_error_text());
+  }
 }
 
 SharedLibrary::~SharedLibrary() { FreeLibrary(static_cast<HMODULE>(handle_)); }

@@ -4,9 +4,9 @@
 #include <sstream>
 
 #include "error.h"
+#include "files.h"
 #include "image_io.h"
 #include "mtf.h"
-#include "output_file.h"
 
 namespace kyv::host {
 namespace {

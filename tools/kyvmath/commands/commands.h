@@ -1,33 +1,31 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <functional>
-#include <nlohmann/json.hpp>
-#include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace kyv::host {
 
-using Json = nlohmann::ordered_json;
+class CommandLine;
 
 enum ExitStatus { kSuccess = 0, kSomeFailed = 1, kBadUsage = 2, kNoLibrary = 3 };
 
 // Options that every command has.
 struct CommonOptions {
-  std::optional<std::filesystem::path> library;
+  std::string library;
   bool json = false;
 };
 
-// What the chosen command does; set by the parser, run by main.
+// What the chosen command does once its options are known.
 using Action = std::function<ExitStatus()>;
 
-void add_resize_command(CLI::App& app, const CommonOptions& common, Action& action);
-void add_otf_command(CLI::App& app, const CommonOptions& common, Action& action);
-void add_psf_command(CLI::App& app, const CommonOptions& common, Action& action);
-void add_blur_command(CLI::App& app, const CommonOptions& common, Action& action);
-void add_deblur_command(CLI::App& app, const CommonOptions& common, Action& action);
-void add_info_command(CLI::App& app, const CommonOptions& common, Action& action);
+void add_resize_command(CommandLine& program, const CommonOptions& common);
+void add_otf_command(CommandLine& program, const CommonOptions& common);
+void add_psf_command(CommandLine& program, const CommonOptions& common);
+void add_blur_command(CommandLine& program, const CommonOptions& common);
+void add_deblur_command(CommandLine& program, const CommonOptions& common);
+void add_info_command(CommandLine& program, const CommonOptions& common);
 
 // A file name as the command line gives it, in UTF-8.
 inline std::filesystem::path to_path(const std::string& utf8) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <utility>
@@ -6,8 +7,9 @@
 #include "../error.h"
 #include "../image_io.h"
 #include "../modes.h"
-#include "commands.h"
+#include "arguments.h"
 #include "load.h"
+#include "report.h"
 
 namespace kyv::host {
 namespace {
@@ -34,12 +36,24 @@ std::vector<std::string> instruction_sets() {
   return names;
 }
 
+// The kernels that the library chooses on this processor: the best set whose instructions are all there.
+std::string kernel_set(const std::vector<std::string>& offered) {
+  const auto has = [&](std::initializer_list<const char*> names) {
+    return std::ranges::all_of(
+        names, [&](const char* name) { return std::ranges::find(offered, name) != offered.end(); });
+  };
+  if (!has({"SSE2"})) return "scalar";
+  if (!has({"AVX2", "FMA"})) return "sse2";
+  if (!has({"AVX-512F", "AVX-512BW", "AVX-512VL", "AVX-512DQ"})) return "avx2";
+  return has({"AVX-512VBMI"}) ? "avx512vbmi" : "avx512";
+}
+
 constexpr std::array<const char*, 5> kLimits{
     "a row of pixels: 2^31-1 bytes; a side: 2^31-1 pixels; in a 32-bit process some 2 GiB for everything",
     "super only reduces: neither side may grow",
     "a picture with a side below 6 pixels: lanczos works as cubic; below 4, lanczos and cubic work as linear",
     "a transformed plane: 2^31-1 values; any lengths, quickest without prime factors above 7",
-    "JPEG: 8-bit grey and RGB, 65500 pixels a side",
+    "JPEG: 65500 pixels a side; deeper or transparent pictures become 8-bit and opaque",
 };
 
 Json describe_library(const CommonOptions& common) {
@@ -52,6 +66,7 @@ Json describe_library(const CommonOptions& common) {
   json["bits"] = 8 * sizeof(void*);
   json["processors"] = platform::processor_count();
   json["instruction_sets"] = instruction_sets();
+  json["kernels"] = kernel_set(instruction_sets());
   json["modes"] = Json::array();
   for (const Mode& mode : kModes) {
     json["modes"].push_back({{"name", mode.name}, {"value", mode.value}, {"description", mode.description}});
@@ -77,6 +92,7 @@ void print_library(const Json& json) {
               json["bits"].get<int>());
   std::printf("processors        %u\n", json["processors"].get<unsigned>());
   std::printf("instruction sets  %s\n", joined(json["instruction_sets"]).c_str());
+  std::printf("kernels           %s\n", json["kernels"].get<std::string>().c_str());
   std::printf("files             reads and writes %s\n", joined(json["reads"]).c_str());
   std::printf("formats           %s\n", joined(json["formats"]).c_str());
   std::printf("modes\n");
@@ -88,13 +104,17 @@ void print_library(const Json& json) {
 }
 
 Json describe_picture(const std::string& name) {
-  const Image image = read_image(to_path(name));
+  const Image image = read_image(to_path(name), false);
   const Metadata& metadata = image.metadata;
+  const bool lies = metadata.orientation >= 5;
   Json json{{"file", name},
-            {"width", image.width()},
-            {"height", image.height()},
+            {"width", lies ? image.height() : image.width()},
+            {"height", lies ? image.width() : image.height()},
             {"channels", image.format().channels},
             {"bits", image.format().bits},
+            {"orientation", metadata.orientation},
+            {"exif_bytes", metadata.exif.size()},
+            {"xmp_bytes", metadata.xmp.size()},
             {"icc_profile_bytes", metadata.icc_profile.size()}};
   json["dpi"] = metadata.dpi_x > 0 ? Json{metadata.dpi_x, metadata.dpi_y} : Json();
   json["premultiplied"] = metadata.premultiplied;
@@ -111,8 +131,11 @@ void print_picture(const Json& json) {
                   json["dpi"][1].get<double>());
     line += dpi;
   }
-  if (json["icc_profile_bytes"] != 0) {
-    line += "  ICC profile of " + std::to_string(json["icc_profile_bytes"].get<std::size_t>()) + " bytes";
+  if (json["orientation"] != 1) line += "  orientation " + std::to_string(json["orientation"].get<int>());
+  for (const auto& [what, key] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"EXIF", "exif_bytes"}, {"XMP", "xmp_bytes"}, {"ICC profile", "icc_profile_bytes"}}) {
+    const auto bytes = json[key].get<std::size_t>();
+    if (bytes > 0) line += std::string("  ") + what + " of " + std::to_string(bytes) + " bytes";
   }
   if (json["premultiplied"].get<bool>()) line += "  premultiplied";
   std::printf("%s\n", line.c_str());
@@ -122,7 +145,7 @@ ExitStatus run_info(const CommonOptions& common, const std::vector<std::string>&
   if (files.empty()) {
     const Json json = describe_library(common);
     if (common.json) {
-      std::printf("%s\n", json.dump(2).c_str());
+      print_json(json);
     } else {
       print_library(json);
     }
@@ -140,19 +163,19 @@ ExitStatus run_info(const CommonOptions& common, const std::vector<std::string>&
       status = kSomeFailed;
     }
   }
-  if (common.json) std::printf("%s\n", pictures.dump(2).c_str());
+  if (common.json) print_json(pictures);
   return status;
 }
 
 }  // namespace
 
-void add_info_command(CLI::App& app, const CommonOptions& common, Action& action) {
+void add_info_command(CommandLine& program, const CommonOptions& common) {
   auto files = std::make_shared<std::vector<std::string>>();
-  CLI::App* command =
-      app.add_subcommand("info", "Tell about the library, the processor, modes, formats and limits");
-  command->footer("With files: what each picture holds.");
-  command->add_option("files", *files, "Pictures to tell about instead");
-  command->callback([=, &common, &action] { action = [=, &common] { return run_info(common, *files); }; });
+  Arguments command =
+      program.command("info", "Tell about the library, the processor, modes, formats and limits",
+                      "With files: what each picture holds. Sizes are those of the upright picture.",
+                      [=, &common] { return run_info(common, *files); });
+  command.positionals(*files, "Pictures to tell about instead", 0, 0);
 }
 
 }  // namespace kyv::host

@@ -1,7 +1,9 @@
 #include "psf_options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 #include "../error.h"
 #include "../image_io.h"
@@ -91,26 +93,19 @@ ComplexPlanes psf_from_file(const PsfOptions& options, std::optional<Size> size)
 
 }  // namespace
 
-void add_psf_options(CLI::App& command, PsfOptions& options) {
-  const auto add = [&](const std::string& name, double& value, const std::string& text,
-                       const std::string& type) {
-    command.add_option(name, value, text)
-        ->check(CLI::Range(1e-3, kLargestParameter))
-        ->type_name(type)
-        ->group("Point-spread function");
-  };
-  add("--gaussian", options.gaussian, "Gaussian of this standard deviation, in pixels", "S");
-  add("--disk", options.disk, "Uniform disk of this radius, in pixels: a defocused lens", "R");
-  command.add_option("--motion", options.motion, "Straight movement: pixels, degrees counter-clockwise")
-      ->type_name("L,ANGLE")
-      ->group("Point-spread function");
-  add("--airy", options.airy, "Perfect circular lens: radius of the first dark ring, in pixels", "R");
-  command.add_option("--psf-size", options.size, "Size of the function's picture (otf: default 256x256)")
-      ->type_name("WxH")
-      ->group("Point-spread function");
-  command.add_option("--psf-center", options.centre, "Centre of a function that is read (default: W/2,H/2)")
-      ->type_name("X,Y")
-      ->group("Point-spread function");
+void add_psf_options(Arguments& command, PsfOptions& options) {
+  constexpr double kLeastParameter = 1e-3;
+  command.group("Point-spread function");
+  command.number("--gaussian", options.gaussian, "Gaussian of this standard deviation, in pixels", "S",
+                 kLeastParameter, kLargestParameter);
+  command.number("--disk", options.disk, "Uniform disk of this radius, in pixels: a defocused lens", "R",
+                 kLeastParameter, kLargestParameter);
+  command.text("--motion", options.motion, "Straight movement: pixels, degrees counter-clockwise", "L,ANGLE");
+  command.number("--airy", options.airy, "Perfect circular lens: radius of the first dark ring, in pixels",
+                 "R", kLeastParameter, kLargestParameter);
+  command.text("--psf-size", options.size, "Size of the function's picture (otf: default 256x256)", "WxH");
+  command.text("--psf-center", options.centre, "Centre of a function that is read (default: W/2,H/2)", "X,Y");
+  command.group("");
 }
 
 bool makes_psf(const PsfOptions& options) {

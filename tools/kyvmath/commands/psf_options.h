@@ -4,7 +4,7 @@
 #include <string>
 
 #include "../planes.h"
-#include "commands.h"
+#include "arguments.h"
 
 namespace kyv::host {
 
@@ -20,7 +20,7 @@ struct PsfOptions {
 };
 
 // Adds --gaussian, --disk, --motion, --airy, --psf-size and --psf-center.
-void add_psf_options(CLI::App& command, PsfOptions& options);
+void add_psf_options(Arguments& command, PsfOptions& options);
 
 // Whether the PSF is to be made rather than read.
 bool makes_psf(const PsfOptions& options);

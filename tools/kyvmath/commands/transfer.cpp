@@ -7,9 +7,9 @@
 #include "../image_io.h"
 #include "../mtf.h"
 #include "../npy.h"
-#include "commands.h"
 #include "load.h"
 #include "psf_options.h"
+#include "report.h"
 
 namespace kyv::host {
 namespace {
@@ -52,6 +52,13 @@ OtfOutputs outputs_of(const std::filesystem::path& name) {
   return {with(".npy"), with("-magnitude.png"), with("-mtf.svg")};
 }
 
+void check_not_input(const std::filesystem::path& input, const std::filesystem::path& output) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(input, output, ignored)) {
+    throw UsageError(display(output) + ": is the input, too; give the result another name");
+  }
+}
+
 Json curves_of(const Mtf& mtf) {
   Json half = Json::array();
   for (const auto& curve : mtf.planes) {
@@ -79,7 +86,7 @@ void report(const CommonOptions& common, const std::string& source, const Comple
   for (const auto& file : written) result["outputs"].push_back(display(file));
   result["library_seconds"] = seconds;
   result.update(details);
-  std::printf("%s\n", result.dump(2).c_str());
+  print_json(result);
 }
 
 double timed_conversion(const Library& library, Direction direction, bool single, ComplexPlanes& planes) {
@@ -99,6 +106,9 @@ ExitStatus run_otf(const CommonOptions& common, OtfOptions options) {
   if (!made) options.psf.file = options.files[0];
   if (made && options.psf.size.empty()) options.psf.size = kDefaultOtfSize;
   const OtfOutputs outputs = outputs_of(to_path(options.files.back()));
+  for (const auto& output : {outputs.planes, outputs.magnitude, outputs.plot}) {
+    if (!made) check_not_input(to_path(options.psf.file), output);
+  }
 
   ComplexPlanes planes = psf_from(options.psf);
   const Library library = load_library(common);
@@ -127,6 +137,7 @@ ExitStatus run_psf(const CommonOptions& common, const PsfCommandOptions& options
   const auto output = to_path(options.output);
   const bool raw = output.extension() == ".npy";
   if (!raw) type_from_name(output);
+  check_not_input(to_path(options.otf), output);
 
   ComplexPlanes planes = npy::read(to_path(options.otf));
   const Library library = load_library(common);
@@ -151,11 +162,10 @@ ExitStatus run_psf(const CommonOptions& common, const PsfCommandOptions& options
 
 }  // namespace
 
-void add_otf_command(CLI::App& app, const CommonOptions& common, Action& action) {
+void add_otf_command(CommandLine& program, const CommonOptions& common) {
   auto options = std::make_shared<OtfOptions>();
-  CLI::App* command =
-      app.add_subcommand("otf", "Convert a point-spread function to its optical transfer function");
-  command->footer(
+  Arguments command = program.command(
+      "otf", "Convert a point-spread function to its optical transfer function",
       "PSF is a picture (its colour channels become planes) or a .npy file; it is scaled to a sum of 1 and "
       "its\n"
       "centre is moved to the origin. OUT tells what is written: NAME.npy the complex planes, NAME.svg a "
@@ -164,27 +174,26 @@ void add_otf_command(CLI::App& app, const CommonOptions& common, Action& action)
       "decades), and a NAME without extension all three.\n\n"
       "Examples:\n"
       "  kyvmath otf star.png lens\n"
-      "  kyvmath otf --airy 3.5 --psf-size 512x512 airy.svg");
-  command->add_option("files", options->files, "[PSF] OUT")->required()->expected(1, 2);
-  add_psf_options(*command, options->psf);
-  command->add_flag("--single", options->single, "Transform in single precision");
-  command->callback([=, &common, &action] { action = [=, &common] { return run_otf(common, *options); }; });
+      "  kyvmath otf --airy 3.5 --psf-size 512x512 airy.svg",
+      [=, &common] { return run_otf(common, *options); });
+  command.positionals(options->files, "[PSF] OUT", 1, 2);
+  add_psf_options(command, options->psf);
+  command.flag("--single", options->single, "Transform in single precision");
 }
 
-void add_psf_command(CLI::App& app, const CommonOptions& common, Action& action) {
+void add_psf_command(CommandLine& program, const CommonOptions& common) {
   auto options = std::make_shared<PsfCommandOptions>();
-  CLI::App* command =
-      app.add_subcommand("psf", "Convert an optical transfer function back to its point-spread function");
-  command->footer(
-      "OTF is a .npy file as 'kyvmath otf' writes it. The centre is moved back to the middle. OUT is "
-      "NAME.npy\n"
-      "(real values) or a picture (16 bits, the peak white; negative values black).\n\n"
-      "Example:\n"
-      "  kyvmath psf lens.npy lens-psf.png");
-  command->add_option("otf", options->otf, "The transfer function")->required()->type_name("FILE.npy");
-  command->add_option("out", options->output, "What to write")->required()->type_name("OUT");
-  command->add_flag("--single", options->single, "Transform in single precision");
-  command->callback([=, &common, &action] { action = [=, &common] { return run_psf(common, *options); }; });
+  Arguments command =
+      program.command("psf", "Convert an optical transfer function back to its point-spread function",
+                      "OTF is a .npy file as 'kyvmath otf' writes it. The centre is moved back to the "
+                      "middle. OUT is NAME.npy\n"
+                      "(real values) or a picture (16 bits, the peak white; negative values black).\n\n"
+                      "Example:\n"
+                      "  kyvmath psf lens.npy lens-psf.png",
+                      [=, &common] { return run_psf(common, *options); });
+  command.positional("otf", options->otf, "The transfer function", "FILE.npy");
+  command.positional("out", options->output, "What to write", "OUT");
+  command.flag("--single", options->single, "Transform in single precision");
 }
 
 }  // namespace kyv::host
