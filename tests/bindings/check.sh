@@ -1,6 +1,8 @@
 #!/bin/sh
-# check.sh <binding> <folder of packages> <unpacked package for Linux>: installs the packed binding in a fresh place,
+# check.sh python|dotnet|pascal <folder of packages> <unpacked package for Linux>: installs the packed binding in a fresh place,
 # runs its tests there and follows the README of its example to the letter. Exit code 77: a tool is missing.
+# check.sh recipes <folder of packages> <unpacked package for Linux> <build tree for Linux>: runs the vcpkg port and the
+# Conan recipe.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -90,23 +92,13 @@ check_python() {
   follow_readme python "$dist"/kyvmath-*-manylinux*.whl
 }
 
-# The binding as its users have it: compiled against the package, the native library beside the program. Debian's Mono
-# lacks the assemblies of .NET Standard, which any other .NET brings with it; stand-ins forward to its own types.
+# The binding as its users have it: compiled against the package, the native library beside the program.
 check_dotnet() {
   command -v mcs >/dev/null && command -v mono >/dev/null || skip "needs mono-mcs mono-runtime"
   "$here/dotnet/check_layout.py" "$dist"/KyvMath.*.nupkg
   program=$work/program
-  mkdir "$program"
-  (cd "$work" && python3 -m zipfile -e "$dist"/KyvMath.*.nupkg nuget)
-  cmp "$package/lib/libKyvMath.so" "$work/nuget/runtimes/linux-x64/native/libKyvMath.so" || fail "another library"
-  python3 -c 'import sys; sys.stdout.buffer.write(bytes.fromhex(sys.stdin.read()))' \
-    <"$root/bindings/dotnet/reference/standard.key" >"$work/key"
-  for assembly in netstandard System.Memory; do
-    awk -f "$here/dotnet/forward.awk" "$root/bindings/dotnet/reference/$assembly.cs" >"$work/$assembly.cs"
-    mcs -langversion:latest -target:library -delaysign+ -keyfile:"$work/key" -out:"$program/$assembly.dll" \
-      "$work/$assembly.cs"
-  done
-  cp "$work"/nuget/lib/netstandard2.0/* "$work"/nuget/runtimes/linux-x64/native/* "$program"
+  "$here/dotnet/unpack.sh" "$dist"/KyvMath.*.nupkg "$program"
+  cmp "$package/lib/libKyvMath.so" "$program/libKyvMath.so" || fail "another library"
   print_expected_lines
   (cd "$program" && mcs -langversion:latest -warnaserror -r:KyvMath.Net.dll,netstandard.dll,System.Memory.dll \
     -out:Probe.exe "$here/dotnet/Probe.cs" && mono Probe.exe >"$work/lines") || fail "Probe.cs"
@@ -128,10 +120,23 @@ check_pascal() {
   follow_readme pascal "$package/include/KyvMath.pas"
 }
 
+# The port and the recipe. Neither tool is packaged by Debian: stand-ins run them as far as can be without.
+check_recipes() { # build tree
+  cmake -DPORT_DIR="$root/bindings/vcpkg/kyvmath" -DSYSTEM=linux -DBUILT="$1" -DOUT="$work/linux" \
+    -P "$here/recipes/check_vcpkg.cmake" >"$work/log" || fail "the vcpkg port: $(cat "$work/log")"
+  # The port's own folder of packages.
+  if [ -n "$(find "$root/dist" -name 'KyvMath-*-win32.zip' 2>/dev/null)" ]; then
+    cmake -DPORT_DIR="$root/bindings/vcpkg/kyvmath" -DSYSTEM=windows -DBUILT="$1" -DOUT="$work/windows" \
+      -P "$here/recipes/check_vcpkg.cmake" >"$work/log" || fail "the vcpkg port: $(cat "$work/log")"
+  fi
+  "$here/recipes/check_conan.py" "$1" || fail "the Conan recipe"
+}
+
 case $binding in
   python) check_python ;;
   dotnet) check_dotnet ;;
   pascal) check_pascal ;;
+  recipes) check_recipes "$4" ;;
   *) fail "no such binding" ;;
 esac
 say "all well"

@@ -63,6 +63,7 @@ check_linux() {
   "$root/tests/bindings/check.sh" python "$dist" "$package"
   "$root/tests/bindings/check.sh" dotnet "$dist" "$package"
   "$root/tests/bindings/check.sh" pascal "$dist" "$package"
+  "$root/tests/bindings/check.sh" recipes "$dist" "$package" "$root/build/package/linux"
   check_deb
   check_other_compiler
   check_static_target
@@ -140,7 +141,7 @@ follow_windows_readme() { # example, triple, kind of block
   say "examples/$1 ($3) works"
 }
 
-check_windows() { # triple, MSVC target, machine of the linker
+check_windows() { # triple, MSVC target, machine of the linker, processor
   unpack "$platform"
   check_no_paths
   # The name pointers are the eight; imports are the system's own.
@@ -156,6 +157,7 @@ check_windows() { # triple, MSVC target, machine of the linker
   else
     say "examples/cpp/threads.cpp: not compiled, there is no $1-g++-posix here"
   fi
+  "$root/tests/bindings/check_pascal_windows.sh" "$package" "$4" || [ $? -eq 77 ] || fail "Pascal"
   check_document_programs "$1"
   check_cmake_cross "$1"
   check_msvc_library "$1" "$2" "$3"
@@ -220,8 +222,8 @@ check_msvc_library() {
 check_sums
 case $platform in
   linux) check_linux ;;
-  win32) check_windows i686-w64-mingw32 i686-pc-windows-msvc x86 ;;
-  win64) check_windows x86_64-w64-mingw32 x86_64-pc-windows-msvc x64 ;;
+  win32) check_windows i686-w64-mingw32 i686-pc-windows-msvc x86 i386 ;;
+  win64) check_windows x86_64-w64-mingw32 x86_64-pc-windows-msvc x64 x86_64 ;;
   *) fail "unknown platform" ;;
 esac
 say "all well"

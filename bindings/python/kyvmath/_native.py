@@ -90,7 +90,7 @@ class _LifeCycle:
         self._users = 0
         atexit.register(self._at_exit)
         if hasattr(os, "register_at_fork"):
-            os.register_at_fork(before=self._lock_for_fork, after_in_parent=self._unlock,
+            os.register_at_fork(before=self._lock.acquire, after_in_parent=self._lock.release,
                                 after_in_child=self._after_in_child)
 
     def _add_user(self) -> None:
@@ -118,12 +118,6 @@ class _LifeCycle:
         with self._lock:
             if self._users > 0:
                 self._remove_user()
-
-    def _lock_for_fork(self) -> None:
-        self._lock.acquire()
-
-    def _unlock(self) -> None:
-        self._lock.release()
 
     def _after_in_child(self) -> None:
         """Of the parent's threads, and so of its running calls, only the forking one is there; it is in no call."""
