@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compiles or runs every code block of the documents.
 
-    check_documents.py --library <libKyvMath.so> [document ...]
+    check_documents.py --library <libKyvMath.so> [--bindings <packed bindings>] [document ...]
 
 A block is fenced by ``` and the language's name. What happens to it:
 
@@ -11,6 +11,8 @@ A block is fenced by ``` and the language's name. What happens to it:
   c windows     compiled with both MinGW compilers where they are; check_package.sh runs it.
   python        joined with the document's other fragments and tests/package/<document>_main.py, and run with
                 KYVMATH_LIBRARY set to the library's path.
+  <any> same    a whole program, in C, C++, Python, C# or Pascal: compiled with the packed binding and run; all such
+                programs of a document must print one text, which the document states.
   cmake         configured after find_package's preamble, in an installed copy (--prefix) when one is given.
   sh            read by the shell without running it; ./dev must know the command. With more words (sh linux,
                 sh windows ...) check_package.sh runs it in an unpacked package.
@@ -33,6 +35,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror"]
 COMPILERS = {"c": ["cc", "-std=c99"], "cpp": ["c++", "-std=c++20"]}
+# Which command and which packed binding a program of another language takes.
+HOSTS = {"python": ("/usr/bin/python3", "*linux*.whl"), "csharp": ("mcs", "*.nupkg"), "pascal": ("fpc", "*")}
 MINGW = ("i686-w64-mingw32-gcc-win32", "x86_64-w64-mingw32-gcc-win32")
 LINK = re.compile(r"\]\((?!https?:)([^)#\s]*)(?:#([^)\s]+))?\)")
 FENCE = re.compile(r"^```(.*?)\n(.*?)^```", re.MULTILINE | re.DOTALL)
@@ -72,8 +76,9 @@ def check_links(document):
 
 
 class Checker:
-    def __init__(self, library, prefix, scratch):
+    def __init__(self, library, prefix, bindings, scratch):
         self.library = library
+        self.bindings = bindings
         self.prefix = prefix
         self.scratch = scratch
         self.skipped = set()
@@ -84,7 +89,32 @@ class Checker:
         source.write_text(text, encoding="utf-8")
         run(COMPILERS[language] + WARNINGS + ["-O1", "-I", ROOT / "include", source, self.library,
                                                f"-Wl,-rpath,{self.library.parent}", "-lm", "-pthread", "-o", program])
-        run([program], cwd=self.scratch)
+        return run([program], cwd=self.scratch)
+
+    def run_program(self, language, text):
+        """Output of a whole program, or None where something that it takes is missing."""
+        if language in COMPILERS:
+            return self.compile_and_run(language, text)
+        tool, package = HOSTS[language]
+        found = sorted(self.bindings.glob(package)) if self.bindings else []
+        if shutil.which(tool) is None or not found:
+            self.skipped.add(f"programs in {language} (no {tool}, or no --bindings)")
+            return None
+        folder = self.scratch / language
+        folder.mkdir()
+        program = folder / "program"
+        program.write_text(text, encoding="utf-8")
+        if language == "python":
+            run([tool, "-m", "zipfile", "-e", found[-1], folder])
+            return run([tool, program], cwd=folder)  # finds the package beside the program
+        if language == "csharp":
+            run([ROOT / "tests/bindings/dotnet/unpack.sh", found[-1], folder])
+            run([tool, "-langversion:latest", "-warnaserror", "-r:KyvMath.Net.dll,netstandard.dll,System.Memory.dll",
+                 "-out:program.exe", program], cwd=folder)
+            return run(["mono", "program.exe"], cwd=folder)
+        run([tool, "-v0", "-vew", f"-Fu{ROOT / 'bindings/pascal'}", f"-FU{folder}", f"-o{folder / 'block'}",
+             f"-Fl{self.library.parent}", f"-k-rpath={self.library.parent}", program])
+        return run([folder / "block"], cwd=folder)
 
     def compile_for_windows(self, text):
         source = self.scratch / "block.c"
@@ -131,10 +161,13 @@ class Checker:
     def check_document(self, document):
         fragments = {"c": [], "cpp": [], "python": []}
         count = 0
+        outputs = {}
         for line, words, text in blocks_of(document):
             language = words[0] if words else "text"
             try:
-                if language in COMPILERS and words[1:] == ["windows"]:
+                if words[1:] == ["same"]:
+                    outputs[language] = self.run_program(language, text)
+                elif language in COMPILERS and words[1:] == ["windows"]:
                     self.compile_for_windows(text)
                 elif language in COMPILERS and re.search(r"\bmain\(", text):
                     self.compile_and_run(language, text)
@@ -149,6 +182,9 @@ class Checker:
             except Failure as failure:
                 raise Failure(f"{document}:{line}: {failure}") from None
             count += language != "text"
+        printed = {output.strip() for output in outputs.values() if output is not None}
+        if len(printed) > 1 or not all(text in document.read_text(encoding="utf-8") for text in printed):
+            raise Failure(f"{document}: programs do not all print what the document says: {outputs}")
         for language, texts in fragments.items():
             try:
                 self.check_fragments(document, language, texts)
@@ -161,6 +197,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--library", type=pathlib.Path, required=True)
     parser.add_argument("--prefix", type=pathlib.Path)
+    parser.add_argument("--bindings", type=pathlib.Path)
     parser.add_argument("documents", nargs="*", type=pathlib.Path)
     arguments = parser.parse_args()
     documents = arguments.documents or sorted(
@@ -170,7 +207,8 @@ def main():
     skipped = set()
     for document in documents:
         with tempfile.TemporaryDirectory() as scratch:
-            checker = Checker(arguments.library.resolve(), arguments.prefix, pathlib.Path(scratch))
+            checker = Checker(arguments.library.resolve(), arguments.prefix, arguments.bindings,
+                              pathlib.Path(scratch).resolve())
             try:
                 check_links(document)
                 count = checker.check_document(document)
