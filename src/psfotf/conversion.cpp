@@ -34,17 +34,44 @@ bool sizes_fit(std::int32_t width, std::int32_t height, std::int32_t planes) noe
          static_cast<std::uint64_t>(values) <= SIZE_MAX / sizeof(double) / static_cast<std::uint64_t>(planes);
 }
 
-// One transform of one plane; false when it could not be set up, with nothing written.
-bool transform(const PlaneArrays& plane, const std::int32_t (&lengths)[2], Direction direction,
-               Precision precision, double backward_scale, const Kernels& kernels, void* workspace,
-               DescriptorRoom* room) noexcept {
-  Descriptor* descriptor = create_descriptor(precision, lengths, kernels, room);
-  if (direction == Direction::kBackward) DftiSetValue(descriptor, DFTI_BACKWARD_SCALE, backward_scale);
-  commit_for_arrays(descriptor);
-  const std::int32_t status = compute_arrays(descriptor, direction, plane, workspace);
-  DftiFreeDescriptor(&descriptor);
-  return status == DFTI_NO_ERROR;
-}
+// The transform of the planes of a stack. The descriptor and its plan are made with the first plane; where
+// there is no memory for them, with the next one again.
+class PlaneTransform {
+ public:
+  // The descriptor lies in `room`, or on the heap where that is null.
+  PlaneTransform(const std::int32_t (&lengths)[2], Direction direction, Precision precision,
+                 const Kernels& kernels, DescriptorRoom* room) noexcept
+      : lengths_{lengths[0], lengths[1]},
+        direction_(direction),
+        precision_(precision),
+        kernels_(kernels),
+        room_(room) {}
+  ~PlaneTransform() { DftiFreeDescriptor(&descriptor_); }
+  PlaneTransform(const PlaneTransform&) = delete;
+  PlaneTransform& operator=(const PlaneTransform&) = delete;
+
+  // False when it could not be set up, with nothing written.
+  bool run(const PlaneArrays& plane, void* workspace) noexcept {
+    if (descriptor_ == nullptr) create();
+    commit_for_arrays(descriptor_);
+    return compute_arrays(descriptor_, direction_, plane, workspace) == DFTI_NO_ERROR;
+  }
+
+ private:
+  void create() noexcept {
+    descriptor_ = create_descriptor(precision_, lengths_, kernels_, room_);
+    if (direction_ == Direction::kForward) return;
+    const float scale = 1.0f / static_cast<float>(lengths_[0] * lengths_[1]);
+    DftiSetValue(descriptor_, DFTI_BACKWARD_SCALE, static_cast<double>(scale));
+  }
+
+  std::int32_t lengths_[2];
+  Direction direction_;
+  Precision precision_;
+  const Kernels& kernels_;
+  DescriptorRoom* room_;
+  Descriptor* descriptor_ = nullptr;
+};
 
 void copy(const PlaneArrays& plane, std::size_t values, Precision precision) noexcept {
   const bool single = precision == Precision::kSingle;
@@ -74,18 +101,14 @@ int convert_planes(const PlaneStack& stack, Direction direction, Precision preci
   const Scratch scratch(bytes);
   if (takes_memory && scratch.get() == nullptr) return kFailed;
   DescriptorRoom room;
+  PlaneTransform transform(lengths, direction, precision, *kernels.psfotf, takes_memory ? nullptr : &room);
 
-  const std::int32_t count = stack.width * stack.height;
-  const auto values = static_cast<std::size_t>(count);
-  const float scale = 1.0f / static_cast<float>(count);
+  const auto values = static_cast<std::size_t>(stack.width) * static_cast<std::size_t>(stack.height);
   for (std::int32_t p = 0; p < stack.planes; ++p) {
     const std::size_t offset = static_cast<std::size_t>(p) * values;
     const PlaneArrays plane{stack.src_real + offset, stack.src_imag + offset, stack.dst_real + offset,
                             stack.dst_imag + offset};
-    if (!transform(plane, lengths, direction, precision, static_cast<double>(scale), *kernels.psfotf,
-                   scratch.get(), takes_memory ? nullptr : &room)) {
-      copy(plane, values, precision);
-    }
+    if (!transform.run(plane, scratch.get())) copy(plane, values, precision);
   }
   return kDone;
 }

@@ -286,7 +286,7 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
 
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
   if (!is_sound(descriptor)) return DFTI_BAD_DESCRIPTOR;
-  return descriptor->commit() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+  return descriptor->is_committed() || descriptor->commit() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
 std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],

@@ -70,6 +70,7 @@ struct DescriptorRoom {
 // not null, else on the heap.
 Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2], const Kernels& kernels,
                               DescriptorRoom* room = nullptr) noexcept;
+// A descriptor that is committed keeps its plan.
 std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept;
 
 // Bytes of workspace, aligned to a cache line, for arrays of these lengths: 0 for small planes that need

@@ -173,8 +173,8 @@ const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernel
   auto* positions = arena.take<std::int32_t>(n);
   auto* spectrum_re = arena.take<T>(inner_n);
   auto* spectrum_im = arena.take<T>(inner_n);
-  auto* first_table = arena.take<T>(n);
-  auto* second_table = arena.take<T>(n);
+  auto* first_table = arena.take<T>(rader ? 0 : n);
+  auto* second_table = arena.take<T>(rader ? 0 : n);
   auto* gather = arena.take<std::int32_t>(rader ? n : 0);
   auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
   const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, gap, arena);

@@ -109,11 +109,16 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   layout.part_gap = gap_of(method.column);
   const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
   const std::uint64_t block = element * block_elements;
-  layout.block_pitch = (block + line - 1) / line * line + padding;
+  // Blocks of a line or two follow one another: beside planes of a few rows, padding would be most of the
+  // memory.
+  const bool padded = block > 2 * line;
+  layout.block_pitch = padded ? (block + line - 1) / line * line + padding : block;
   layout.output = choose_output(shape, method.column);
   layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
   layout.line_offset =
-      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0));
+      (layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)) +
+       line - 1) /
+      line * line;
   // Within lanes: the row's elements and a plain row with a vector's room behind each part.
   const auto row = static_cast<std::uint64_t>(method.row.length);
   const std::uint64_t row_elements =

@@ -341,9 +341,8 @@ TEST_P(Conversion, EveryAllocationMayFail) {
     FaultySystem system;
     GetParam().forward(stack);
     const int count = system.calls(Call::kAllocate);
-    ASSERT_EQ((count - 1) % kPlanes, 0);
-    const int per_plane = (count - 1) / kPlanes;
-    ASSERT_GE(per_plane, 1);
+    ASSERT_GE(count, 2);
+    ASSERT_LE(count, 3);  // the scratch, the descriptor of the stack and, for a large plane, its plan
     for (const int times : {1, testing_support::kForGood}) {
       for (int failing = 0; failing < count; ++failing) {
         SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + ", allocation " +
@@ -362,9 +361,9 @@ TEST_P(Conversion, EveryAllocationMayFail) {
           continue;
         }
         EXPECT_EQ(status, 0);
-        const auto hit = static_cast<std::size_t>((failing - 1) / per_plane);
+        // What fails with the first plane is tried again with the next.
         for (std::size_t p = 0; p < kPlanes; ++p) {
-          const bool failed = times == 1 ? p == hit : p >= hit;
+          const bool failed = times != 1 || p == 0;
           EXPECT_TRUE(plane_is(result, p, failed ? untransformed : good)) << "plane " << p;
         }
       }
