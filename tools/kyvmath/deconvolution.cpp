@@ -87,14 +87,6 @@ void gather(const std::vector<double>& frame, int frame_width, int channel, Imag
   }
 }
 
-void copy_channel(const Image& source, int channel, Image& destination) {
-  for (int y = 0; y < source.height(); ++y) {
-    for (int x = 0; x < source.width(); ++x) {
-      destination.set_sample(x, y, channel, source.sample(x, y, channel));
-    }
-  }
-}
-
 // The OTF of one plane of the PSF in a frame of the given size, its centre at the origin.
 ComplexPlanes otf_in_frame(const Library& library, const ComplexPlanes& psf, int plane, Size size,
                            Precision precision) {
@@ -223,8 +215,7 @@ Image filtered(const Filtering& filtering, const Image& image, const ComplexPlan
   const Frame layout{{frame_length(image.width(), psf.width), frame_length(image.height(), psf.height)},
                      {psf.width / 2, psf.height / 2}};
 
-  Image result(image.width(), image.height(), image.format());
-  result.metadata = image.metadata;
+  Image result = image.copy();
   ComplexPlanes otf;
   int otf_plane = -1;
   for (const std::vector<int>& group : channel_groups(colours, psf.planes == 1)) {
@@ -234,7 +225,6 @@ Image filtered(const Filtering& filtering, const Image& image, const ComplexPlan
     otf_plane = plane;
     filter_channels(filtering, image, group, layout, otf, result);
   }
-  if (image.format().channels == 4) copy_channel(image, 3, result);
   return result;
 }
 

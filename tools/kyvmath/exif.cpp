@@ -121,20 +121,12 @@ class TiffBytes {
     read(at, bytes.data(), bytes.size());
     return exif_get_long(bytes.data(), order_);
   }
-  // On an even address, as directories lie. Returns where that is.
-  std::uint32_t append(const Block& bytes) {
+  // On an even address, as directories lie.
+  std::uint32_t end() {
     std::fseek(file_.get(), 0, SEEK_END);
-    long at = std::ftell(file_.get());
-    if (at % 2 != 0) {
-      std::fputc(0, file_.get());
-      ++at;
-    }
-    std::fwrite(bytes.data(), 1, bytes.size(), file_.get());
-    return static_cast<std::uint32_t>(at);
+    return static_cast<std::uint32_t>(std::ftell(file_.get()) + 1) / 2 * 2;
   }
-  void put_long(std::uint64_t at, std::uint32_t value) {
-    std::array<unsigned char, 4> bytes{};
-    exif_set_long(bytes.data(), order_, value);
+  void put(std::uint64_t at, const Block& bytes) {
     std::fseek(file_.get(), static_cast<long>(at), SEEK_SET);
     std::fwrite(bytes.data(), 1, bytes.size(), file_.get());
   }
@@ -151,6 +143,17 @@ constexpr std::size_t kEntryBytes = 12;
 // The place of the entry's value or, where that is longer than four bytes, of its offset.
 std::uint64_t value_field(std::uint64_t directory, int index) {
   return directory + 2 + static_cast<std::uint64_t>(index) * kEntryBytes + 8;
+}
+
+// Calls action(directory, field) for each entry of the main directory that points to another one.
+template <typename Action>
+void for_each_directory(TiffBytes& tiff, std::uint64_t main, Action action) {
+  const int count = tiff.short_at(main);
+  for (int i = 0; i < count; ++i) {
+    const std::uint64_t field = value_field(main, i);
+    const auto* const found = std::ranges::find(kDirectories, tiff.short_at(field - 8), &Directory::tag);
+    if (found != kDirectories.end()) action(*found, field);
+  }
 }
 
 template <typename Wanted>
@@ -225,15 +228,10 @@ Block read_from_tiff(const std::filesystem::path& file, std::uint64_t main_direc
   exif_data_set_byte_order(data.get(), tiff.order());
   read_directory(tiff, main_directory, data->ifd[EXIF_IFD_0],
                  [](int tag) { return std::ranges::find(kMainTexts, tag) != kMainTexts.end(); });
-  const int count = tiff.short_at(main_directory);
-  for (int i = 0; i < count; ++i) {
-    const std::uint64_t field = value_field(main_directory, i);
-    for (const Directory& directory : kDirectories) {
-      if (tiff.short_at(field - 8) != directory.tag) continue;
-      read_directory(tiff, tiff.long_at(field), data->ifd[directory.ifd],
-                     [](int tag) { return tag != kInteroperability; });
-    }
-  }
+  for_each_directory(tiff, main_directory, [&](const Directory& directory, std::uint64_t field) {
+    read_directory(tiff, tiff.long_at(field), data->ifd[directory.ifd],
+                   [](int tag) { return tag != kInteroperability; });
+  });
   return is_empty(*data) ? Block() : saved(data.get());
 }
 
@@ -242,17 +240,13 @@ void append_to_tiff(const std::filesystem::path& file, const Block& block) {
   if (!tiff.is_classic()) return;
   const Data data = parse(block);
   exif_data_set_byte_order(data.get(), tiff.order());
-  const std::uint32_t main = tiff.long_at(4);
-  const int count = tiff.short_at(main);
-  for (int i = 0; i < count; ++i) {
-    const std::uint64_t field = value_field(main, i);
-    for (const Directory& directory : kDirectories) {
-      if (tiff.short_at(field - 8) != directory.tag) continue;
-      const std::uint32_t place = tiff.append({});
-      tiff.append(laid_out(*data->ifd[directory.ifd], tiff.order(), place));
-      tiff.put_long(field, place);
-    }
-  }
+  for_each_directory(tiff, tiff.long_at(4), [&](const Directory& directory, std::uint64_t field) {
+    const std::uint32_t place = tiff.end();
+    tiff.put(place, laid_out(*data->ifd[directory.ifd], tiff.order(), place));
+    Block pointer(4);
+    exif_set_long(pointer.data(), tiff.order(), place);
+    tiff.put(field, pointer);
+  });
   tiff.close();
 }
 

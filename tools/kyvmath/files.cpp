@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "error.h"
 #include "file_handle.h"
@@ -16,24 +17,6 @@ namespace kyv::host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A name of its own beside the file.
-fs::path temporary_beside(fs::path file) {
-  static std::atomic<unsigned> next_number{0};
-  file += '.';
-  file += std::to_string(platform::process_id());
-  file += '-';
-  file += std::to_string(next_number++);
-  file += ".tmp";
-  return file;
-}
-
-fs::path temporary_elsewhere() {
-  std::error_code failure;
-  const fs::path folder = fs::temp_directory_path(failure);
-  if (failure) throw Error("there is no folder for temporary files: " + failure.message());
-  return temporary_beside(folder / "kyvmath");
-}
 
 // Copies all there is. Throws Error.
 void copy_stream(std::FILE* from, std::FILE* to) {
@@ -59,11 +42,6 @@ void copy_to_stream(const fs::path& file, const fs::path& name) {
   copy_stream(in.get(), open_file(name, "wb").get());
 }
 
-void remove_quietly(const fs::path& file) {
-  std::error_code ignored;
-  fs::remove(file, ignored);
-}
-
 }  // namespace
 
 bool is_stream(const fs::path& name) {
@@ -73,63 +51,57 @@ bool is_stream(const fs::path& name) {
          (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status));
 }
 
-InputFile::InputFile(const fs::path& name) : path_(name) {
-  if (!is_stream(name)) {
-    std::error_code failure;
-    const auto status = fs::status(name, failure);
-    if (status.type() == fs::file_type::not_found) throw Error("no such file");
-    if (!fs::exists(status)) throw Error("cannot be opened for reading: " + failure.message());
-    if (fs::is_directory(status)) throw Error("is a folder, not a picture");
-    return;
-  }
-  path_ = temporary_elsewhere();
-  is_copy_ = true;
+TemporaryFile::TemporaryFile(fs::path beside) : path_(std::move(beside)) {
+  static std::atomic<unsigned> next_number{0};
+  std::error_code failure;
+  if (path_.empty()) path_ = fs::temp_directory_path(failure) / "kyvmath";
+  if (failure) throw Error("there is no folder for temporary files: " + failure.message());
+  path_ += '.' + std::to_string(platform::process_id()) + '-' + std::to_string(next_number++) + ".tmp";
   slot_ = platform::remove_on_interrupt(path_);
-  try {
-    copy_from_stream(name, path_);
-  } catch (...) {
-    remove_quietly(path_);
-    platform::keep_on_interrupt(slot_);
-    throw;
-  }
 }
 
-InputFile::~InputFile() {
-  if (!is_copy_) return;
-  remove_quietly(path_);
+TemporaryFile::~TemporaryFile() {
+  std::error_code ignored;
+  fs::remove(path_, ignored);
   platform::keep_on_interrupt(slot_);
+}
+
+InputFile::InputFile(const fs::path& name) : name_(name) {
+  if (is_stream(name)) {
+    copy_.emplace();
+    copy_from_stream(name, copy_->path());
+    return;
+  }
+  std::error_code failure;
+  const auto status = fs::status(name, failure);
+  if (status.type() == fs::file_type::not_found) throw Error("no such file");
+  if (!fs::exists(status)) throw Error("cannot be opened for reading: " + failure.message());
+  if (fs::is_directory(status)) throw Error("is a folder, not a picture");
 }
 
 OutputFile::OutputFile(const fs::path& target) : target_(target) {
   std::error_code ignored;
   if (is_stream(target_)) {
-    temporary_ = temporary_elsewhere();
-  } else {
-    if (fs::is_symlink(target_, ignored)) {
-      const fs::path linked = fs::weakly_canonical(target_, ignored);
-      if (!linked.empty()) target_ = linked;
-    }
-    const auto folder = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
-    if (!fs::is_directory(folder, ignored)) throw Error("the folder to write to does not exist");
-    if (fs::is_directory(target_, ignored)) throw Error("is a folder; name a file to write");
-    temporary_ = temporary_beside(target_);
+    temporary_.emplace();
+    return;
   }
-  slot_ = platform::remove_on_interrupt(temporary_);
-}
-
-OutputFile::~OutputFile() {
-  if (!committed_) remove_quietly(temporary_);
-  platform::keep_on_interrupt(slot_);
+  if (fs::is_symlink(target_, ignored)) {
+    const fs::path linked = fs::weakly_canonical(target_, ignored);
+    if (!linked.empty()) target_ = linked;
+  }
+  const auto folder = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
+  if (!fs::is_directory(folder, ignored)) throw Error("the folder to write to does not exist");
+  if (fs::is_directory(target_, ignored)) throw Error("is a folder; name a file to write");
+  temporary_.emplace(target_);
 }
 
 void OutputFile::commit() {
-  if (is_stream(target_)) return copy_to_stream(temporary_, target_);
+  if (is_stream(target_)) return copy_to_stream(temporary(), target_);
   std::error_code failure;
   const auto replaced = fs::status(target_, failure);
-  if (fs::exists(replaced)) fs::permissions(temporary_, replaced.permissions(), failure);
-  fs::rename(temporary_, target_, failure);
+  if (fs::exists(replaced)) fs::permissions(temporary(), replaced.permissions(), failure);
+  fs::rename(temporary(), target_, failure);
   if (failure) throw Error("cannot be replaced: " + failure.message());
-  committed_ = true;
 }
 
 }  // namespace kyv::host

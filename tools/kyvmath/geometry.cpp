@@ -1,12 +1,11 @@
 #include "geometry.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
-#include <string_view>
 
 #include "error.h"
+#include "scanner.h"
 
 namespace kyv::host {
 namespace {
@@ -14,38 +13,15 @@ namespace {
 constexpr int kLargest = std::numeric_limits<int>::max();
 constexpr double kReasonableEnlargement = 16;
 
-// Takes a sequence of lengths and separators apart, from left to right.
-class Scanner {
- public:
-  explicit Scanner(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {}
-
-  bool take(char c) {
-    if (at_ == end_ || *at_ != c) return false;
-    ++at_;
-    return true;
-  }
-
-  // A number of at least 0, whole unless a percent sign follows; nothing where none begins.
-  std::optional<Length> length() {
-    Length length;
-    const auto result = std::from_chars(at_, end_, length.value);
-    if (result.ec == std::errc::invalid_argument) return std::nullopt;
-    at_ = result.ptr;
-    length.percent = take('%');
-    const bool whole = length.percent || length.value == std::floor(length.value);
-    sound_ = sound_ && result.ec == std::errc() && whole && !std::signbit(length.value) &&
-             length.value <= kLargest;
-    return length;
-  }
-
-  // Whether all was read, and all of it made sense.
-  bool at_end() const { return sound_ && at_ == end_; }
-
- private:
-  const char* at_;
-  const char* end_;
-  bool sound_ = true;
-};
+// A length of at least 0 where one begins: whole unless a percent sign follows. Others make `sound` false.
+std::optional<Length> take_length(Scanner& scanner, bool& sound) {
+  const auto number = scanner.number();
+  if (!number) return std::nullopt;
+  const Length length{*number, scanner.take('%')};
+  const bool whole = length.percent || length.value == std::floor(length.value);
+  sound = sound && whole && !std::signbit(length.value) && length.value <= kLargest;
+  return length;
+}
 
 bool is_side(const std::optional<Length>& length) { return !length || length->value > 0; }
 
@@ -118,82 +94,76 @@ Placement covering(const Target& target, Rectangle region, Size box) {
 
 std::string text_of(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
-Size parse_size(const std::string& text, const std::string& option) {
-  Scanner scanner(text);
-  const auto width = scanner.length();
-  const bool separated = scanner.take('x');
-  const auto height = separated ? scanner.length() : std::nullopt;
-  if (!width || !height || !scanner.at_end() || width->percent || height->percent || width->value < 1 ||
-      height->value < 1) {
-    throw UsageError(option + ": '" + text + "' is not a size; write WIDTHxHEIGHT, as in 800x600");
-  }
-  return {static_cast<int>(width->value), static_cast<int>(height->value)};
-}
-
 Target parse_target(Way way, const std::string& text, const std::string& option) {
   const bool box = way != Way::kExact;
+  bool sound = true;
   Target target;
   target.way = way;
   Scanner scanner(text);
-  target.width = scanner.length();
-  if (scanner.take('x')) {
-    target.height = scanner.length();
+  target.width = take_length(scanner, sound);
+  const bool separated = scanner.take('x');
+  if (separated) {
+    target.height = take_length(scanner, sound);
   } else if (target.width && (target.width->percent || box)) {
     target.height = target.width;
   }
   target.only_shrink = scanner.take('>');
   const bool complete = target.width && target.height;
-  const bool one_side = !box && text.find('x') != std::string::npos && (target.width || target.height);
-  if (!scanner.at_end() || !(complete || one_side) || !is_side(target.width) || !is_side(target.height)) {
+  const bool one_side = !box && separated && (target.width || target.height);
+  if (!sound || !scanner.at_end() || !(complete || one_side) || !is_side(target.width) ||
+      !is_side(target.height)) {
     throw UsageError(option + ": '" + text + "' is not a size; write 800x600, " +
                      (box ? "800 for a square, or 50%" : "800x or x600 to keep the proportions, or 50%"));
   }
   return target;
 }
 
+Size parse_size(const std::string& text, const std::string& option) {
+  const auto [way, width, height, only_shrink, region] = parse_target(Way::kExact, text, option);
+  if (!width || !height || width->percent || height->percent || only_shrink) {
+    throw UsageError(option + ": '" + text + "' is not a size; write WIDTHxHEIGHT, as in 800x600");
+  }
+  return {static_cast<int>(width->value), static_cast<int>(height->value)};
+}
+
 Target parse_scale(const std::string& text, const std::string& option) {
+  Scanner scanner(text);
+  const double factor = scanner.number().value_or(0);
+  const double percent = scanner.take('%') ? factor : factor * 100;
   Target target;
-  target.only_shrink = text.ends_with('>');
-  const char* end = text.data() + text.size() - (target.only_shrink ? 1 : 0);
-  Length scale{0, true};
-  auto [at, failure] = std::from_chars(text.data(), end, scale.value);
-  const bool percent = at != end && *at == '%';
-  if (percent) ++at;
-  if (failure != std::errc() || at != end || !(scale.value > 0) || !std::isfinite(scale.value)) {
+  target.only_shrink = scanner.take('>');
+  if (!scanner.at_end() || !(percent > 0)) {
     throw UsageError(option + ": '" + text + "' is not a scale; write a factor above 0, as in 0.25 or 25%");
   }
-  if (!percent) scale.value *= 100;
-  target.width = target.height = scale;
+  target.width = target.height = Length{percent, true};
   return target;
 }
 
 Region parse_region(const std::string& text, const std::string& option) {
+  bool sound = true;
   Scanner scanner(text);
-  std::optional<Length> first = scanner.length();
+  // The length after a separator; without either there is no region.
+  const auto next = [&](char separator) {
+    const auto length = scanner.take(separator) ? take_length(scanner, sound) : std::nullopt;
+    sound = sound && length.has_value();
+    return length.value_or(Length());
+  };
+  const auto first = take_length(scanner, sound);
   Region region;
-  bool sound = first.has_value();
-  if (sound && scanner.take(',')) {
+  if (text.find(',') != std::string::npos) {
     region.x = first;
-    region.y = scanner.length();
-    const auto width = scanner.take(',') ? scanner.length() : std::nullopt;
-    const auto height = scanner.take(',') ? scanner.length() : std::nullopt;
-    sound = region.y && width && height;
-    region.width = width.value_or(Length());
-    region.height = height.value_or(Length());
-  } else if (sound && scanner.take('x')) {
-    const auto height = scanner.length();
-    sound = height.has_value();
-    region.width = *first;
-    region.height = height.value_or(Length());
-    if (sound && scanner.take('+')) {
-      region.x = scanner.length();
-      region.y = scanner.take('+') ? scanner.length() : std::nullopt;
-      sound = region.x && region.y;
-    }
+    region.y = next(',');
+    region.width = next(',');
+    region.height = next(',');
   } else {
-    sound = false;
+    region.width = first.value_or(Length());
+    region.height = next('x');
+    if (!scanner.at_end()) {
+      region.x = next('+');
+      region.y = next('+');
+    }
   }
-  if (!sound || !scanner.at_end() || region.width.value <= 0 || region.height.value <= 0) {
+  if (!sound || !first || !scanner.at_end() || region.width.value <= 0 || region.height.value <= 0) {
     throw UsageError(
         option + ": '" + text +
         "' is not a region; write X,Y,WIDTH,HEIGHT or WIDTHxHEIGHT+X+Y, as in 320x240+100+50, in "

@@ -1,6 +1,7 @@
 #include "image.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "error.h"
@@ -8,28 +9,21 @@
 namespace kyv::host {
 namespace {
 
-template <typename Sample>
-void premultiply_rows(Image& image, unsigned max) {
+// Replaces the colour of every RGBA pixel by change(colour, alpha).
+template <typename Sample, typename Change>
+void change_colour(Image& image, Change change) {
   for (int y = 0; y < image.height(); ++y) {
     auto* p = reinterpret_cast<Sample*>(image.row(y));
     for (int x = 0; x < image.width(); ++x, p += 4) {
-      const unsigned alpha = p[3];
-      for (int c = 0; c < 3; ++c) p[c] = static_cast<Sample>((p[c] * alpha + max / 2) / max);
+      for (int c = 0; c < 3; ++c) p[c] = static_cast<Sample>(change(unsigned{p[c]}, unsigned{p[3]}));
     }
   }
 }
 
-template <typename Sample>
-void unpremultiply_rows(Image& image, unsigned max) {
-  for (int y = 0; y < image.height(); ++y) {
-    auto* p = reinterpret_cast<Sample*>(image.row(y));
-    for (int x = 0; x < image.width(); ++x, p += 4) {
-      const unsigned alpha = p[3];
-      for (int c = 0; c < 3; ++c) {
-        p[c] = alpha == 0 ? Sample{0} : static_cast<Sample>(std::min((p[c] * max + alpha / 2) / alpha, max));
-      }
-    }
-  }
+template <typename Change>
+void change_colour(Image& image, Change change) {
+  image.format().bits == 8 ? change_colour<std::uint8_t>(image, change)
+                           : change_colour<std::uint16_t>(image, change);
 }
 
 }  // namespace
@@ -73,20 +67,23 @@ void Image::set_sample(int x, int y, int channel, int value) {
   }
 }
 
+Image Image::copy() const {
+  Image result(width_, height_, format_);
+  std::memcpy(result.data_.get(), data_.get(), bytes());
+  result.metadata = metadata;
+  return result;
+}
+
 void premultiply(Image& image) {
-  if (image.format().bits == 8) {
-    premultiply_rows<std::uint8_t>(image, 255);
-  } else {
-    premultiply_rows<std::uint16_t>(image, 65535);
-  }
+  const auto max = static_cast<unsigned>(image.format().max_sample());
+  change_colour(image, [max](unsigned colour, unsigned alpha) { return (colour * alpha + max / 2) / max; });
 }
 
 void unpremultiply(Image& image) {
-  if (image.format().bits == 8) {
-    unpremultiply_rows<std::uint8_t>(image, 255);
-  } else {
-    unpremultiply_rows<std::uint16_t>(image, 65535);
-  }
+  const auto max = static_cast<unsigned>(image.format().max_sample());
+  change_colour(image, [max](unsigned colour, unsigned alpha) {
+    return alpha == 0 ? 0 : std::min((colour * max + alpha / 2) / alpha, max);
+  });
 }
 
 }  // namespace kyv::host

@@ -44,6 +44,8 @@ class Image {
   // The samples are not initialised. Throws Error when a row exceeds 2^31-1 bytes or memory does not suffice.
   Image(int width, int height, PixelFormat format);
 
+  Image copy() const;
+
   int width() const { return width_; }
   int height() const { return height_; }
   PixelFormat format() const { return format_; }

@@ -52,15 +52,7 @@ void reset_orientation(Metadata& metadata) {
 }  // namespace
 
 const char* name_of(FileType type) {
-  switch (type) {
-    case FileType::kPng:
-      return "PNG";
-    case FileType::kJpeg:
-      return "JPEG";
-    case FileType::kTiff:
-      break;
-  }
-  return "TIFF";
+  return type == FileType::kPng ? "PNG" : type == FileType::kJpeg ? "JPEG" : "TIFF";
 }
 
 std::string display(const std::filesystem::path& file) {
@@ -123,10 +115,7 @@ void write_image(const std::filesystem::path& file, FileType type, Image image,
 }
 
 void write_image(const std::filesystem::path& file, const Image& image, const EncodeOptions& options) {
-  Image copy(image.width(), image.height(), image.format());
-  std::memcpy(copy.row(0), image.row(0), image.bytes());
-  copy.metadata = image.metadata;
-  write_image(file, type_from_name(file), std::move(copy), options);
+  write_image(file, type_from_name(file), image.copy(), options);
 }
 
 }  // namespace kyv::host

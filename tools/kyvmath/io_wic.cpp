@@ -67,7 +67,7 @@ ComPointer<IWICImagingFactory> make_factory() {
 }
 
 // What is kept of the four channels that small samples and palettes are expanded to.
-enum class Channels { kAll, kGrey, kAsNeeded };
+enum class Channels { kAll, kGrey, kUsed };
 
 // How pixels of a format of the component become ours.
 struct Reading {
@@ -80,10 +80,11 @@ struct Reading {
 };
 
 const std::array<Reading, 20>& readings() {
+  using enum Channels;
   static const std::array<Reading, 20> table{{
-      {&GUID_WICPixelFormatBlackWhite, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
-      {&GUID_WICPixelFormat2bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
-      {&GUID_WICPixelFormat4bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, Channels::kGrey},
+      {&GUID_WICPixelFormatBlackWhite, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kGrey},
+      {&GUID_WICPixelFormat2bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kGrey},
+      {&GUID_WICPixelFormat4bppGray, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kGrey},
       {&GUID_WICPixelFormat8bppGray, &GUID_WICPixelFormat8bppGray, {1, 8}, false},
       {&GUID_WICPixelFormat16bppGray, &GUID_WICPixelFormat16bppGray, {1, 16}, false},
       {&GUID_WICPixelFormat24bppBGR, &GUID_WICPixelFormat24bppBGR, {3, 8}, true},
@@ -96,30 +97,10 @@ const std::array<Reading, 20>& readings() {
       {&GUID_WICPixelFormat48bppRGB, &GUID_WICPixelFormat48bppRGB, {3, 16}, false},
       {&GUID_WICPixelFormat64bppRGBA, &GUID_WICPixelFormat64bppRGBA, {4, 16}, false},
       {&GUID_WICPixelFormat64bppPRGBA, &GUID_WICPixelFormat64bppPRGBA, {4, 16}, false, true},
-      {&GUID_WICPixelFormat1bppIndexed,
-       &GUID_WICPixelFormat32bppBGRA,
-       {4, 8},
-       true,
-       false,
-       Channels::kAsNeeded},
-      {&GUID_WICPixelFormat2bppIndexed,
-       &GUID_WICPixelFormat32bppBGRA,
-       {4, 8},
-       true,
-       false,
-       Channels::kAsNeeded},
-      {&GUID_WICPixelFormat4bppIndexed,
-       &GUID_WICPixelFormat32bppBGRA,
-       {4, 8},
-       true,
-       false,
-       Channels::kAsNeeded},
-      {&GUID_WICPixelFormat8bppIndexed,
-       &GUID_WICPixelFormat32bppBGRA,
-       {4, 8},
-       true,
-       false,
-       Channels::kAsNeeded},
+      {&GUID_WICPixelFormat1bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kUsed},
+      {&GUID_WICPixelFormat2bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kUsed},
+      {&GUID_WICPixelFormat4bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kUsed},
+      {&GUID_WICPixelFormat8bppIndexed, &GUID_WICPixelFormat32bppBGRA, {4, 8}, true, false, kUsed},
       {&GUID_WICPixelFormat16bppBGR565, &GUID_WICPixelFormat24bppBGR, {3, 8}, true},
   }};
   return table;
@@ -206,15 +187,8 @@ const GUID& storage_format(PixelFormat format, bool premultiplied) {
 }
 
 const GUID& container_of(FileType type) {
-  switch (type) {
-    case FileType::kPng:
-      return GUID_ContainerFormatPng;
-    case FileType::kJpeg:
-      return GUID_ContainerFormatJpeg;
-    case FileType::kTiff:
-      break;
-  }
-  return GUID_ContainerFormatTiff;
+  if (type == FileType::kPng) return GUID_ContainerFormatPng;
+  return type == FileType::kJpeg ? GUID_ContainerFormatJpeg : GUID_ContainerFormatTiff;
 }
 
 void set_option(IPropertyBag2* bag, std::wstring name, const VARIANT& value) {
@@ -303,7 +277,7 @@ Image decode(const std::filesystem::path& file, FileType type) {
   }
   if (reading.blue_first) swap_red_and_blue(image);
   if (reading.keep == Channels::kGrey) image = first_channels(image, 1);
-  if (reading.keep == Channels::kAsNeeded && is_opaque_everywhere(image)) image = first_channels(image, 3);
+  if (reading.keep == Channels::kUsed && is_opaque_everywhere(image)) image = first_channels(image, 3);
 
   image.metadata.premultiplied = reading.premultiplied;
   image.metadata.orientation = orientation_of(frame.get(), type);

@@ -1,9 +1,9 @@
-#include <charconv>
 #include <cstdio>
 
 #include "../deconvolution.h"
 #include "../error.h"
 #include "../geometry.h"
+#include "../scanner.h"
 #include "batch.h"
 #include "load.h"
 #include "psf_options.h"
@@ -23,10 +23,9 @@ enum class Task { kBlur, kDeblur };
 // Nothing for "auto".
 std::optional<double> parse_snr(const std::string& text) {
   if (text == "auto") return std::nullopt;
-  double snr = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, snr);
-  if (result.ec != std::errc() || result.ptr != end || !(snr >= 1e-3 && snr <= 1e12)) {
+  Scanner scanner(text);
+  const double snr = scanner.number().value_or(0);
+  if (!scanner.at_end() || !(snr >= 1e-3 && snr <= 1e12)) {
     throw UsageError("--snr: '" + text + "' is neither auto nor a ratio from 0.001 to 1e12");
   }
   return snr;

@@ -1,52 +1,46 @@
 #include "psf_options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "../error.h"
 #include "../image_io.h"
 #include "../npy.h"
 #include "../psf.h"
+#include "../scanner.h"
 
 namespace kyv::host {
 namespace {
 
 constexpr double kLargestParameter = 10000;
 
-struct Motion {
-  double length = 0;
-  double angle = 0;
-};
-
-Motion parse_motion(const std::string& text) {
-  Motion motion;
-  const char* const end = text.data() + text.size();
-  const auto length = std::from_chars(text.data(), end, motion.length);
-  const bool comma = length.ec == std::errc() && length.ptr != end && *length.ptr == ',';
-  const auto angle = comma ? std::from_chars(length.ptr + 1, end, motion.angle) : length;
-  const bool sound = comma && angle.ec == std::errc() && angle.ptr == end && std::isfinite(motion.angle);
-  if (!sound || !(motion.length > 0) || motion.length > kLargestParameter) {
-    throw UsageError("--motion: '" + text + "' is not LENGTH,ANGLE in pixels and degrees, as in 12,30");
-  }
-  return motion;
+// Two numbers with a comma between them, or nothing.
+std::optional<std::pair<double, double>> parse_pair(const std::string& text) {
+  Scanner scanner(text);
+  const auto first = scanner.number();
+  const auto second = first && scanner.take(',') ? scanner.number() : std::nullopt;
+  if (!second || !scanner.at_end()) return std::nullopt;
+  return std::pair(*first, *second);
 }
 
-// "X,Y"
-Size parse_centre(const std::string& text) {
-  const auto comma = text.find(',');
-  Size centre{-1, -1};
-  if (comma != std::string::npos) {
-    const char* const end = text.data() + text.size();
-    const auto x = std::from_chars(text.data(), text.data() + comma, centre.width);
-    const auto y = std::from_chars(text.data() + comma + 1, end, centre.height);
-    if (x.ec == std::errc() && y.ec == std::errc() && x.ptr == text.data() + comma && y.ptr == end &&
-        centre.width >= 0 && centre.height >= 0) {
-      return centre;
-    }
+ComplexPlanes make_motion(const std::string& text, std::optional<Size> size) {
+  const auto motion = parse_pair(text);
+  if (!motion || !(motion->first > 0) || motion->first > kLargestParameter) {
+    throw UsageError("--motion: '" + text + "' is not LENGTH,ANGLE in pixels and degrees, as in 12,30");
   }
-  throw UsageError("--psf-center: '" + text + "' is not X,Y in pixels, as in 128,128");
+  return psf::motion(motion->first, motion->second, size);
+}
+
+// Moves the point that the text names to the middle.
+void centre(ComplexPlanes& psf, const std::string& text) {
+  const auto [x, y] = parse_pair(text).value_or(std::pair(-1.0, -1.0));
+  if (x < 0 || y < 0 || x >= psf.width || y >= psf.height || x != std::floor(x) || y != std::floor(y)) {
+    throw UsageError("--psf-center: '" + text + "' is not X,Y, as in 128,128, within the " +
+                     text_of({psf.width, psf.height}) + " pixels of the function");
+  }
+  roll(psf, static_cast<int>(x), static_cast<int>(y), psf.width / 2, psf.height / 2);
 }
 
 bool is_npy(const std::filesystem::path& file) { return file.extension() == ".npy"; }
@@ -71,14 +65,7 @@ ComplexPlanes psf_from_file(const PsfOptions& options, std::optional<Size> size)
   try {
     ComplexPlanes psf = is_npy(file) ? npy::read(file) : planes_from(read_image(file));
     std::ranges::fill(psf.imag, 0.0);
-    if (!options.centre.empty()) {
-      const Size centre = parse_centre(options.centre);
-      if (centre.width >= psf.width || centre.height >= psf.height) {
-        throw UsageError("--psf-center: lies beyond the " + std::to_string(psf.width) + "x" +
-                         std::to_string(psf.height) + " pixels of " + display(file));
-      }
-      roll(psf, centre.width, centre.height, psf.width / 2, psf.height / 2);
-    }
+    if (!options.centre.empty()) centre(psf, options.centre);
     if (size) psf = in_size(psf, *size);
     psf::normalise(psf);
     return psf;
@@ -124,8 +111,7 @@ ComplexPlanes psf_from(const PsfOptions& options) {
   if (options.gaussian > 0) return psf::gaussian(options.gaussian, size);
   if (options.disk > 0) return psf::disk(options.disk, size);
   if (options.airy > 0) return psf::airy(options.airy, size);
-  const Motion motion = parse_motion(options.motion);
-  return psf::motion(motion.length, motion.angle, size);
+  return make_motion(options.motion, size);
 }
 
 std::string describe(const PsfOptions& options) {
