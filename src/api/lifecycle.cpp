@@ -1,6 +1,7 @@
 #include "api/lifecycle.h"
 
 #include <cstdint>
+#include <utility>
 
 #include "runtime/debug_print.h"
 #include "runtime/object.h"
@@ -40,39 +41,38 @@ bool start_single_threaded() noexcept {
   return false;
 }
 
-bool start_services() noexcept {
+bool start_services() {
   if (!start_static_init() || !start_single_threaded()) return false;
   thread::read_processor_count();
   return thread::create_thread_slot();
 }
 
-void start_engine() noexcept {
+void start_engine() {
   if (start_services())
     g_engine_started = 1;
   else
     thread::release_thread_slot();
 }
 
-void stop_engine() noexcept {
-  thread::release_thread_slot();
+void stop_engine() {
   g_engine_started = 0;
+  thread::release_thread_slot();
 }
 
 }  // namespace
 
-bool initialize() noexcept {
+bool initialize() {
   if (g_library != nullptr) return true;
-  g_library = runtime::make_object<LibraryObject>().release();
-  if (g_library == nullptr) return false;
+  auto library = runtime::make_object<LibraryObject>();
+  if (!library) return false;
   if (g_engine_started == 0) start_engine();
+  g_library = library.release();
   return true;
 }
 
-void terminate() noexcept {
-  if (g_library == nullptr) return;
-  if (g_engine_started != 0) stop_engine();
-  runtime::Owned<LibraryObject>(g_library).reset();
-  g_library = nullptr;
+void terminate() {
+  const runtime::Owned<LibraryObject> library(std::exchange(g_library, nullptr));
+  if (library && g_engine_started != 0) stop_engine();
 }
 
 bool is_initialized() noexcept { return g_library != nullptr; }

@@ -5,8 +5,8 @@ namespace kyv::api {
 
 // False when the library object could not be allocated. True otherwise, also when the numeric run-time
 // could not be started: the library is then initialised but not started, and stays so until terminate().
-bool initialize() noexcept;
-void terminate() noexcept;
+bool initialize();
+void terminate();
 
 bool is_initialized() noexcept;
 bool is_engine_started() noexcept;

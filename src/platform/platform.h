@@ -5,6 +5,7 @@
 // or kTlsOutOfIndexes, with the reason in GetLastError().
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -50,6 +51,7 @@ struct Services {
   std::uint32_t (*WaitForSingleObject)(Handle event_or_thread);  // without a time limit
   bool (*CloseHandle)(Handle handle);
   Handle (*_beginthreadex)(ThreadRoutine routine, void* argument, std::uint32_t* identifier);
+  std::int32_t (*InterlockedIncrement)(std::atomic<std::int32_t>* value);  // the new value
 
   void (*OutputDebugStringA)(const char* text);
   // Writes at most `count` characters into a buffer of count + 1 bytes and returns how many; negative when

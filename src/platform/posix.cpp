@@ -171,6 +171,8 @@ Handle begin_thread(ThreadRoutine routine, void* argument, std::uint32_t* identi
   return static_cast<Object*>(thread);
 }
 
+std::int32_t increment(std::atomic<std::int32_t>* value) { return value->fetch_add(1) + 1; }
+
 void output_debug_string(const char* text) { static_cast<void>(std::fputs(text, stderr)); }
 
 int format_bounded(char* buffer, std::size_t count, const char* format, std::va_list arguments) {
@@ -203,6 +205,7 @@ constexpr Services operating_system = {
     .WaitForSingleObject = wait_for_single_object,
     .CloseHandle = close_handle,
     ._beginthreadex = begin_thread,
+    .InterlockedIncrement = increment,
     .OutputDebugStringA = output_debug_string,
     ._vsnprintf = format_bounded,
     .malloc = std::malloc,

@@ -1,6 +1,7 @@
 #include <process.h>
 #include <windows.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,6 +32,11 @@ Handle begin_thread(ThreadRoutine routine, void* argument, std::uint32_t* identi
   return reinterpret_cast<Handle>(::_beginthreadex(nullptr, 0, routine, argument, 0, identifier));
 }
 
+std::int32_t increment(std::atomic<std::int32_t>* value) {
+  static_assert(sizeof *value == sizeof(LONG) && std::atomic<std::int32_t>::is_always_lock_free);
+  return ::InterlockedIncrement(reinterpret_cast<volatile LONG*>(value));
+}
+
 void output_debug_string(const char* text) { ::OutputDebugStringA(text); }
 
 int format_bounded(char* buffer, std::size_t count, const char* format, std::va_list arguments) {
@@ -54,6 +60,7 @@ constexpr Services operating_system = {
     .WaitForSingleObject = wait_for_single_object,
     .CloseHandle = close_handle,
     ._beginthreadex = begin_thread,
+    .InterlockedIncrement = increment,
     .OutputDebugStringA = output_debug_string,
     ._vsnprintf = format_bounded,
     .malloc = std::malloc,

@@ -6,7 +6,7 @@
 
 namespace kyv::runtime {
 
-void* aligned_allocate(std::size_t bytes) noexcept {
+void* aligned_allocate(std::size_t bytes) {
   constexpr std::size_t overhead = kMemoryAlignment + sizeof(void*);
   if (bytes > SIZE_MAX - overhead) return nullptr;
   void* block = platform::services.malloc(bytes + overhead);
@@ -17,7 +17,7 @@ void* aligned_allocate(std::size_t bytes) noexcept {
   return memory;
 }
 
-void* aligned_allocate_large(std::size_t bytes) noexcept {
+void* aligned_allocate_large(std::size_t bytes) {
   void* memory = aligned_allocate(bytes);
   if (memory == nullptr || bytes < 2 * kHugePage) return memory;
   const std::uintptr_t skipped = (0 - reinterpret_cast<std::uintptr_t>(memory)) % kHugePage;

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "platform/platform.h"
@@ -22,7 +23,8 @@ using Owned = std::unique_ptr<T, ObjectDeleter>;
 
 // A new T, or null when there is no memory.
 template <class T, class... Arguments>
-Owned<T> make_object(Arguments&&... arguments) noexcept {
+Owned<T> make_object(Arguments&&... arguments) {
+  static_assert(std::is_nothrow_constructible_v<T, Arguments...>);
   static_assert(alignof(T) <= 8, "the platform's allocator promises no more on 32-bit targets");
   void* memory = platform::services.malloc(sizeof(T));
   if (memory == nullptr) return nullptr;

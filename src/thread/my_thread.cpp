@@ -13,8 +13,8 @@ int CMyThread::start() noexcept {
   return -1;
 }
 
-void CMyThread::join() const noexcept {
-  if (handle_ != nullptr) services.WaitForSingleObject(handle_);
+bool CMyThread::join() const noexcept {
+  return handle_ == nullptr || services.WaitForSingleObject(handle_) == platform::kWaitObject0;
 }
 
 int CMyThread::close() noexcept {

@@ -16,9 +16,10 @@ class CMyThread {
   CMyThread& operator=(const CMyThread&) = delete;
   virtual ~CMyThread();  // lets go of the thread without waiting for its end
 
-  int start() noexcept;        // 0, or -1 when no thread could be started
-  void join() const noexcept;  // waits for the thread's end; at once when there is none
-  int close() noexcept;        // gives the handle back; always 0
+  int start() noexcept;  // 0, or -1 when no thread could be started
+  bool join()
+      const noexcept;    // waits for the thread's end, at once when there is none; false: the wait failed
+  int close() noexcept;  // gives the handle back; always 0
 
   platform::Handle handle() const noexcept { return handle_; }       // null: no thread
   std::uint32_t identifier() const noexcept { return identifier_; }  // 0: no thread

@@ -1,6 +1,7 @@
 #include "thread/process_state.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/debug_print.h"
 #include "runtime/object.h"
@@ -16,7 +17,7 @@ constinit std::uint32_t g_processor_count = 0;
 
 }  // namespace
 
-bool create_thread_slot() noexcept {
+bool create_thread_slot() {
   auto slot = runtime::make_object<ThreadSlot>();
   if (!slot) return false;
   slot->index = services.TlsAlloc();
@@ -26,12 +27,10 @@ bool create_thread_slot() noexcept {
   return allocated;
 }
 
-void release_thread_slot() noexcept {
-  if (g_slot == nullptr) return;
-  if (g_slot->index != platform::kTlsOutOfIndexes && !services.TlsFree(g_slot->index))
+void release_thread_slot() {
+  const runtime::Owned<ThreadSlot> slot(std::exchange(g_slot, nullptr));
+  if (slot && slot->index != platform::kTlsOutOfIndexes && !services.TlsFree(slot->index))
     debug_print("TlsFree Error : %u\n", services.GetLastError());
-  runtime::Owned<ThreadSlot>(g_slot).reset();
-  g_slot = nullptr;
 }
 
 const ThreadSlot* thread_slot() noexcept { return g_slot; }

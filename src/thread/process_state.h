@@ -16,8 +16,8 @@ struct ThreadSlot {
 
 // False when there is no memory or no slot (logged); whatever was made is then undone by
 // release_thread_slot(), which also serves when nothing was made.
-bool create_thread_slot() noexcept;
-void release_thread_slot() noexcept;
+bool create_thread_slot();
+void release_thread_slot();
 const ThreadSlot* thread_slot() noexcept;  // null before start-up, after shut-down, after a failed start-up
 
 // 0 until a start-up got far enough to ask the operating system, then at least 1.

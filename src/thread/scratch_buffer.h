@@ -15,7 +15,7 @@ class ScratchBuffer {
   // At least `bytes` bytes aligned to runtime::kMemoryAlignment, uninitialised, or null when there is no
   // memory. Growing loses the contents; a size within the capacity gives the same buffer again, which is
   // null as long as nothing was ever allocated.
-  void* ensure(std::int32_t bytes) noexcept;
+  void* ensure(std::int32_t bytes);
 
   std::int32_t capacity() const noexcept { return capacity_; }
 

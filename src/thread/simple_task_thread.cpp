@@ -16,15 +16,13 @@ bool CSimpleTaskThread::assign(TaskRecord* task) noexcept {
   return true;
 }
 
-void CSimpleTaskThread::stop() noexcept {
+bool CSimpleTaskThread::stop() noexcept {
   quit_.store(1);
-  if (handle() == nullptr) return;
+  if (handle() == nullptr) return true;
   wake_up_.set();
-  join();
-  // A wait that failed has not waited, and the object must outlive its thread.
-  while (!ended_.load()) {
-  }
+  const bool ended = join();
   close();
+  return ended;
 }
 
 KYV_REALIGN_STACK unsigned KYV_STDCALL CSimpleTaskThread::run(void* self) noexcept {
@@ -36,11 +34,9 @@ KYV_REALIGN_STACK unsigned KYV_STDCALL CSimpleTaskThread::run(void* self) noexce
                            platform::services.GetLastError());
       continue;
     }
-    if (thread.quit_.load() != 0) break;
+    if (thread.quit_.load() != 0) return 0;
     thread.run_current_task();
   }
-  thread.ended_.store(true);
-  return 0;
 }
 
 void CSimpleTaskThread::run_current_task() noexcept {

@@ -22,7 +22,9 @@ class CSimpleTaskThread : public CMyThread {
   // taken up. A task that is already running does not count: the next one may be assigned meanwhile.
   bool assign(TaskRecord* task) noexcept;
 
-  void stop() noexcept;  // lets a running task finish, ends the thread and waits for its end
+  // Lets a running task finish, ends the thread, waits for its end and lets go of it. False when that wait
+  // failed: the thread may then still run, and this object and what its task knows must be left to it.
+  bool stop() noexcept;
 
  private:
   static unsigned KYV_STDCALL run(void* self) noexcept;
@@ -30,7 +32,6 @@ class CSimpleTaskThread : public CMyThread {
 
   CBaseEvent wake_up_;
   std::atomic<std::uint32_t> quit_{0};
-  std::atomic<bool> ended_{false};  // the thread's last access to this object
   std::atomic<TaskRecord*> current_{nullptr};
 };
 

@@ -1,12 +1,15 @@
 #include "thread/task_pool.h"
 
+#include <new>
+#include <utility>
+
 #include "platform/platform.h"
 
 namespace kyv::thread {
 namespace {
 
 // Null only when there is no memory for the slot itself; otherwise a slot that may be unusable.
-runtime::Owned<WorkerSlot> make_worker(TaskPool* pool) noexcept {
+runtime::Owned<WorkerSlot> make_worker(TaskPool* pool) {
   auto worker = runtime::make_object<WorkerSlot>();
   if (!worker) return worker;
   worker->task = runtime::make_object<TaskRecord>();
@@ -18,16 +21,15 @@ runtime::Owned<WorkerSlot> make_worker(TaskPool* pool) noexcept {
 
 }  // namespace
 
-WorkerSlot::~WorkerSlot() {
-  if (thread) thread->stop();
-}
-
 TaskPool::TaskPool(std::int32_t worker_count) noexcept : worker_count_(worker_count) {
-  const bool started = start_workers();
-  valid_ = started && completion_.handle() != nullptr;
+  try {
+    valid_ = start_workers() && completion_.handle() != nullptr;
+  } catch (const std::bad_alloc&) {
+    valid_ = false;
+  }
 }
 
-bool TaskPool::start_workers() noexcept {
+bool TaskPool::start_workers() {
   const auto count = static_cast<std::size_t>(worker_count_);
   workers_ = static_cast<WorkerSlot**>(platform::services.calloc(count, sizeof(WorkerSlot*)));
   if (workers_ == nullptr) return false;
@@ -38,10 +40,18 @@ bool TaskPool::start_workers() noexcept {
   return true;
 }
 
-TaskPool::~TaskPool() {
-  if (workers_ == nullptr) return;
-  for (std::int32_t i = 0; i < worker_count_; ++i) runtime::Owned<WorkerSlot>(workers_[i]).reset();
-  platform::services.free(workers_);
+TaskPool::~TaskPool() { platform::services.free(workers_); }
+
+bool TaskPool::stop() noexcept {
+  bool all_ended = true;
+  for (std::int32_t i = 0; workers_ != nullptr && i < worker_count_; ++i) {
+    WorkerSlot* const worker = workers_[i];
+    if (worker == nullptr) continue;
+    const bool ended = !worker->thread || worker->thread->stop();
+    all_ended &= ended;
+    if (ended) runtime::Owned<WorkerSlot>(std::exchange(workers_[i], nullptr)).reset();
+  }
+  return all_ended;
 }
 
 std::int32_t TaskPool::run_batch(TaskFunction function, std::int32_t count, void* const* arguments) noexcept {
@@ -69,7 +79,7 @@ void TaskPool::wait_batch() noexcept {
 }
 
 void TaskPool::report_completion() noexcept {
-  if (++done_ >= submitted_.load()) completion_.set();
+  if (platform::services.InterlockedIncrement(&done_) >= submitted_.load()) completion_.set();
 }
 
 }  // namespace kyv::thread

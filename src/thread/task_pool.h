@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "runtime/object.h"
 #include "thread/event.h"
@@ -16,22 +17,23 @@ struct WorkerSlot {
   runtime::Owned<TaskRecord> task;
   runtime::Owned<CSimpleTaskThread> thread;
 
-  WorkerSlot() = default;
-  WorkerSlot(const WorkerSlot&) = delete;
-  WorkerSlot& operator=(const WorkerSlot&) = delete;
-  ~WorkerSlot();
-
   bool usable() const noexcept { return task && thread && thread->usable(); }
 };
 
 // Owned and driven by one thread; its workers touch only their own record and the completion of the batch.
+// Stop it before destroying it, as an OwnedPool does.
 class TaskPool {
  public:
   // Starts `worker_count` workers, at least 1. Not valid() unless every one of them can work.
   explicit TaskPool(std::int32_t worker_count) noexcept;
   TaskPool(const TaskPool&) = delete;
   TaskPool& operator=(const TaskPool&) = delete;
-  ~TaskPool();  // stops the workers; a batch still running is finished first
+  ~TaskPool();
+
+  // Ends the workers and destroys them, in the order of their indices; a batch still running is finished
+  // first. False when the end of one could not be awaited: it may still run, so its slot is left to it, and
+  // this pool, to which it reports, must be too.
+  bool stop() noexcept;
 
   bool valid() const noexcept { return valid_; }
   std::int32_t worker_count() const noexcept { return worker_count_; }
@@ -50,7 +52,7 @@ class TaskPool {
   void report_completion() noexcept;  // called by a worker after each task
 
  private:
-  bool start_workers() noexcept;
+  bool start_workers();
 
   bool valid_ = false;
   std::int32_t worker_count_;
@@ -59,5 +61,13 @@ class TaskPool {
   std::atomic<std::int32_t> done_{0};
   CSimpleEvent completion_;
 };
+
+// Stops a pool and destroys it, unless a worker may still need it: better lost than pulled from under it.
+struct PoolDeleter {
+  void operator()(TaskPool* pool) const noexcept {
+    if (pool->stop()) runtime::ObjectDeleter()(pool);
+  }
+};
+using OwnedPool = std::unique_ptr<TaskPool, PoolDeleter>;
 
 }  // namespace kyv::thread

@@ -20,15 +20,11 @@ struct Lookup {
   std::uint32_t error;
 };
 
-Lookup read_slot(std::uint32_t index) noexcept {
-  void* value = services.TlsGetValue(index);
-  return {static_cast<ThreadContext*>(value), value != nullptr ? 0 : services.GetLastError()};
-}
-
 Lookup look_up_context(std::uint32_t index) noexcept {
-  const Lookup found = read_slot(index);
-  if (found.error != 0) debug_print("TlsGetValue Error : %u\n", found.error);
-  return found;
+  auto* const context = static_cast<ThreadContext*>(services.TlsGetValue(index));
+  const std::uint32_t error = context != nullptr ? 0 : services.GetLastError();
+  if (error != 0) debug_print("TlsGetValue Error : %u\n", error);
+  return {context, error};
 }
 
 bool store_context(std::uint32_t index, ThreadContext* context) noexcept {
@@ -39,7 +35,7 @@ bool store_context(std::uint32_t index, ThreadContext* context) noexcept {
 
 }  // namespace
 
-ThreadContext* get_thread_context() noexcept {
+ThreadContext* get_thread_context() {
   const std::uint32_t index = slot_index();
   if (index == platform::kTlsOutOfIndexes) return nullptr;
   const Lookup found = look_up_context(index);
@@ -49,19 +45,19 @@ ThreadContext* get_thread_context() noexcept {
   return context.release();
 }
 
-ScratchBuffer* get_scratch_buffer() noexcept {
+ScratchBuffer* get_scratch_buffer() {
   ThreadContext* context = get_thread_context();
   if (context == nullptr) return nullptr;
   if (!context->scratch) context->scratch = runtime::make_object<ScratchBuffer>();
   return context->scratch.get();
 }
 
-TaskPool* get_task_pool() noexcept {
+TaskPool* get_task_pool() {
   ThreadContext* context = get_thread_context();
   const std::uint32_t processors = processor_count();
   if (context == nullptr || processors < 2) return nullptr;
   if (context->pool) return context->pool.get();
-  auto pool = runtime::make_object<TaskPool>(static_cast<std::int32_t>(processors - 1));
+  OwnedPool pool(runtime::make_object<TaskPool>(static_cast<std::int32_t>(processors - 1)).release());
   if (!pool || !pool->valid()) return nullptr;
   context->pool = std::move(pool);
   return context->pool.get();
@@ -70,12 +66,7 @@ TaskPool* get_task_pool() noexcept {
 void release_thread_context() noexcept {
   const std::uint32_t index = slot_index();
   if (index == platform::kTlsOutOfIndexes) return;
-  Lookup found = look_up_context(index);
-  // Cleared unread, the slot would lose its context: it is read once more, and left as it is when even that
-  // fails, for the next call on this thread to release.
-  if (found.error != 0) found = read_slot(index);
-  if (found.error != 0) return;
-  runtime::Owned<ThreadContext> context(found.context);
+  runtime::Owned<ThreadContext> context(look_up_context(index).context);
   const bool cleared = store_context(index, nullptr);
   if (!context) return;
   context->pool.reset();

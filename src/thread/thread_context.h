@@ -10,22 +10,23 @@ namespace kyv::thread {
 
 struct ThreadContext {
   runtime::Owned<ScratchBuffer> scratch;
-  runtime::Owned<TaskPool> pool;  // declared last: its workers end before the buffer goes
+  OwnedPool pool;  // declared last: its workers end before the buffer goes
 };
 
 // The calling thread's context; null when the library is not started, there is no memory, or the slot
 // fails (logged).
-ThreadContext* get_thread_context() noexcept;
+ThreadContext* get_thread_context();
 
 // The calling thread's work buffer, empty at first; null when there is no context or no memory.
-ScratchBuffer* get_scratch_buffer() noexcept;
+ScratchBuffer* get_scratch_buffer();
 
 // The calling thread's pool of one worker less than there are processors; null on a single processor, when
 // there is no context, or when any part of the pool could not be made.
-TaskPool* get_task_pool() noexcept;
+TaskPool* get_task_pool();
 
 // Destroys the calling thread's context and clears the slot. Where the slot cannot be cleared (logged) the
-// context stays behind it, empty; where it cannot be read (logged), whole. The next release frees it.
+// context stays behind it, empty, for the next release. A slot that cannot be read (logged) is cleared all
+// the same, so that the thread's next call begins anew: the context that lay behind it is lost.
 void release_thread_context() noexcept;
 
 }  // namespace kyv::thread

@@ -21,6 +21,7 @@ using testing_support::FaultySystem;
 std::int32_t g_static_init_status = 0;
 std::int32_t g_set_num_threads_status = 0;
 std::int32_t g_threads_asked_for = 0;
+std::string g_start_calls;  // in the order in which they were made
 
 class LifecycleTest : public ::testing::Test {
  protected:
@@ -28,8 +29,13 @@ class LifecycleTest : public ::testing::Test {
     g_static_init_status = 0;
     g_set_num_threads_status = 0;
     g_threads_asked_for = 0;
-    runtime::start_calls.static_init = []() noexcept { return g_static_init_status; };
+    g_start_calls.clear();
+    runtime::start_calls.static_init = []() noexcept {
+      g_start_calls += "init ";
+      return g_static_init_status;
+    };
     runtime::start_calls.set_num_threads = [](std::int32_t threads) noexcept {
+      g_start_calls += "threads ";
       g_threads_asked_for = threads;
       return g_set_num_threads_status;
     };
@@ -91,6 +97,7 @@ TEST_F(LifecycleTest, StartsOnceAndStopsOnce) {
   EXPECT_EQ(KyvMathInitialize(), KYVMATH_OK);
   EXPECT_TRUE(is_initialized() && is_engine_started());
   EXPECT_EQ(g_threads_asked_for, 1);
+  EXPECT_EQ(g_start_calls, "init threads ");
   EXPECT_EQ(thread::processor_count(), 1u);
   EXPECT_EQ(system.live_slots(), 1);
   const int allocations = system.calls(Call::kAllocate);
@@ -98,7 +105,9 @@ TEST_F(LifecycleTest, StartsOnceAndStopsOnce) {
   EXPECT_EQ(system.calls(Call::kAllocate), allocations);
   EXPECT_EQ(system.calls(Call::kTlsAlloc), 1);
 
+  system.set_processor_count(9);
   EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
+  EXPECT_EQ(thread::processor_count(), 1u) << "the count is that of the last start-up";
   EXPECT_FALSE(is_initialized() || is_engine_started());
   EXPECT_TRUE(system.nothing_leaked());
   EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
@@ -119,7 +128,10 @@ TEST_F(LifecycleTest, GoesOnWhereTheRunTimeOnlyRemarks) {
 TEST_F(LifecycleTest, FailsAtEachStepWithoutLeavingAnything) {
   for (const std::int32_t status : {1, -9999, 21}) {
     g_static_init_status = status;
+    g_threads_asked_for = 0;
+    g_start_calls.clear();
     expect_not_started("ippStaticInit Error : " + std::to_string(status) + "\n");
+    EXPECT_EQ(g_start_calls, "init init threads ") << "the second call only in the next cycle";
   }
   for (const std::int32_t status : {20, -5, 2}) {
     g_set_num_threads_status = status;

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdarg>
+#include <cstring>
 #include <string>
 
+#include "platform/platform.h"
 #include "support/debug_output.h"
 
 namespace kyv::runtime {
@@ -20,6 +23,19 @@ TEST(DebugPrint, WritesWholeMessagesOfUpTo1023CharactersAndNoOthers) {
     debug_print("%s", std::string(length, 'm').c_str());
     EXPECT_EQ(output.text(), "") << length;
   }
+}
+
+int format_exactly_as_many(char* buffer, std::size_t count, const char*, std::va_list) {
+  std::memset(buffer, 'm', count + 1);  // no terminating zero, and no zero after it by chance
+  return static_cast<int>(count);
+}
+
+TEST(DebugPrint, TerminatesAMessageThatTheFormatterDidNot) {
+  testing_support::DebugOutput output;
+  platform::services._vsnprintf = format_exactly_as_many;
+  debug_print("x");
+  platform::services = platform::operating_system;
+  EXPECT_EQ(output.text(), std::string(1023, 'm'));
 }
 
 TEST(DebugPrint, AddsNothingAndFormatsAsTheMessagesNeed) {

@@ -21,6 +21,9 @@ std::atomic<int> g_allocations{0};
 std::atomic<int> g_handles{0};
 std::atomic<int> g_slots{0};
 std::atomic<std::uint32_t> g_processors{0};
+std::atomic<void*> g_last_stored{nullptr};
+std::array<std::atomic<platform::Handle>, 64> g_threads;  // the last ones started
+std::atomic<int> g_next_thread{0};
 thread_local bool t_injected = false;
 
 Plan& plan_of(Call call) { return g_plans[static_cast<std::size_t>(call)]; }
@@ -59,6 +62,7 @@ void* tls_get_value(std::uint32_t index) {
 }
 
 bool tls_set_value(std::uint32_t index, void* value) {
+  if (value != nullptr) g_last_stored = value;
   return !fails(Call::kTlsSetValue) && operating_system.TlsSetValue(index, value);
 }
 
@@ -76,19 +80,34 @@ bool set_event(platform::Handle event) {
   return !fails(Call::kSetEvent) && set;
 }
 
+bool is_thread(platform::Handle handle) {
+  return std::any_of(g_threads.begin(), g_threads.end(),
+                     [&](const auto& thread) { return thread == handle; });
+}
+
 std::uint32_t wait(platform::Handle handle) {
-  return fails(Call::kWait) ? platform::kWaitFailed : operating_system.WaitForSingleObject(handle);
+  const bool failing = fails(Call::kWait);
+  const bool waiting = !failing || is_thread(handle);
+  const std::uint32_t waited = waiting ? operating_system.WaitForSingleObject(handle) : platform::kWaitFailed;
+  return failing ? platform::kWaitFailed : waited;
 }
 
 bool close_handle(platform::Handle handle) {
+  for (auto& thread : g_threads) {
+    platform::Handle expected = handle;
+    thread.compare_exchange_strong(expected, nullptr);
+  }
   const bool closed = operating_system.CloseHandle(handle);
   if (closed) --g_handles;
   return !fails(Call::kCloseHandle) && closed;
 }
 
 platform::Handle begin_thread(platform::ThreadRoutine routine, void* argument, std::uint32_t* identifier) {
+  *identifier = 0xDEAD;
   if (fails(Call::kBeginThread)) return nullptr;
-  return counted(operating_system._beginthreadex(routine, argument, identifier));
+  const platform::Handle thread = counted(operating_system._beginthreadex(routine, argument, identifier));
+  g_threads[static_cast<std::size_t>(g_next_thread++) % g_threads.size()] = thread;
+  return thread;
 }
 
 void* counted_memory(void* memory) {
@@ -161,6 +180,8 @@ int FaultySystem::faults(Call call) const {
 int FaultySystem::live_allocations() const { return g_allocations; }
 int FaultySystem::live_handles() const { return g_handles; }
 int FaultySystem::live_slots() const { return g_slots; }
+
+void* FaultySystem::last_stored_value() const { return g_last_stored; }
 
 bool FaultySystem::nothing_leaked() const {
   return live_allocations() == 0 && live_handles() == 0 && live_slots() == 0;

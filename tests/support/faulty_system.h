@@ -27,7 +27,8 @@ inline constexpr int kForGood = 1 << 30;
 // While it lives, the library's services count and fail as they are told; at most one at a time.
 //
 // A call that fails reports `kInjectedError`. Calls that give something back (CloseHandle, TlsFree) do so
-// before they report failure, and a SetEvent does signal, so that a test can go on after them.
+// before they report failure, a SetEvent does signal, and a wait for a thread's end does wait, so that a test
+// can go on after them. A thread that does not start leaves rubbish as its identifier.
 class FaultySystem {
  public:
   static constexpr std::uint32_t kInjectedError = 4711;
@@ -51,6 +52,9 @@ class FaultySystem {
   int live_handles() const;
   int live_slots() const;
   bool nothing_leaked() const;
+
+  // The last value other than null that went into a thread-local slot.
+  void* last_stored_value() const;
 };
 
 }  // namespace kyv::testing_support

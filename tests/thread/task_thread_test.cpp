@@ -79,6 +79,7 @@ TEST(MyThread, RunsOnlyWhenStartedAndJoinsWhatItStarted) {
   system.fail(Call::kBeginThread);
   EXPECT_EQ(thread.start(), -1);
   EXPECT_EQ(thread.handle(), nullptr);
+  EXPECT_EQ(thread.identifier(), 0u);
   EXPECT_EQ(output.text(), "") << "none of this is logged";
   EXPECT_TRUE(system.nothing_leaked());
 }
@@ -116,6 +117,49 @@ TEST(TaskThread, TakesTheNextTaskWhileOneRunsButNotWhileOneWaits) {
   thread.stop();
   EXPECT_EQ(thread.handle(), nullptr);
   EXPECT_EQ(third.result, 0u);
+}
+
+// Opens a gate for the thread whose end is waited for.
+Gate* g_gate = nullptr;
+platform::Handle g_joined = nullptr;
+
+std::uint32_t open_gate_and_wait(platform::Handle handle) {
+  if (handle == g_joined) g_gate->open.set();
+  return platform::operating_system.WaitForSingleObject(handle);
+}
+
+TEST(TaskThread, StopFinishesTheTaskThatRunsAndNotTheOneThatWaits) {
+  FaultySystem system;
+  Gate gate;
+  TaskRecord running{.pool = nullptr, .function = Gate::pass, .argument = &gate, .result = 0};
+  TaskRecord waiting{.pool = nullptr,
+                     .function = [](void*) -> std::uint32_t { return 99; },
+                     .argument = nullptr,
+                     .result = 0};
+  CSimpleTaskThread thread;
+  EXPECT_TRUE(thread.assign(&running));
+  gate.entered.wait();
+  EXPECT_TRUE(thread.assign(&waiting));
+  g_gate = &gate;
+  g_joined = thread.handle();
+  platform::services.WaitForSingleObject = open_gate_and_wait;
+  EXPECT_TRUE(thread.stop());
+  gate.open.set();
+  EXPECT_EQ(running.result, 41u);
+  EXPECT_EQ(waiting.result, 0u);
+}
+
+TEST(TaskThread, SaysWhenItsEndCouldNotBeAwaited) {
+  FaultySystem system;
+  CSimpleTaskThread thread;
+  g_joined = thread.handle();
+  platform::services.WaitForSingleObject = [](platform::Handle handle) {
+    const std::uint32_t waited = platform::operating_system.WaitForSingleObject(handle);
+    return handle == g_joined ? platform::kWaitFailed : waited;
+  };
+  EXPECT_FALSE(thread.stop());
+  EXPECT_EQ(thread.handle(), nullptr) << "closed all the same";
+  EXPECT_TRUE(thread.stop()) << "nothing is left to wait for";
 }
 
 TEST(TaskThread, RefusesTasksWithoutAFunctionWithoutWaking) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -131,6 +132,22 @@ TEST_F(ThreadContextTest, AFailingSlotIsLoggedAndLeavesNothing) {
   system.fail(Call::kTlsSetValue, 0, 1);
   release_thread_context();
   EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\nTlsSetValue Error : 4711\n");
+}
+
+TEST_F(ThreadContextTest, ASlotThatCannotBeReadIsSaidOnceAndCleared) {
+  DebugOutput output;
+  ThreadContext* const lost = get_thread_context();
+  const int reads = system.calls(Call::kTlsGetValue);
+  const int writes = system.calls(Call::kTlsSetValue);
+  system.fail(Call::kTlsGetValue, 0, 1);
+  release_thread_context();
+  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\n");
+  EXPECT_EQ(system.calls(Call::kTlsGetValue), reads + 1) << "nothing is tried again";
+  EXPECT_EQ(system.calls(Call::kTlsSetValue), writes + 1);
+  EXPECT_NE(get_thread_context(), lost) << "the next call begins anew";
+  release_thread_context();
+  runtime::Owned<ThreadContext>(lost).reset();
+  EXPECT_TRUE(idle());
 }
 
 TEST_F(ThreadContextTest, AContextThatCannotLeaveItsSlotStaysBehindItEmpty) {
@@ -274,9 +291,9 @@ TEST_F(ThreadContextTest, RefusesBatchesThatItCannotRun) {
 
 TEST_F(ThreadContextTest, AnInvalidPoolRunsNothing) {
   system.fail(Call::kCreateEvent, 0, 1);
-  TaskPool pool(kWorkers);
-  EXPECT_FALSE(pool.valid());
-  EXPECT_EQ(pool.run_batch(Work::run, 1, nullptr), -1);
+  const OwnedPool pool(runtime::make_object<TaskPool>(kWorkers).release());
+  EXPECT_FALSE(pool->valid());
+  EXPECT_EQ(pool->run_batch(Work::run, 1, nullptr), -1);
 }
 
 TEST_F(ThreadContextTest, ReleaseFinishesABatchThatNobodyWaitedFor) {
@@ -287,6 +304,67 @@ TEST_F(ThreadContextTest, ReleaseFinishesABatchThatNobodyWaitedFor) {
   for (std::size_t i = 0; i < works.size(); ++i) arguments[i] = &works[i];
   EXPECT_EQ(pool->run_batch(Work::run, kWorkers, arguments.data()), kWorkers);
   release_thread_context();
+  EXPECT_TRUE(idle());
+}
+
+// The threads whose end was waited for, in order, and whether any had been when the scratch data went.
+std::vector<platform::Handle> g_started;
+std::vector<platform::Handle> g_joined;
+void* g_scratch_block = nullptr;
+std::size_t g_joined_before_scratch = 0;
+platform::Services g_services;  // what the hooks stand before
+
+void record_order_of_release() {
+  g_started.clear();
+  g_joined.clear();
+  g_scratch_block = nullptr;
+  g_services = platform::services;
+  platform::services._beginthreadex = [](platform::ThreadRoutine routine, void* argument,
+                                         std::uint32_t* identifier) {
+    g_started.push_back(g_services._beginthreadex(routine, argument, identifier));
+    return g_started.back();
+  };
+  platform::services.WaitForSingleObject = [](platform::Handle handle) {
+    const bool is_thread = std::find(g_started.begin(), g_started.end(), handle) != g_started.end();
+    if (is_thread) g_joined.push_back(handle);
+    return g_services.WaitForSingleObject(handle);
+  };
+  platform::services.malloc = [](std::size_t bytes) {
+    void* const block = g_services.malloc(bytes);
+    if (bytes > 100000) g_scratch_block = block;
+    return block;
+  };
+  platform::services.free = [](void* block) {
+    if (block != nullptr && block == g_scratch_block) g_joined_before_scratch = g_joined.size();
+    g_services.free(block);
+  };
+}
+
+TEST_F(ThreadContextTest, ReleaseEndsTheWorkersInTheirOrderAndThenFreesTheScratchBuffer) {
+  record_order_of_release();
+  ASSERT_NE(get_scratch_buffer()->ensure(200000), nullptr);
+  ASSERT_NE(get_task_pool(), nullptr);
+  ASSERT_NE(g_scratch_block, nullptr);
+  release_thread_context();
+  EXPECT_EQ(g_started.size(), static_cast<std::size_t>(kWorkers));
+  EXPECT_EQ(g_joined, g_started);
+  EXPECT_EQ(g_joined_before_scratch, g_started.size()) << "tasks may use the buffer to the last";
+  platform::services = g_services;
+  EXPECT_TRUE(idle());
+}
+
+TEST_F(ThreadContextTest, APoolIsLeftToAWorkerWhoseEndCouldNotBeAwaited) {
+  record_order_of_release();
+  TaskPool* const pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  platform::services.WaitForSingleObject = [](platform::Handle handle) {
+    const std::uint32_t waited = g_services.WaitForSingleObject(handle);
+    return handle == g_started[1] ? platform::kWaitFailed : waited;
+  };
+  release_thread_context();
+  platform::services = g_services;
+  EXPECT_EQ(system.live_handles(), 2) << "the events of that worker and of the pool";
+  OwnedPool(pool).reset();  // by now it has ended
   EXPECT_TRUE(idle());
 }
 

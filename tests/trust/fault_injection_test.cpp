@@ -62,12 +62,8 @@ int times_said(const std::string& text, const std::string& message) {
   return times;
 }
 
-// How many messages that many faults leave: a slot that cannot be read at release is read once more,
-// silently.
-int messages_of(const Fault& fault, int met) {
-  if (message_of(fault.call).empty()) return 0;
-  return fault.call == Call::kTlsGetValue && fault.times > 1 && met > 0 ? met - 1 : met;
-}
+// How many messages that many faults leave.
+int messages_of(const Fault& fault, int met) { return message_of(fault.call).empty() ? 0 : met; }
 
 // What the library has said, on whatever thread.
 class Log {
@@ -145,6 +141,12 @@ std::string described(const Fault& fault) {
          std::to_string(fault.after) + (fault.times == 1 ? ", once" : ", for good");
 }
 
+// What lay behind a slot that could not be read when it was cleared.
+void destroy_lost_context(const FaultySystem& system) {
+  runtime::Owned<thread::ThreadContext>(static_cast<thread::ThreadContext*>(system.last_stored_value()))
+      .reset();
+}
+
 TEST_F(FaultInjection, ResizesAreDoneOrRefusedWhole) {
   ASSERT_EQ(KyvMathInitialize(), KYVMATH_OK);
   const int idle = system.live_allocations();
@@ -168,6 +170,9 @@ TEST_F(FaultInjection, ResizesAreDoneOrRefusedWhole) {
           ASSERT_EQ(status, refused ? KYVMATH_RESIZE_FAILED : KYVMATH_OK) << call.name() << described(fault);
           ASSERT_TRUE(refused ? call.untouched() : call.output() == healthy)
               << call.name() << described(fault);
+          // A slot that cannot be read is cleared: what lay behind it is the one thing that is ever lost.
+          if (fault.call == Call::kTlsGetValue && released && system.faults(fault.call) > 0)
+            destroy_lost_context(system);
         },
         [&](const Fault& fault, int met) {
           ASSERT_EQ(times_said(log.text(), message_of(fault.call)), messages_of(fault, met))
@@ -257,7 +262,7 @@ std::uint32_t square(void* number) {
 
 // Makes the pool, runs three batches if there is one, and gives it back. How many of the batches were right;
 // 0 without a pool.
-int right_batches() {
+int right_batches(const FaultySystem& system) {
   thread::TaskPool* pool = thread::get_task_pool();
   int right = 0;
   for (int batch = 0; pool != nullptr && batch < 3; ++batch) {
@@ -268,6 +273,15 @@ int right_batches() {
     right += pool->result(0) == 4 && pool->result(1) == 9 && pool->result(2) == 25 ? 1 : 0;
   }
   thread::release_thread_context();
+  // A pool is left to its workers where the end of one could not be awaited; by now all have ended. Its
+  // context is lost with it where the slot could not be read.
+  if (pool != nullptr && system.live_handles() > 0) {
+    if (system.faults(Call::kTlsGetValue) > 0) {
+      destroy_lost_context(system);
+    } else {
+      thread::OwnedPool(pool).reset();
+    }
+  }
   return right;
 }
 
@@ -275,12 +289,12 @@ TEST_F(FaultInjection, APoolIsWholeOrNotThereAndItsBatchesEnd) {
   system.set_processor_count(4);
   ASSERT_EQ(KyvMathInitialize(), KYVMATH_OK);
   const int idle = system.live_allocations();
-  const int lookups = (right_batches(), system.calls(Call::kTlsGetValue));
+  const int lookups = (right_batches(system), system.calls(Call::kTlsGetValue));
   const int stores = system.calls(Call::kTlsSetValue);
   inject(
       every_kind(),
       [&](const Fault& fault) {
-        const int right = right_batches();
+        const int right = right_batches(system);
         const bool met = system.faults(fault.call) > 0;
         const bool made = fault.call == Call::kSetEvent || fault.call == Call::kWait ||
                           fault.call == Call::kCloseHandle ||
@@ -293,7 +307,7 @@ TEST_F(FaultInjection, APoolIsWholeOrNotThereAndItsBatchesEnd) {
         const int said = times_said(log.text(), message_of(fault.call));
         ASSERT_GE(said, 0) << described(fault);
         ASSERT_LE(said, met) << described(fault);
-        ASSERT_EQ(right_batches(), 3) << described(fault);
+        ASSERT_EQ(right_batches(system), 3) << described(fault);
         ASSERT_EQ(system.live_allocations(), idle) << described(fault);
         ASSERT_EQ(system.live_handles(), 0) << described(fault);
       });
