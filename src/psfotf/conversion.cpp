@@ -14,7 +14,7 @@ constexpr int kFailed = -1;
 
 class Scratch {
  public:
-  explicit Scratch(std::uint64_t bytes) noexcept
+  explicit Scratch(std::uint64_t bytes)
       : memory_(bytes != 0 && bytes <= SIZE_MAX
                     ? runtime::aligned_allocate_large(static_cast<std::size_t>(bytes))
                     : nullptr) {}
@@ -90,11 +90,11 @@ void copy(const PlaneArrays& plane, std::size_t values, Precision precision) noe
 }  // namespace
 
 int convert_planes(const PlaneStack& stack, Direction direction, Precision precision,
-                   const runtime::KernelSet& kernels) noexcept {
+                   const runtime::KernelSet& kernels) {
+  mkl_set_num_threads(1);
   if (stack.planes < 1 || stack.width < 1 || stack.height < 1) return kDone;
   if (!sizes_fit(stack.width, stack.height, stack.planes)) return kFailed;
 
-  mkl_set_num_threads(1);
   const std::int32_t lengths[2] = {stack.width, stack.height};
   const std::uint64_t bytes = array_workspace_bytes(precision, lengths, *kernels.psfotf);
   const bool takes_memory = bytes != 0;

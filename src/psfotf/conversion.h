@@ -27,6 +27,6 @@ struct PlaneStack {
 // 0 done (also for an empty stack or plane); anything else failed, with nothing written: the sizes do not fit
 // or there is no memory to work in. A plane whose transform cannot be planned is copied out untransformed.
 int convert_planes(const PlaneStack& stack, Direction direction, Precision precision,
-                   const runtime::KernelSet& kernels) noexcept;
+                   const runtime::KernelSet& kernels);
 
 }  // namespace kyv::psfotf

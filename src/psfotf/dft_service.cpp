@@ -68,8 +68,8 @@ class Descriptor {
   bool is_committed() const noexcept { return committed_; }
   bool is_on_heap() const noexcept { return on_heap_; }
 
-  void set_backward_scale(double scale) noexcept {
-    backward_scale_ = scale;
+  void set_scale(Direction direction, double scale) noexcept {
+    (direction == Direction::kForward ? forward_scale_ : backward_scale_) = scale;
     release();
   }
 
@@ -103,7 +103,7 @@ class Descriptor {
     const bool backward = direction == Direction::kBackward;
     const PlaneArrays ordered =
         backward ? PlaneArrays{arrays.src_im, arrays.src_re, arrays.dst_im, arrays.dst_re} : arrays;
-    const double scale = backward ? backward_scale_ : 1.0;
+    const double scale = backward ? backward_scale_ : forward_scale_;
     if (single_square_ != nullptr) {
       single_square_(static_cast<float>(scale), ordered);
     } else if (double_square_ != nullptr) {
@@ -181,6 +181,7 @@ class Descriptor {
   bool committed_ = false;
   PlaneShape shape_;
   const Kernels& kernels_;
+  double forward_scale_ = 1.0;
   double backward_scale_ = 1.0;
   TransformSquare<float> single_square_ = nullptr;
   TransformSquare<double> double_square_ = nullptr;
@@ -201,17 +202,6 @@ bool are_valid(const std::int32_t* lengths) noexcept {
          static_cast<std::int64_t>(lengths[0]) * lengths[1] <= INT32_MAX;
 }
 
-std::int32_t create(DFTI_DESCRIPTOR_HANDLE* handle, Precision precision, DFTI_CONFIG_VALUE domain,
-                    std::int32_t dimension, const std::int32_t* lengths, const Kernels& kernels) noexcept {
-  if (handle == nullptr) return DFTI_INVALID_CONFIGURATION;
-  *handle = nullptr;
-  if (domain != DFTI_COMPLEX || dimension != 2 || lengths == nullptr || !are_valid(lengths)) {
-    return DFTI_INVALID_CONFIGURATION;
-  }
-  *handle = create_descriptor(precision, {lengths[0], lengths[1]}, kernels);
-  return *handle == nullptr ? DFTI_MEMORY_ERROR : DFTI_NO_ERROR;
-}
-
 bool is_sound(const Descriptor* descriptor) noexcept {
   return descriptor != nullptr && descriptor->is_sound();
 }
@@ -229,26 +219,46 @@ void mkl_set_num_threads(std::int32_t count) noexcept {
 
 std::int32_t mkl_get_max_threads() noexcept { return g_thread_count.load(std::memory_order_relaxed); }
 
+std::int32_t DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE precision,
+                                  DFTI_CONFIG_VALUE domain, std::int32_t dimension,
+                                  const std::int32_t* lengths, const Kernels& kernels) noexcept {
+  if (handle == nullptr) return DFTI_INVALID_CONFIGURATION;
+  *handle = nullptr;
+  const bool known = precision == DFTI_SINGLE || precision == DFTI_DOUBLE;
+  if (!known || domain != DFTI_COMPLEX || dimension != 2 || lengths == nullptr || !are_valid(lengths)) {
+    return DFTI_INVALID_CONFIGURATION;
+  }
+  *handle = create_descriptor(precision == DFTI_SINGLE ? Precision::kSingle : Precision::kDouble,
+                              {lengths[0], lengths[1]}, kernels);
+  return *handle == nullptr ? DFTI_MEMORY_ERROR : DFTI_NO_ERROR;
+}
+
 std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
                                        std::int32_t dimension, const std::int32_t* lengths,
                                        const Kernels& kernels) noexcept {
-  return create(handle, Precision::kSingle, domain, dimension, lengths, kernels);
+  return DftiCreateDescriptor(handle, DFTI_SINGLE, domain, dimension, lengths, kernels);
 }
 
 std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
                                        std::int32_t dimension, const std::int32_t* lengths,
                                        const Kernels& kernels) noexcept {
-  return create(handle, Precision::kDouble, domain, dimension, lengths, kernels);
+  return DftiCreateDescriptor(handle, DFTI_DOUBLE, domain, dimension, lengths, kernels);
 }
 
 std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept {
   if (!is_sound(handle)) return DFTI_BAD_DESCRIPTOR;
-  if (parameter != DFTI_BACKWARD_SCALE) return DFTI_INVALID_CONFIGURATION;
+  std::int32_t status = DFTI_NO_ERROR;
   va_list values;
   va_start(values, parameter);
-  handle->set_backward_scale(va_arg(values, double));
+  if (parameter == DFTI_FORWARD_SCALE) {
+    handle->set_scale(Direction::kForward, va_arg(values, double));
+  } else if (parameter == DFTI_BACKWARD_SCALE) {
+    handle->set_scale(Direction::kBackward, va_arg(values, double));
+  } else if (parameter != DFTI_PLACEMENT || va_arg(values, std::int32_t) != DFTI_INPLACE) {
+    status = DFTI_INVALID_CONFIGURATION;
+  }
   va_end(values);
-  return DFTI_NO_ERROR;
+  return status;
 }
 
 std::int32_t DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) noexcept {

@@ -21,8 +21,17 @@ namespace kyv::psfotf {
 class Descriptor;
 using DFTI_DESCRIPTOR_HANDLE = Descriptor*;
 
-enum DFTI_CONFIG_PARAM : std::int32_t { DFTI_BACKWARD_SCALE = 5 };
-enum DFTI_CONFIG_VALUE : std::int32_t { DFTI_COMPLEX = 32 };
+enum DFTI_CONFIG_PARAM : std::int32_t {
+  DFTI_FORWARD_SCALE = 4,
+  DFTI_BACKWARD_SCALE = 5,
+  DFTI_PLACEMENT = 11
+};
+enum DFTI_CONFIG_VALUE : std::int32_t {
+  DFTI_COMPLEX = 32,
+  DFTI_SINGLE = 35,
+  DFTI_DOUBLE = 36,
+  DFTI_INPLACE = 43
+};
 
 // Statuses.
 inline constexpr std::int32_t DFTI_NO_ERROR = 0;
@@ -36,8 +45,12 @@ void mkl_set_num_threads(std::int32_t count) noexcept;
 std::int32_t mkl_get_max_threads() noexcept;
 
 // Writes null first, and on success a descriptor to be freed, which computes with the set's kernels. The
-// domain is DFTI_COMPLEX, the dimension 2, the lengths are at least 1 and their product fits 31 bits;
-// everything else is an invalid configuration.
+// precision is DFTI_SINGLE or DFTI_DOUBLE, the domain DFTI_COMPLEX, the dimension 2, the lengths are at least
+// 1 and their product fits 31 bits; everything else is an invalid configuration. The second and third are the
+// first with a precision of their own.
+std::int32_t DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE precision,
+                                  DFTI_CONFIG_VALUE domain, std::int32_t dimension,
+                                  const std::int32_t* lengths, const Kernels& kernels) noexcept;
 std::int32_t DftiCreateDescriptor_s_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE domain,
                                        std::int32_t dimension, const std::int32_t* lengths,
                                        const Kernels& kernels) noexcept;
@@ -45,7 +58,8 @@ std::int32_t DftiCreateDescriptor_d_md(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONF
                                        std::int32_t dimension, const std::int32_t* lengths,
                                        const Kernels& kernels) noexcept;
 
-// DFTI_BACKWARD_SCALE (a DFTI_CONFIG_PARAM) and a double. Undoes a commit.
+// DFTI_FORWARD_SCALE or DFTI_BACKWARD_SCALE and a double (1 at first), or DFTI_PLACEMENT and DFTI_INPLACE,
+// the only placement. Undoes a commit.
 std::int32_t DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, std::int32_t parameter, ...) noexcept;
 
 std::int32_t DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) noexcept;

@@ -79,6 +79,22 @@ TYPED_TEST(DftService, BackwardIsUnscaledByDefault) {
   DftiFreeDescriptor(&handle);
 }
 
+TYPED_TEST(DftService, ForwardTakesAScaleToo) {
+  const std::int32_t lengths[2] = {4, 3};
+  DFTI_DESCRIPTOR_HANDLE handle = nullptr;
+  const DFTI_CONFIG_VALUE precision = this->kSingle ? DFTI_SINGLE : DFTI_DOUBLE;
+  ASSERT_EQ(DftiCreateDescriptor(&handle, precision, DFTI_COMPLEX, 2, lengths,
+                                 *runtime::active_kernel_set().psfotf),
+            DFTI_NO_ERROR);
+  ASSERT_EQ(DftiSetValue(handle, DFTI_FORWARD_SCALE, 0.25), DFTI_NO_ERROR);
+  ASSERT_EQ(DftiCommitDescriptor(handle), DFTI_NO_ERROR);
+  std::vector<TypeParam> pairs(24);
+  pairs[0] = 2;
+  EXPECT_EQ(DftiComputeForward(handle, pairs.data()), DFTI_NO_ERROR);
+  for (std::size_t i = 0; i < pairs.size(); ++i) EXPECT_EQ(pairs[i], i % 2 == 0 ? 0.5 : 0);
+  DftiFreeDescriptor(&handle);
+}
+
 TYPED_TEST(DftService, RefusesWhatItIsNotBuiltFor) {
   constexpr std::int32_t huge = std::numeric_limits<std::int32_t>::max();
   const std::int32_t good[2] = {4, 4};
@@ -86,6 +102,9 @@ TYPED_TEST(DftService, RefusesWhatItIsNotBuiltFor) {
   DFTI_DESCRIPTOR_HANDLE handle = stale;
   EXPECT_NE(this->create(&handle, static_cast<DFTI_CONFIG_VALUE>(33), 2, good), DFTI_NO_ERROR);
   EXPECT_EQ(handle, nullptr);
+  EXPECT_NE(DftiCreateDescriptor(&handle, DFTI_COMPLEX, DFTI_COMPLEX, 2, good,
+                                 *runtime::active_kernel_set().psfotf),
+            DFTI_NO_ERROR);
   EXPECT_NE(this->create(&handle, DFTI_COMPLEX, 1, good), DFTI_NO_ERROR);
   EXPECT_NE(this->create(&handle, DFTI_COMPLEX, 2, nullptr), DFTI_NO_ERROR);
   EXPECT_NE(this->create(nullptr, DFTI_COMPLEX, 2, good), DFTI_NO_ERROR);
@@ -114,7 +133,9 @@ TYPED_TEST(DftService, BadDescriptorsAreNamedAndBuffersLeftAlone) {
   ASSERT_EQ(this->create(&handle, 4, 4), DFTI_NO_ERROR);
   refuses(handle);  // not committed
   ASSERT_EQ(DftiCommitDescriptor(handle), DFTI_NO_ERROR);
-  EXPECT_EQ(DftiSetValue(handle, static_cast<DFTI_CONFIG_PARAM>(4), 0.5), DFTI_INVALID_CONFIGURATION);
+  EXPECT_EQ(DftiSetValue(handle, static_cast<DFTI_CONFIG_PARAM>(6), 0.5), DFTI_INVALID_CONFIGURATION);
+  EXPECT_EQ(DftiSetValue(handle, DFTI_PLACEMENT, 44), DFTI_INVALID_CONFIGURATION);
+  EXPECT_EQ(DftiSetValue(handle, DFTI_PLACEMENT, DFTI_INPLACE), DFTI_NO_ERROR);
   EXPECT_EQ(DftiComputeForward(handle, nullptr), DFTI_BAD_DESCRIPTOR);
   ASSERT_EQ(DftiSetValue(handle, DFTI_BACKWARD_SCALE, 0.5), DFTI_NO_ERROR);
   refuses(handle);  // the new value is not committed
