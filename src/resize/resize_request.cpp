@@ -1,6 +1,6 @@
 #include "resize/resize_request.h"
 
-#include "resize/primitive.h"
+#include "resize/front_end.h"
 #include "thread/thread_context.h"
 
 namespace kyv::resize {
@@ -29,21 +29,46 @@ bool is_acceptable(const ResizeRequest& r) noexcept {
   return is_known_mode(r.mode);
 }
 
+// The shift that takes the first pixel of a mapped region, `mapped_first`, to position 0.
+//
+// Where the region's origin * factor is a half that was rounded up, its end lies half a pixel short of the
+// destination's, and from about 10^6 on a rounding error may take it beyond what the primitives still round
+// up. Then the shift is that error larger, so that the end is exactly half a pixel short. (The end's last
+// place is a multiple of the difference's, and the difference is the smaller one: it is exact.)
+double covering_shift(std::int32_t origin, std::int32_t size, std::int32_t dst_size, double factor,
+                      std::int32_t mapped_first) noexcept {
+  const double shift = 0.0 - static_cast<double>(mapped_first);
+  const double end = (static_cast<double>(origin) + size) * factor;
+  Span covered;
+  if (round_span(0.0, end + shift, 0, covered) && covered.end >= dst_size) return shift;
+  return (static_cast<double>(dst_size) - 0.5) - end;
+}
+
 }  // namespace
 
-int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels) noexcept {
+IppStatus map_region(const IppiRect& region, IppiSize destination, std::uint32_t interpolation,
+                     RegionMapping& mapping) noexcept {
+  const double x_factor = static_cast<double>(destination.width) / static_cast<double>(region.width);
+  const double y_factor = static_cast<double>(destination.height) / static_cast<double>(region.height);
+  IppiRect mapped;
+  const IppStatus status = ippiGetResizeRect(region, &mapped, x_factor, y_factor, 0.0, 0.0, interpolation);
+  if (status != kNoError) return status;
+  mapping = {.x_factor = x_factor,
+             .y_factor = y_factor,
+             .x_shift = covering_shift(region.x, region.width, destination.width, x_factor, mapped.x),
+             .y_shift = covering_shift(region.y, region.height, destination.height, y_factor, mapped.y)};
+  return kNoError;
+}
+
+int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels) {
   if (!is_acceptable(r)) return kRejected;
 
   const auto interpolation = static_cast<std::uint32_t>(r.mode);
   const IppiRect region{r.region_x, r.region_y, r.region_width, r.region_height};
   const IppiRect destination{0, 0, r.dst_width, r.dst_height};
-  const double x_factor = static_cast<double>(r.dst_width) / static_cast<double>(r.region_width);
-  const double y_factor = static_cast<double>(r.dst_height) / static_cast<double>(r.region_height);
 
-  IppiRect mapped;
-  if (ippiGetResizeRect(region, &mapped, x_factor, y_factor, 0.0, 0.0, interpolation) != kNoError) {
-    return kRejected;
-  }
+  RegionMapping mapping;
+  if (map_region(region, {r.dst_width, r.dst_height}, interpolation, mapping) != kNoError) return kRejected;
   std::int32_t bytes = 0;
   if (ippiResizeGetBufSize(region, destination, r.channels, interpolation, &bytes) != kNoError) {
     return kRejected;
@@ -52,7 +77,6 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
   void* const work = scratch == nullptr ? nullptr : scratch->ensure(bytes);
   if (work == nullptr) return kNoResources;
 
-  // The shifts move the mapped region's first pixel to column 0, row 0.
   const ResizeSqrPixelArguments arguments{.src = r.src,
                                           .src_size = {r.src_width, r.src_height},
                                           .src_step = r.src_step,
@@ -60,10 +84,10 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
                                           .dst = r.dst,
                                           .dst_step = r.dst_step,
                                           .dst_roi = destination,
-                                          .x_factor = x_factor,
-                                          .y_factor = y_factor,
-                                          .x_shift = 0.0 - static_cast<double>(mapped.x),
-                                          .y_shift = 0.0 - static_cast<double>(mapped.y),
+                                          .x_factor = mapping.x_factor,
+                                          .y_factor = mapping.y_factor,
+                                          .x_shift = mapping.x_shift,
+                                          .y_shift = mapping.y_shift,
                                           .interpolation = interpolation,
                                           .work = work};
   const IppStatus status = resize_sqr_pixel(r.bits, r.channels)(arguments, *kernels.resize);

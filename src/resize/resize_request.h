@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "resize/primitive.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::resize {
@@ -26,9 +27,22 @@ struct ResizeRequest {
   std::int32_t dst_step = 0;
 };
 
+// How a region is laid over a destination: destination = source * factor + shift on either axis.
+struct RegionMapping {
+  double x_factor = 1.0;
+  double y_factor = 1.0;
+  double x_shift = 0.0;
+  double y_shift = 0.0;
+};
+
+// The mapping of `region` to the whole of a destination: under it the primitives write every destination
+// pixel. Its status is that of ippiGetResizeRect; `mapping` is written when that is 0.
+IppStatus map_region(const IppiRect& region, IppiSize destination, std::uint32_t interpolation,
+                     RegionMapping& mapping) noexcept;
+
 // 0 done; -1 rejected by validation or by a primitive; -2 no thread context or no work buffer.
 // The destination is untouched unless the result is 0. The work buffer stays in the calling thread's context,
 // which the caller releases.
-int run_resize_request(const ResizeRequest& request, const runtime::KernelSet& kernels) noexcept;
+int run_resize_request(const ResizeRequest& request, const runtime::KernelSet& kernels);
 
 }  // namespace kyv::resize

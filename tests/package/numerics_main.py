@@ -50,6 +50,8 @@ def check_resizes():
     for mode in (LINEAR, CUBIC, SUPER, LANCZOS):  # more than one block of 128 taps, and more than ten
         check(rng, mode, 1500, 7, (0, 0, 1500, 7), 3, 2)
         check(rng, mode, 9, 700, (1, 2, 8, 690), 3, 2)
+    for mode in (NEAREST, LINEAR, CUBIC, LANCZOS):  # an end that is rounded short of the destination's
+        check(rng, mode, 3075, 8, (3069, 0, 6, 8), 3073, 1)
 
 
 def check_conversions():

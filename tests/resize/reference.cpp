@@ -1,17 +1,23 @@
 #include "resize/reference.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
-
-#include "resize/kernels/sine.h"
 
 namespace kyv::reference {
 namespace {
 
 constexpr double kPi = 3.141592653589793;
 constexpr std::size_t kBlock = 128;
+
+// 1 / (2 k (2 k + 1)): from one term of a sine's series to the next.
+constexpr std::array<long double, 12> kInverse = [] {
+  std::array<long double, 12> values{};
+  for (int k = 1; k < 12; ++k) values[static_cast<std::size_t>(k)] = 1.0L / (2 * k * (2 * k + 1));
+  return values;
+}();
 
 struct Tap {
   std::int64_t source;  // clamped into the usable part of the region
@@ -42,8 +48,16 @@ double b_spline(double d) {
   return 0.0;
 }
 
+// sin(x) for 0 <= x <= 3 pi: reduced to [-pi/2, pi/2], then the Taylor series to the 23rd power.
 double sine(double x) {
-  return resize::sine(x, [](double value) { return value; });
+  constexpr long double kRestOfPi = 1.22464679914735317723e-16L;  // pi - kPi
+  const auto turns = static_cast<int>(x / kPi + 0.5);
+  const auto k = static_cast<long double>(turns);
+  const long double r = (static_cast<long double>(x) - k * static_cast<long double>(kPi)) - k * kRestOfPi;
+  const long double r2 = r * r;
+  long double factor = 1.0L;
+  for (int n = 22; n > 0; n -= 2) factor = 1.0L - factor * r2 * kInverse[n / 2];
+  return static_cast<double>(turns % 2 == 0 ? r * factor : -(r * factor));
 }
 
 double lanczos(double d) {
@@ -131,29 +145,43 @@ std::vector<Taps> axis_taps(const Axis& axis, int mode) {
   return table;
 }
 
-template <class Sample>
-float weighted_sum(const Taps& taps, Sample sample) {
+// The sum over the taps of weight * values[tap.source * channels].
+float weighted_sum(const Taps& taps, const float* values, int channels) {
   float total = 0.0f;
   for (std::size_t start = 0; start < taps.size(); start += kBlock) {
     float block = 0.0f;
     const std::size_t end = std::min(start + kBlock, taps.size());
-    for (std::size_t k = start; k < end; ++k) {
-      block = fused_multiply_add(taps[k].weight, sample(taps[k].source), block);
-    }
-    total = total + block;
+    for (std::size_t k = start; k < end; ++k)
+      block = fused_multiply_add(taps[k].weight, values[taps[k].source * channels], block);
+    total += block;
   }
   return total;
 }
 
-// To nearest, ties to even, then saturated.
+// The same for neighbouring sums at once: sums[j] over weight * line(tap.source)[j].
+template <class Line>
+void weighted_sums(const Taps& taps, const Line& line, std::vector<float>& block, std::vector<float>& sums) {
+  std::fill(sums.begin(), sums.end(), 0.0f);
+  for (std::size_t start = 0; start < taps.size(); start += kBlock) {
+    std::fill(block.begin(), block.end(), 0.0f);
+    const std::size_t end = std::min(start + kBlock, taps.size());
+    for (std::size_t k = start; k < end; ++k) {
+      const float* const values = line(taps[k].source);
+      for (std::size_t j = 0; j < block.size(); ++j)
+        block[j] = fused_multiply_add(taps[k].weight, values[j], block[j]);
+    }
+    for (std::size_t j = 0; j < sums.size(); ++j) sums[j] += block[j];
+  }
+}
+
+// To nearest, ties to even, and saturated, which comes to the same before as after.
 std::uint16_t to_sample(float value, int bits) {
-  const double v = static_cast<double>(value);
-  double rounded = std::floor(v);
-  const double rest = v - rounded;
-  const bool odd = std::fmod(rounded, 2.0) != 0.0;
-  if (rest > 0.5 || (rest == 0.5 && odd)) rounded += 1.0;
   const double limit = bits == 8 ? 255.0 : 65535.0;
-  return static_cast<std::uint16_t>(std::min(std::max(rounded, 0.0), limit));
+  const double v = std::min(std::max(static_cast<double>(value), 0.0), limit);
+  const auto whole = static_cast<std::uint32_t>(v);
+  const double rest = v - whole;
+  const bool up = rest > 0.5 || (rest == 0.5 && whole % 2 == 1);
+  return static_cast<std::uint16_t>(whole + (up ? 1 : 0));
 }
 
 std::uint16_t read_sample(const std::uint8_t* p, int bits) {
@@ -204,6 +232,14 @@ std::int32_t mapped_origin(std::int32_t origin, double factor) {
   return static_cast<std::int32_t>(origin * factor + 0.4999999999);
 }
 
+// The shift that takes the region's rounded origin to 0. Where that leaves the last destination position
+// unreached, by an error of rounding, the shift with which the region ends half a position before its end.
+double request_shift(std::int32_t origin, std::int32_t size, std::int32_t dst_size, double factor) {
+  const double shift = 0.0 - mapped_origin(origin, factor);
+  const double end = (static_cast<double>(origin) + size) * factor;
+  return std::trunc(end + shift + 0.5000000001) < dst_size ? dst_size - 0.5 - end : shift;
+}
+
 // A factor of 1 with a shift of 0 returns the source, whatever the mode: the B-spline, which would smooth,
 // included.
 bool is_identity(const Axis& axis) { return axis.s == 1.0 && axis.offset == 0.0; }
@@ -213,6 +249,7 @@ class Resampler {
   Resampler(const PrimitiveCall& call, const Axis& x, const Axis& y)
       : call_(call),
         y_(y),
+        usable_width_(x.usable),
         mode_(is_identity(x) && is_identity(y) ? 1
                                                : mode_in_effect(call.mode, call.src_width, call.src_height)),
         columns_(axis_taps(x, mode_)),
@@ -221,13 +258,14 @@ class Resampler {
   void run(std::vector<std::uint8_t>& out) const {
     const std::size_t row_samples = columns_.size() * static_cast<std::size_t>(call_.channels);
     const std::vector<float> intermediate = row_pass(row_samples);
+    std::vector<float> block(row_samples);
+    std::vector<float> sums(row_samples);
     for (const Taps& taps : rows_) {
-      for (std::size_t j = 0; j < row_samples; ++j) {
-        const float sum = weighted_sum(taps, [&](std::int64_t row) {
-          return intermediate[static_cast<std::size_t>(row) * row_samples + j];
-        });
-        append_sample(to_sample(sum, call_.bits), call_.bits, out);
-      }
+      const auto line = [&](std::int64_t y) {
+        return intermediate.data() + static_cast<std::size_t>(y) * row_samples;
+      };
+      weighted_sums(taps, line, block, sums);
+      for (const float sum : sums) append_sample(to_sample(sum, call_.bits), call_.bits, out);
     }
   }
 
@@ -235,25 +273,31 @@ class Resampler {
   std::vector<float> row_pass(std::size_t row_samples) const {
     std::vector<float> result;
     result.reserve(row_samples * static_cast<std::size_t>(y_.usable));
-    for (std::int64_t row = 0; row < y_.usable; ++row) {
+    for (std::int64_t y = 0; y < y_.usable; ++y) {
+      const std::vector<float> row = source_row(y);
       for (const Taps& taps : columns_) {
-        for (int channel = 0; channel < call_.channels; ++channel) {
-          result.push_back(
-              weighted_sum(taps, [&](std::int64_t column) { return source(column, row, channel); }));
-        }
+        for (int channel = 0; channel < call_.channels; ++channel)
+          result.push_back(weighted_sum(taps, row.data() + channel, call_.channels));
       }
     }
     return result;
   }
 
-  float source(std::int64_t column, std::int64_t row, int channel) const {
-    const std::int64_t index = (call_.src_roi.x + column) * call_.channels + channel;
-    const std::int64_t bytes = (call_.src_roi.y + row) * call_.src_step + index * (call_.bits / 8);
-    return read_sample(call_.src + bytes, call_.bits);
+  std::vector<float> source_row(std::int64_t y) const {
+    const std::int64_t sample_bytes = call_.bits / 8;
+    const std::uint8_t* first = call_.src + (call_.src_roi.y + y) * call_.src_step +
+                                std::int64_t{call_.src_roi.x} * call_.channels * sample_bytes;
+    std::vector<float> row(static_cast<std::size_t>(usable_width_ * call_.channels));
+    for (float& sample : row) {
+      sample = read_sample(first, call_.bits);
+      first += sample_bytes;
+    }
+    return row;
   }
 
   const PrimitiveCall& call_;
   const Axis& y_;
+  std::int64_t usable_width_;
   int mode_;
   std::vector<Taps> columns_;
   std::vector<Taps> rows_;
@@ -268,9 +312,13 @@ float fused_multiply_add(float a, float b, float c) noexcept {
   const double product = static_cast<double>(a) * static_cast<double>(b);
   const double addend = c;
   const double sum = product + addend;
+  auto bits = std::bit_cast<std::uint64_t>(sum);
+  // Only from half-way between two normal floats does a second rounding go wrong.
+  constexpr std::uint64_t below_float = (std::uint64_t{1} << 29) - 1;
+  constexpr std::uint64_t half_way = std::uint64_t{1} << 28;
+  if ((bits & below_float) != half_way && std::fabs(sum) >= 0x1p-126) return static_cast<float>(sum);
   const double addend_part = sum - product;
   const double error = (product - (sum - addend_part)) + (addend - addend_part);
-  auto bits = std::bit_cast<std::uint64_t>(sum);
   if (error != 0.0 && (bits & 1u) == 0) bits += (error > 0.0) == (sum > 0.0) ? 1u : ~std::uint64_t{0};
   return static_cast<float>(std::bit_cast<double>(bits));
 }
@@ -291,8 +339,8 @@ Result resize_sqr_pixel(const PrimitiveCall& call) {
 Result resize(PrimitiveCall call, std::int32_t dst_width, std::int32_t dst_height) {
   call.x_factor = static_cast<double>(dst_width) / call.src_roi.width;
   call.y_factor = static_cast<double>(dst_height) / call.src_roi.height;
-  call.x_shift = 0.0 - mapped_origin(call.src_roi.x, call.x_factor);
-  call.y_shift = 0.0 - mapped_origin(call.src_roi.y, call.y_factor);
+  call.x_shift = request_shift(call.src_roi.x, call.src_roi.width, dst_width, call.x_factor);
+  call.y_shift = request_shift(call.src_roi.y, call.src_roi.height, dst_height, call.y_factor);
   call.dst_roi = {0, 0, dst_width, dst_height};
   return resize_sqr_pixel(call);
 }

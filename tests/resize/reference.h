@@ -1,5 +1,6 @@
 // A plain resize, one destination sample at a time, that states what every kernel variant must give bit for
-// bit. It shares no code with the library but the sine, whose last place is the library's to define.
+// bit. It shares no code with the library. Its sines have 64 bits where long double has them: a weight of the
+// library's, whose sine is right to a place or two of a double, is the same float but for about one in 10^8.
 #pragma once
 
 #include <cstdint>
