@@ -1,4 +1,7 @@
 // The eight exported functions: check, call, map to a status.
+//
+// This file and all that start-up and shut-down call run on any i686 (see src/CMakeLists.txt); the services
+// run only where the processor has what they are compiled for.
 #include <cstdint>
 
 #include "KyvMath.h"
@@ -7,7 +10,9 @@
 #include "platform/platform.h"
 #include "psfotf/conversion.h"
 #include "resize/resize_request.h"
+#include "runtime/cpu_features.h"
 #include "runtime/dispatch.h"
+#include "runtime/floating_point_environment.h"
 #include "thread/thread_context.h"
 
 namespace {
@@ -40,7 +45,9 @@ std::int32_t mapped_mode(unsigned mode) noexcept {
 }
 
 KyvMathStatusCode resize_status(const resize::ResizeRequest& request) noexcept {
+  if (!runtime::has_baseline()) return KYVMATH_RESIZE_FAILED;
   return api::behind_wall(KYVMATH_RESIZE_FAILED, [&]() -> KyvMathStatusCode {
+    const runtime::FloatingPointScope scope;
     const ContextRelease release;
     if (!ready_for_work()) return KYVMATH_RESIZE_FAILED;
     const int result = resize::run_resize_request(request, runtime::active_kernel_set());
@@ -50,7 +57,9 @@ KyvMathStatusCode resize_status(const resize::ResizeRequest& request) noexcept {
 
 KyvMathStatusCode conversion_status(const psfotf::PlaneStack& stack, psfotf::Direction direction,
                                     psfotf::Precision precision) noexcept {
+  if (!runtime::has_baseline()) return KYVMATH_FAILED;
   return api::behind_wall(KYVMATH_FAILED, [&]() -> KyvMathStatusCode {
+    const runtime::FloatingPointScope scope;
     const int result = psfotf::convert_planes(stack, direction, precision, runtime::active_kernel_set());
     return result == 0 ? KYVMATH_OK : KYVMATH_FAILED;
   });
@@ -61,12 +70,15 @@ KyvMathStatusCode conversion_status(const psfotf::PlaneStack& stack, psfotf::Dir
 extern "C" {
 
 KYV_REALIGN_STACK KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathInitialize(void) {
-  return api::initialize() ? KYVMATH_OK : KYVMATH_FAILED;
+  return api::behind_wall(
+      KYVMATH_FAILED, []() -> KyvMathStatusCode { return api::initialize() ? KYVMATH_OK : KYVMATH_FAILED; });
 }
 
 KYV_REALIGN_STACK KyvMathStatusCode KYVMATH_LIFECYCLE_CALL KyvMathTerminate(void) {
-  api::terminate();
-  return KYVMATH_OK;
+  return api::behind_wall(KYVMATH_OK, []() -> KyvMathStatusCode {
+    api::terminate();
+    return KYVMATH_OK;
+  });
 }
 
 KYV_REALIGN_STACK KyvMathStatusCode KYVMATH_CALL KyvMathResize(unsigned int mode, int channels,

@@ -41,4 +41,14 @@ Processor processor_of(const CpuidSnapshot& cpu) noexcept;
 // The one that this call runs on, read once. Safe from any thread at any time.
 Processor this_processor() noexcept;
 
+// Whether it has what all code of this build takes for granted but that of api/, thread/, platform/ and this
+// folder: SSE2, which only 32-bit processors can lack.
+inline bool has_baseline() noexcept {
+#ifdef __i386__
+  return (this_processor().features & kFeatureSse2) != 0;
+#else
+  return true;
+#endif
+}
+
 }  // namespace kyv::runtime

@@ -6,7 +6,7 @@
 namespace kyv::runtime {
 
 std::int32_t ippStaticInit() noexcept {
-  if ((this_processor().features & kFeatureSse2) == 0) return kIppStsNotSupportedCpu;
+  if (!has_baseline()) return kIppStsNotSupportedCpu;
   active_kernel_set();
   return kIppStsNoErr;
 }

@@ -1,6 +1,7 @@
 """Kernel objects: one symbol given away, none that the linker may merge, no instruction above their level.
 
-check_kernels.py <objdump> <nm> <objects...>: of the objects, those in a folder named kernels.
+check_kernels.py <objdump> <nm> <objects...>: of the objects, those in a folder named kernels. And of 32-bit ones,
+those that run before the processor is known to have SSE2: no instruction of any vector set.
 """
 
 import os
@@ -19,6 +20,12 @@ AFTER_SSE2 = re.compile(
 
 
 VBMI = re.compile(r"^v(perm([it]2)?b|pmultishiftqb)$")
+
+
+ANY_PROCESSOR = ("api", "thread", "runtime", "platform")
+
+# Of these the code itself says when it may execute them.
+GUARDED = ("stmxcsr", "ldmxcsr", "xgetbv", "cpuid")
 
 
 def run(*command):
@@ -66,6 +73,12 @@ def faults(objdump, nm, path):
         yield f"{level} instruction {instruction}"
 
 
+def vector_instructions(objdump, path):
+    for mnemonic, operands in instructions(objdump, path):
+        if mnemonic not in GUARDED and (level_of(mnemonic, operands) != "sse2" or re.search(r"%x?mm", operands)):
+            yield f"{mnemonic} {operands}"
+
+
 def main():
     objdump, nm, *objects = sys.argv[1:]
     kernels = [path for path in objects if os.path.basename(os.path.dirname(path)) == "kernels"]
@@ -75,6 +88,13 @@ def main():
         for fault in faults(objdump, nm, path):
             print(f"FAIL {path}: {fault}")
             failed = True
+    early = [path for path in objects if os.path.basename(os.path.dirname(path)) in ANY_PROCESSOR]
+    if "elf32-i386" in run(objdump, "-f", early[0]) or "pe-i386" in run(objdump, "-f", early[0]):
+        print(f"{len(early)} objects for any processor")
+        for path in early:
+            for fault in list(vector_instructions(objdump, path))[:10]:
+                print(f"FAIL {path}: {fault}")
+                failed = True
     return 1 if failed else 0
 
 

@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "KyvMath.h"
-#include "api/exception_wall.h"
+#include "platform/platform.h"
+#include "psfotf/dft_service.h"
 #include "support/debug_output.h"
 #include "support/faulty_system.h"
 #include "support/floating_point_state.h"
@@ -184,9 +185,12 @@ TEST_F(ExportsTest, ConversionsNeedNeitherInitialisationNorTheSlot) {
     for (const double value : imag) EXPECT_EQ(value, 0.0) << conversion.name;
 
     for (const std::array<int, 3>& sizes :
-         {std::array{2, 2, 0}, std::array{2, 2, -1}, std::array{0, 2, 1}, std::array{2, INT_MIN, 1}})
+         {std::array{2, 2, 0}, std::array{2, 2, -1}, std::array{0, 2, 1}, std::array{2, INT_MIN, 1}}) {
+      psfotf::mkl_set_num_threads(3);
       EXPECT_EQ(conversion.function(nullptr, nullptr, nullptr, nullptr, sizes[0], sizes[1], sizes[2]),
                 KYVMATH_OK);
+      EXPECT_EQ(psfotf::mkl_get_max_threads(), 1) << "set before anything else, for an empty stack as well";
+    }
 
     const std::array<double, 4> before = real;
     system.fail(Call::kAllocate, 0, 1);
@@ -244,14 +248,36 @@ TEST_F(ExportsTest, TheHostsFloatingPointEnvironmentChangesNothingAndIsKept) {
   EXPECT_EQ(after.x87_tags(), before.x87_tags());
 }
 
-TEST(ExceptionWall, TurnsWhateverIsThrownIntoTheFailureAndRestoresTheEnvironment) {
+// No service of the system throws; this one stands for whatever may one day.
+TEST_F(ExportsTest, NothingThatIsThrownBelowAnExportGetsThroughIt) {
+  const auto throwing_malloc = [](std::size_t) -> void* { throw std::bad_alloc(); };
+  const auto healthy_malloc = platform::services.malloc;
   const testing_support::FloatingPointState before = testing_support::read_floating_point();
-  EXPECT_EQ(behind_wall(KYVMATH_FAILED, []() -> KyvMathStatusCode { throw std::bad_alloc(); }),
-            KYVMATH_FAILED);
-  EXPECT_EQ(behind_wall(KYVMATH_RESIZE_FAILED, []() -> KyvMathStatusCode { throw 1; }),
-            KYVMATH_RESIZE_FAILED);
-  EXPECT_EQ(behind_wall(KYVMATH_FAILED, []() -> KyvMathStatusCode { return KYVMATH_OK; }), KYVMATH_OK);
+  const int idle = system.live_allocations();
+  std::array<double, 30> values{};
+  platform::services.malloc = throwing_malloc;
+  EXPECT_EQ(good.region(), KYVMATH_RESIZE_FAILED);
+  EXPECT_EQ(good.whole(), KYVMATH_RESIZE_FAILED);
+  for (const Conversion& conversion : kConversions) {
+    EXPECT_EQ(conversion.function(values.data(), values.data(), values.data(), values.data(), 5, 6, 1),
+              KYVMATH_FAILED);
+  }
+  EXPECT_EQ(system.live_allocations(), idle);
   EXPECT_EQ(testing_support::read_floating_point().mxcsr, before.mxcsr);
+
+  static const auto healthy_free = platform::services.TlsFree;
+  platform::services.TlsFree = [](std::uint32_t index) -> bool {
+    healthy_free(index);
+    throw 1;
+  };
+  EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
+  platform::services.TlsFree = healthy_free;
+  EXPECT_EQ(system.live_allocations(), 0);
+  EXPECT_EQ(KyvMathInitialize(), KYVMATH_FAILED);
+  EXPECT_EQ(good.region(), KYVMATH_NOT_INITIALIZED);
+  platform::services.malloc = healthy_malloc;
+  EXPECT_EQ(KyvMathInitialize(), KYVMATH_OK);
+  EXPECT_EQ(good.region(), KYVMATH_OK);
 }
 
 }  // namespace
