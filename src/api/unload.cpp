@@ -1,12 +1,9 @@
-// Runs when the shared library is unloaded. The C++ run-time that is linked into it takes memory at load
-// time, to be able to throw when there is none left, and leaves its release to the system at the end of the
-// process: a host that loads and unloads the library would lose that much each time.
-namespace __gnu_cxx {  // NOLINT(bugprone-reserved-identifier,cert-dcl*,readability-identifier-naming)
-void __freeres();      // NOLINT(bugprone-reserved-identifier,cert-dcl*,readability-identifier-naming)
-}
+// Runs when the shared library is unloaded: what a host leaves behind that did not shut it down is given
+// back, above all the thread-local slot, of which a process has only about a thousand.
+#include "api/lifecycle.h"
 
 namespace {
 
-__attribute__((destructor)) void release_run_time_memory() { __gnu_cxx::__freeres(); }
+__attribute__((destructor)) void shut_down() { kyv::api::terminate(); }
 
 }  // namespace
