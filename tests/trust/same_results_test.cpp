@@ -17,8 +17,8 @@ TEST(SameResults, TheVariantIsTheOneThatThisProcessorShouldGet) {
   EXPECT_STREQ(runtime::active_kernel_set().name, expected);
 }
 
-// The sums of all resized bytes by mode, as the first implementation gave them that agreed with the
-// reference.
+// A change detector: sums of all resized bytes by mode, taken down when they agreed with the reference. It
+// tells nothing of why they are right, only that this build on this processor gives what every other gave.
 TEST(SameResults, PixelsAreTheSameOnEveryProcessorAndInEveryBuild) {
   const std::map<unsigned, std::uint64_t> expected = {{KYVMATH_NEAREST, 0x8CFD9C2DD9CD2BDB},
                                                       {KYVMATH_LINEAR, 0xFD61FD7D8EA25579},
