@@ -1,7 +1,8 @@
 #!/bin/sh
 # ./dev bench [preset...] [options of kyvmath_bench]: builds and runs the benchmark program.
 # Presets: linux (the default), linux32, win32, win64, or all. With several, each later one is compared with
-# the first. Tables and plots go to build/bench/<preset>. Quiet machines give better figures.
+# the first. Tables and plots go to build/bench/<preset>. Quiet machines give better figures. The program's options
+# are printed by: build/bench-tree/<preset>/bench/suite/kyvmath_bench --help
 # ./dev bench compare [preset] OLD [options of kyvmath_compare]: this tree's library against the library OLD.
 # Peers as libraries are looked for in the folder KYVMATH_PEERS; bench/README.md describes them.
 set -eu
@@ -31,7 +32,8 @@ build() {
   log=build/bench/$preset/build.log
   mkdir -p "build/bench/$preset"
   {
-    cmake --preset "$preset" -B "build/bench-tree/$preset" -DKYVMATH_BUILD_BENCHMARKS=ON -DKYVMATH_BUILD_TESTS=OFF &&
+    cmake --preset "$preset" -B "build/bench-tree/$preset" -DKYVMATH_BUILD_BENCHMARKS=ON -DKYVMATH_BUILD_TESTS=OFF \
+      -DKYVMATH_BUILD_TOOLS=OFF &&
       cmake --build "build/bench-tree/$preset" -j "$jobs" --target "$@"
   } >"$log" 2>&1 || { tail -n 40 "$log" && exit 1; }
 }

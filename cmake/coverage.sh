@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the library and its tests with clang's coverage, runs them, prints line and branch coverage of the code
+# ./dev coverage: builds the library and its tests with clang's coverage, runs them, prints line and branch coverage of the code
 # that is not kernels, and the branches that no test has taken; the whole report, by line, goes to
 # build/coverage/report.txt.
 set -eu
@@ -8,7 +8,7 @@ tree=build/linux-coverage
 out=build/coverage
 jobs=$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 
-cmake --preset linux-coverage >/dev/null
+cmake --preset linux-coverage -DKYVMATH_BUILD_TOOLS=OFF >/dev/null
 cmake --build --preset linux-coverage -j "$jobs" >/dev/null
 
 rm -rf "$out"

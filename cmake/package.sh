@@ -1,5 +1,5 @@
 #!/bin/sh
-# package.sh [--check] [linux|win32|win64 ...]: builds the packages into dist/ (or $KYVMATH_DIST). Two runs over the
+# ./dev package [--check] [linux|win32|win64 ...]: builds the packages into dist/ (or $KYVMATH_DIST). Two runs over the
 # same sources with the same tools give the same bytes, wherever the sources lie. --check then unpacks them and
 # runs every example, as a new user would.
 set -eu

@@ -1,5 +1,5 @@
 #!/bin/sh
-# usage: fuzz/run.sh MINUTES [target...]
+# ./dev fuzz MINUTES [target...]
 # Fuzzes each target (all three by default) for MINUTES, with clang's address and undefined-behaviour
 # sanitizers, starting from the committed inputs. New inputs gather in build/fuzz/corpus; a failing one is left
 # in build/fuzz/findings and ends the run. To keep what was found, merge it into the committed inputs:
@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 
 case ${1:-} in
   '' | *[!0-9]*)
-    echo "usage: fuzz/run.sh MINUTES [target...]" >&2
+    echo "usage: ./dev fuzz MINUTES [target...]" >&2
     exit 2
     ;;
 esac
@@ -20,7 +20,7 @@ shift
 cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1" \
   -DKYVMATH_SANITIZE=address,undefined,fuzzer-no-link -DKYVMATH_FUZZERS=ON \
-  -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
+  -DKYVMATH_BUILD_TESTS=OFF -DKYVMATH_BUILD_TOOLS=OFF -DKYVMATH_BUILD_BENCHMARKS=OFF >/dev/null
 for target; do
   cmake --build build/fuzz --target "fuzz_$target"
 done

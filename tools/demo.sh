@@ -1,14 +1,20 @@
 #!/bin/sh
-# ./dev demo [PICTURE]: the 32-bit Windows library and command-line host at work under Wine, on pictures that the
-# project draws itself or on one of yours. Leaves everything in demo/.
+# ./dev demo [win32] [PICTURE]: the library and its command-line host at work, on pictures that the project draws
+# itself or on one of yours; with win32 the 32-bit Windows ones, under Wine. Leaves everything in demo/.
 set -eu
 cd "$(dirname "$0")/.."
 
+preset=linux
+if [ "${1:-}" = win32 ]; then
+  preset=win32
+  shift
+fi
 picture=${1:-}
 out=demo
 jobs=$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
 font=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
-samples=build/linux/bin/kyvmath-samples
+tree=build/demo
+samples=$tree/linux/bin/kyvmath-samples
 log=build/logs/demo.log
 prefix=${KYVMATH_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/kyvmath/wine}
 
@@ -17,17 +23,23 @@ fail() {
   exit 1
 }
 
+# The host and what it loads; neither tests nor benchmarks.
 build() {
-  preset=$1
+  target_preset=$1
   shift
-  printf 'building %s (%s)\n' "$preset" "$*"
-  { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs" --target "$@"; } >>"$log" 2>&1 ||
-    { tail -n 40 "$log" >&2; fail "the build failed; all of it is in $log"; }
+  printf 'building %s (%s)\n' "$*" "$target_preset"
+  {
+    cmake --preset "$target_preset" -B "$tree/$target_preset" -DKYVMATH_BUILD_TESTS=OFF \
+      -DKYVMATH_BUILD_BENCHMARKS=OFF && cmake --build "$tree/$target_preset" -j "$jobs" --target "$@"
+  } >>"$log" 2>&1 || { tail -n 40 "$log" >&2; fail "the build failed; all of it is in $log"; }
 }
 
-# The Windows host sees this system's files through Wine's drive Z:.
+# Through Wine the Windows host sees this system's files on drive Z:.
 host() {
-  cmake/wine-run.sh "$prefix" build/win32/bin/kyvmath.exe "$@" || fail "failed: kyvmath $*"
+  case $preset in
+    win32) cmake/wine-run.sh "$prefix" "$tree/win32/bin/kyvmath.exe" "$@" ;;
+    *) "$tree/linux/bin/kyvmath" "$@" ;;
+  esac || fail "failed: kyvmath $*"
 }
 
 # X,Y,W,H of the middle part of a picture, one nth of its sides.
@@ -57,7 +69,7 @@ rm -f "$out"/*.png "$out"/*.tif "$out"/*.svg "$out"/*.npy "$out"/parts/*
 [ -r "$font" ] || fail "no font at $font (Debian: fonts-dejavu-core)"
 
 build linux kyvmath-samples
-build win32 KyvMath kyvmath
+build "$preset" KyvMath kyvmath
 "$samples" draw "$font" "$out/samples" >>"$log"
 
 small=$out/samples/scene-small.png
