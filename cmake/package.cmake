@@ -21,8 +21,8 @@ if(TARGET kyvmath)
 endif()
 
 install(FILES include/KyvMath.h include/KyvMath.hpp bindings/pascal/KyvMath.pas DESTINATION include)
-install(FILES README.md CHANGELOG.md cmake/package/NOTICES.md DESTINATION share/doc/KyvMath OPTIONAL)
-install(DIRECTORY docs DESTINATION share/doc/KyvMath PATTERN "*.py" EXCLUDE PATTERN "__pycache__" EXCLUDE)
+install(FILES CHANGELOG.md cmake/package/NOTICES.md DESTINATION share/doc/KyvMath OPTIONAL)
+install(DIRECTORY docs DESTINATION share/doc/KyvMath PATTERN "__pycache__" EXCLUDE)
 install(DIRECTORY examples DESTINATION . PATTERN "__pycache__" EXCLUDE)
 
 configure_file(cmake/package/README.md.in ${KYVMATH_PACKAGE_DIR}/README.md @ONLY)

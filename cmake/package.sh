@@ -59,31 +59,66 @@ add_notices() { # stage, package names...
   done
 }
 
-build_deb() { # stage
-  tree=$work/deb
-  rm -rf "$tree"
-  mkdir -p "$tree/DEBIAN"
-  cp -a "$1" "$tree/usr"
-  mkdir -p "$tree/usr/share/doc/KyvMath"
-  mv "$tree/usr/examples" "$tree/usr/share/doc/KyvMath/examples"
-  rm "$tree/usr/README.md" # describes the folder of an unpacked archive
-  depends="libc6 (>= 2.35)"
-  [ ! -e "$tree/usr/bin/kyvmath" ] || depends="$depends, libstdc++6, libpng16-16, libjpeg62-turbo, libtiff6, libexif12, zlib1g"
+# Three Debian packages, split as Debian does: programs need the library alone, and two versions of it can be installed
+# at once. The library lies in the multiarch folder.
+build_debs() { # stage
+  stage_of_debs=$1
+  lib=usr/lib/x86_64-linux-gnu
+  rm -rf "$work/deb"
+  runtime=$work/deb/libkyvmath1
+  mkdir -p "$runtime/$lib"
+  cp -a "$1"/lib/*.so.* "$runtime/$lib"
+  finish_deb libkyvmath1 libs "libc6 (>= 2.35)" "numeric image operations (library)"
+
+  development=$work/deb/libkyvmath-dev
+  mkdir -p "$development/$lib" "$development/usr/share/doc/libkyvmath-dev"
+  cp -a "$1/include" "$development/usr"
+  cp -a "$1"/lib/*.so "$1"/lib/*.a "$1/lib/cmake" "$1/lib/pkgconfig" "$development/$lib"
+  # One folder further from the headers than in an archive.
+  sed -i 's|^prefix=.*|prefix=${pcfiledir}/../../../..|' "$development/$lib/pkgconfig/KyvMath.pc"
+  cp -a "$1"/share/doc/KyvMath/. "$1/examples" "$development/usr/share/doc/libkyvmath-dev"
+  finish_deb libkyvmath-dev libdevel "libkyvmath1 (= $version), libstdc++-12-dev" "numeric image operations (development)"
+
+  if [ -e "$1/bin/kyvmath" ]; then
+    mkdir -p "$work/deb/kyvmath/usr/share"
+    cp -a "$1/bin" "$work/deb/kyvmath/usr"
+    cp -a "$1/share/man" "$1/share/bash-completion" "$work/deb/kyvmath/usr/share"
+    finish_deb kyvmath graphics "libkyvmath1 (>= $version), $(libraries_of "$1/bin/kyvmath")" \
+      "numeric image operations (command line)"
+  fi
+}
+
+# The packages of the libraries that a program loads; libstdc++ brings the lower ones.
+libraries_of() { # program
+  objdump -p "$1" | sed -n 's/^  NEEDED  *//p' | while read -r name; do
+    path=$(readlink -f "$(/sbin/ldconfig -p | sed -n "s/.* => \(.*\/$name\)\$/\1/p" | head -n 1)")
+    # Some packages still list /lib, which is /usr/lib.
+    dpkg-query -S "$path" 2>/dev/null || dpkg-query -S "${path#/usr}" 2>/dev/null || true
+  done | sed 's/:.*//' | sort -u | paste -s -d , - | sed 's/,/, /g'
+}
+
+finish_deb() { # name, section, depends, title
+  tree=$work/deb/$1
+  mkdir -p "$tree/DEBIAN" "$tree/usr/share/doc/$1"
+  cp "$stage_of_debs/share/doc/KyvMath/NOTICES.md" "$tree/usr/share/doc/$1/copyright"
   cat >"$tree/DEBIAN/control" <<CONTROL
-Package: kyvmath
+Package: $1
 Version: $version
 Architecture: amd64
-Section: libs
+Section: $2
 Priority: optional
 Maintainer: The KyvMath developers <kyvmath@localhost>
-Depends: $depends
-Description: numeric image operations
+Depends: $3
+Description: $4
  Resizing of 8-bit and 16-bit images, and conversion between point-spread
- functions and optical transfer functions. Library, headers and tools.
+ functions and optical transfer functions.
 CONTROL
-  echo "activate-noawait ldconfig" >"$tree/DEBIAN/triggers"
+  if [ "$1" = libkyvmath1 ]; then
+    echo "activate-noawait ldconfig" >"$tree/DEBIAN/triggers"
+    echo "libKyvMath 1 libkyvmath1 (>= $version)" >"$tree/DEBIAN/shlibs"
+  fi
   find "$tree" -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +
-  dpkg-deb --root-owner-group -Zgzip --build "$tree" "$dist/kyvmath_${version}_amd64.deb" >/dev/null
+  dpkg-deb --root-owner-group -Zgzip --build "$tree" "$dist/$1_${version}_amd64.deb" >/dev/null
 }
 
 work=$root/build/package
@@ -105,7 +140,7 @@ for platform in "$@"; do
   add_notices "$stage" $notices libcli11-dev nlohmann-json3-dev
   cmake/package/archive.py "$stage" "$dist/$name.$suffix" "$SOURCE_DATE_EPOCH"
   cmake/package/archive.py "$symbols" "$dist/$name-debug.$suffix" "$SOURCE_DATE_EPOCH"
-  if [ "$platform" = linux ] && command -v dpkg-deb >/dev/null; then build_deb "$stage"; fi
+  if [ "$platform" = linux ] && command -v dpkg-deb >/dev/null; then build_debs "$stage"; fi
   stages="$stages $platform=$stage"
 done
 # shellcheck disable=SC2086

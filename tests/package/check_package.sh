@@ -37,6 +37,13 @@ check_no_paths() {
   if grep -rlF "$root" "$package"; then fail "the files above hold a path of the building machine"; fi
 }
 
+# Every link of the package's own documents leads to a file of the package.
+check_links() {
+  PYTHONPATH=$root/tests/package python3 -B -c 'import pathlib, sys, check_documents
+for document in pathlib.Path(sys.argv[1]).rglob("*.md"): check_documents.check_links(document)' "$package" ||
+    fail "a link of the package leads nowhere"
+}
+
 follow_readme() { # example, kind of block
   blocks "$package/examples/$1/README.md" "$2" >"$work/commands"
   [ -s "$work/commands" ] || fail "examples/$1/README.md has no block '$2'"
@@ -53,6 +60,7 @@ check_sums() { (cd "$dist" && sha256sum --quiet -c SHA256SUMS) || fail "checksum
 check_linux() {
   unpack linux-x86_64
   check_no_paths
+  check_links
   exports=$(nm -D --defined-only lib/libKyvMath.so | awk '$2 == "T"' | wc -l)
   [ "$exports" -eq 8 ] || fail "$exports exports"
   # What the package's README and the .deb state.
@@ -61,22 +69,48 @@ check_linux() {
   follow_readme c "sh linux"
   follow_readme cpp "sh linux"
   "$root/tests/bindings/check.sh" python "$dist" "$package"
+<<<<<<< HEAD
   "$root/tests/bindings/check.sh" dotnet "$dist" "$package"
   "$root/tests/bindings/check.sh" pascal "$dist" "$package"
   "$root/tests/bindings/check.sh" recipes "$dist" "$package" "$root/build/package/linux"
   check_deb
+=======
+  if command -v mcs >/dev/null && command -v mono >/dev/null; then
+    follow_readme csharp "sh linux mono"
+  else
+    say "examples/csharp: not compiled, there is no mcs here (package mono-mcs)"
+  fi
+  check_debs
+>>>>>>> d0e9678 (wip)
   check_other_compiler
   check_static_target
   check_wrong_version
 }
 
-check_deb() {
+# The three Debian packages, unpacked over each other as they would be installed; their paths are given by variables,
+# where an installed one needs none.
+check_debs() {
   command -v dpkg-deb >/dev/null || return 0
-  dpkg-deb -x "$dist"/kyvmath_*_amd64.deb "$work/deb"
-  for file in include/KyvMath.h lib/libKyvMath.a lib/libKyvMath.so.1 lib/cmake/KyvMath/KyvMathConfig.cmake; do
-    cmp "$package/$file" "$work/deb/usr/$file" || fail "the .deb differs from the archive"
+  for deb in "$dist"/libkyvmath1_*.deb "$dist"/libkyvmath-dev_*.deb "$dist"/kyvmath_*.deb; do
+    dpkg-deb -x "$deb" "$work/deb"
   done
-  say "the .deb holds the same files"
+  usr=$work/deb/usr
+  lib=$usr/lib/x86_64-linux-gnu
+  for file in libKyvMath.a libKyvMath.so libKyvMath.so.1; do
+    cmp "$package/lib/$file" "$lib/$file" || fail "the Debian packages differ from the archive"
+  done
+  for example in c cpp; do
+    cp -r "$usr/share/doc/libkyvmath-dev/examples/$example" "$work/deb-$example"
+    blocks "$work/deb-$example/README.md" "sh debian" >"$work/commands"
+    [ -s "$work/commands" ] || fail "examples/$example/README.md has no block 'sh debian'"
+    (cd "$work/deb-$example" && env CPATH="$usr/include" LIBRARY_PATH="$lib" LD_LIBRARY_PATH="$lib" \
+      CMAKE_PREFIX_PATH="$usr" PKG_CONFIG_PATH="$lib/pkgconfig" sh -eux "$work/commands") >"$work/log" 2>&1 || {
+      cat "$work/log" >&2
+      fail "the Debian packages, examples/$example"
+    }
+  done
+  LD_LIBRARY_PATH=$lib "$usr/bin/kyvmath" info | grep -q "$lib" || fail "the packaged kyvmath finds another library"
+  say "the Debian packages work, with their examples"
 }
 
 check_other_compiler() {
