@@ -42,7 +42,8 @@ def test_nothing_is_lost_when_a_worker_is_killed(tmp_path, picture, monkeypatch)
                                   local_directory=tmp_path) as cluster, distributed.Client(cluster) as client:
         killer = threading.Thread(target=kill_a_worker_half_way, args=(cluster,), daemon=True)
         killer.start()
-        done = dask_folder.resize_folder(client, source, target, (75, 50))
+        monkeypatch.chdir(tmp_path)  # the workers stay where they are
+        done = dask_folder.resize_folder(client, pathlib.Path("source"), pathlib.Path("target"), (75, 50))
         killer.join(60)
 
     assert left_at_the_kill and left_at_the_kill[0] > 0, "no worker was killed before the end"
