@@ -4,16 +4,19 @@
 # the first. Tables and plots go to build/bench/<preset>. Quiet machines give better figures. The program's options
 # are printed by: build/bench-tree/<preset>/bench/suite/kyvmath_bench --help
 # ./dev bench compare [preset] OLD [options of kyvmath_compare]: this tree's library against the library OLD.
+# ./dev bench kernels [preset] [REGEX]: what each kernel costs.
 # Peers as libraries are looked for in the folder KYVMATH_PEERS; bench/README.md describes them.
 set -eu
 cd "$(dirname "$0")/.."
 export KYVMATH_PEERS="${KYVMATH_PEERS-../shared/peers/bin}"
 
 task=suite
-if [ "${1:-}" = compare ]; then
-  task=compare
-  shift
-fi
+case ${1:-} in
+  compare | kernels)
+    task=$1
+    shift
+    ;;
+esac
 presets=""
 while [ $# -gt 0 ]; do
   case $1 in
@@ -64,6 +67,13 @@ run_compare() {
   run "build/bench-tree/$preset/bench/compare/kyvmath_compare" "$old" "$(library_of "$preset")" "$@"
 }
 
+run_kernels() {
+  preset=${1# }
+  shift
+  build "$preset" kyvmath_kernels
+  run "build/bench-tree/$preset/bench/kernels/kyvmath_kernels" "$@"
+}
+
 run_suite() {
   first=""
   for preset in $presets; do
@@ -82,5 +92,6 @@ run_suite() {
 
 case $task in
   compare) run_compare "$presets" "$@" ;;
+  kernels) run_kernels "$presets" "$@" ;;
   suite) run_suite "$@" ;;
 esac

@@ -1,0 +1,15 @@
+# kyvmath_kernel_cases: one trial for each kernel and shape of work, for the tests and for the benchmark.
+include_guard(GLOBAL)
+set(folder ${PROJECT_SOURCE_DIR}/tests/kernels)
+add_library(kyvmath_kernel_cases STATIC EXCLUDE_FROM_ALL
+  ${folder}/byte_trials.cpp
+  ${folder}/column_trials.cpp
+  ${folder}/permuted_trials.cpp
+  ${folder}/shuffled_trials.cpp
+  ${folder}/transform_trials.cpp
+  ${folder}/transposed_trials.cpp
+  ${folder}/trial.cpp
+  ${folder}/weight_trials.cpp
+  ${PROJECT_SOURCE_DIR}/tests/resize/reference.cpp)
+target_link_libraries(kyvmath_kernel_cases PRIVATE kyvmath_flags)
+target_include_directories(kyvmath_kernel_cases PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)

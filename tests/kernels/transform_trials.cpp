@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <memory>
+#include <numbers>
+
+#include "kernels/trial.h"
+#include "psfotf/kernel_sets.h"
+#include "psfotf/plane_layout.h"
+#include "runtime/aligned_memory.h"
+
+namespace kyv::kernels {
+namespace {
+
+using Complex = std::complex<double>;
+
+struct Free {
+  void operator()(void* p) const noexcept { runtime::aligned_free(p); }
+};
+using Memory = std::unique_ptr<void, Free>;
+
+using Exact = std::complex<long double>;
+
+std::vector<Exact> roots_of(std::size_t length) {
+  std::vector<Exact> roots;
+  for (std::size_t k = 0; k < length; ++k) {
+    roots.push_back(std::polar(1.0L, -2 * std::numbers::pi_v<long double> * static_cast<long double>(k) /
+                                         static_cast<long double>(length)));
+  }
+  return roots;
+}
+
+// The textbook's transform, along each axis in turn.
+std::vector<Complex> transformed(const std::vector<Complex>& values, std::size_t rows, std::size_t columns) {
+  std::vector<Exact> plane(values.begin(), values.end());
+  const auto along = [&plane](const std::vector<Exact>& roots, std::size_t step, std::size_t start) {
+    std::vector<Exact> sums(roots.size());
+    for (std::size_t k = 0; k < roots.size(); ++k) {
+      for (std::size_t n = 0; n < roots.size(); ++n) {
+        const Exact& a = plane[start + n * step];
+        const Exact& r = roots[k * n % roots.size()];
+        sums[k] +=
+            Exact(a.real() * r.real() - a.imag() * r.imag(), a.real() * r.imag() + a.imag() * r.real());
+      }
+    }
+    for (std::size_t k = 0; k < roots.size(); ++k) plane[start + k * step] = sums[k];
+  };
+  const std::vector<Exact> of_rows = roots_of(columns);
+  const std::vector<Exact> of_columns = roots_of(rows);
+  for (std::size_t y = 0; y < rows; ++y) along(of_rows, 1, y * columns);
+  for (std::size_t x = 0; x < columns; ++x) along(of_columns, columns, x);
+  std::vector<Complex> result;
+  for (const Exact& value : plane) result.emplace_back(value);
+  return result;
+}
+
+// One plane of doubles in separate arrays.
+struct PlaneCase {
+  PlaneCase(std::size_t plane_rows, std::size_t plane_columns, Inputs inputs, Random& random)
+      : rows(plane_rows), columns(plane_columns), out_re(rows * columns), out_im(rows * columns) {
+    for (std::size_t i = 0; i < rows * columns; ++i) {
+      const bool hard = inputs == Inputs::kHard;
+      re.push_back(hard && i % 5 != 0 ? -0.0 : random.unit() - 0.3);
+      im.push_back(hard ? 0.0 : random.unit() - 0.5);
+    }
+  }
+  psfotf::PlaneArrays arrays() { return {re.data(), im.data(), out_re.data(), out_im.data()}; }
+
+  std::string verdict(double bound) const {
+    if (!out_re.intact() || !out_im.intact()) return "wrote outside its memory";
+    std::vector<Complex> plane;
+    for (std::size_t i = 0; i < re.size(); ++i) plane.emplace_back(re[i], im[i]);
+    const std::vector<Complex> expected = transformed(plane, rows, columns);
+    const std::vector<double> result_re = out_re.values();
+    const std::vector<double> result_im = out_im.values();
+    double error = 0.0;
+    double energy = 0.0;
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      error += std::norm(Complex(result_re[i], result_im[i]) - expected[i]);
+      energy += std::norm(expected[i]);
+    }
+    const double relative = std::sqrt(error / energy);
+    return relative <= bound ? std::string()
+                             : "relative error " + std::to_string(relative / bound) + " times the bound";
+  }
+  double operations() const {
+    const auto n = static_cast<double>(rows * columns);
+    return 5 * n * std::log2(n);
+  }
+
+  std::size_t rows;
+  std::size_t columns;
+  std::vector<double> re;
+  std::vector<double> im;
+  Canaried<double> out_re;
+  Canaried<double> out_im;
+};
+
+template <class T>
+constexpr double kBound = sizeof(T) == sizeof(float) ? 6e-7 : 2e-15;
+template <class T>
+constexpr const char* kPrecision = sizeof(T) == sizeof(float) ? " float" : " double";
+
+template <class T>
+void add_squares(const psfotf::PrecisionKernels<T>& kernels, Inputs inputs, Random& random, Trials& trials) {
+  std::size_t side = 8;
+  for (const psfotf::TransformSquare<T> kernel : kernels.transform_squares) {
+    if (kernel != nullptr) {
+      const auto c = std::make_shared<PlaneCase>(side, side, inputs, random);
+      trials.push_back({"transform square " + std::to_string(side) + kPrecision<T>, c->operations(),
+                        "operation", [c, kernel] { kernel(T{1}, c->arrays()); },
+                        [c] { return c->verdict(kBound<T>); }});
+    }
+    side *= 2;
+  }
+}
+
+struct Size {
+  std::int32_t rows;
+  std::int32_t columns;
+};
+// Powers of two, small primes, Rader's and Bluestein's lengths, one thin plane.
+constexpr Size kSizes[] = {{16, 16}, {60, 48}, {49, 81}, {101, 64}, {17, 118}, {1, 128}, {200, 16}};
+
+template <class T>
+void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, Trials& trials) {
+  struct Case : PlaneCase {
+    using PlaneCase::PlaneCase;
+    Memory plan_memory;
+    Memory workspace;
+    const psfotf::PlanePlan<T>* plan = nullptr;
+  };
+  for (const Size& size : kSizes) {
+    if (size.columns < psfotf::precision_of<T>(kernels).lanes) continue;
+    const psfotf::PlaneShape shape{size.rows, size.columns};
+    const auto c = std::make_shared<Case>(static_cast<std::size_t>(size.rows),
+                                          static_cast<std::size_t>(size.columns), inputs, random);
+    c->plan_memory.reset(runtime::aligned_allocate(psfotf::plan_bytes<T>(shape, kernels)));
+    c->workspace.reset(
+        runtime::aligned_allocate(std::max<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels), 64)));
+    c->plan = psfotf::make_plane_plan<T>(shape, kernels, c->plan_memory.get());
+    trials.push_back(
+        {"transform plane " + std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>,
+         c->operations(), "operation",
+         [c, kernel = psfotf::precision_of<T>(kernels).transform_plane] {
+           kernel(*c->plan, T{1}, c->arrays(), c->workspace.get());
+         },
+         [c] { return c->verdict(kBound<T>); }});
+  }
+}
+
+}  // namespace
+
+void add_transform_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials) {
+  add_squares(set.psfotf->single_precision, inputs, random, trials);
+  add_squares(set.psfotf->double_precision, inputs, random, trials);
+  add_planes<float>(*set.psfotf, inputs, random, trials);
+  add_planes<double>(*set.psfotf, inputs, random, trials);
+}
+
+}  // namespace kyv::kernels
