@@ -2,7 +2,8 @@
 //
 // A row pass turns source rows into row results: floats, one for each destination sample of a strip, in the
 // ring. It never sees a destination row. There are three, each a class with
-//   plan(facts, room)    the pass, if it fits: whether it is the fastest one is not its business
+//   a plan from facts and room, if it fits: plan(), a planner, or a constructor where everything fits;
+//                        whether it is the fastest one is not its business
 //   rows_at_once()       source rows that a run takes; the ring has room for as many beside those it keeps
 //   strip_multiple()     destination pixels of which a strip's width is a multiple, unless the row ends
 //   run(first_row, strip, source, ring)

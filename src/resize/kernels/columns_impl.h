@@ -17,15 +17,12 @@ constexpr Index kTileSamples = Index{kTile} * simd::F32::kLanes;
 constexpr int kGroupVectors = kColumnGroup < kTileSamples ? int{kColumnGroup} / simd::F32::kLanes : kTile;
 static_assert(Index{kGroupVectors} * simd::F32::kLanes <= kColumnGroup);
 
-// Calls body(x, vectors) for the tiles of a row, whose last one has only the vectors that it needs.
+// Calls body(vectors) with those that the last `samples` samples of a row need.
 template <class Body>
-[[gnu::always_inline]] inline void for_each_tile(Index samples, const Body& body) noexcept {
-  Index x = 0;
-  for (; samples - x >= kTileSamples; x += kTileSamples) body(x, Constant<kTile>());
-  if (x == samples) return;
-  const auto groups = static_cast<std::int32_t>((samples - x + kColumnGroup - 1) / kColumnGroup);
+[[gnu::always_inline]] inline void with_vectors(Index samples, const Body& body) noexcept {
+  const auto groups = static_cast<std::int32_t>((samples + kColumnGroup - 1) / kColumnGroup);
   with_count<kTile / kGroupVectors>(kGroupVectors == kTile ? 1 : groups,
-                                    [&](auto count) { body(x, Constant<count * kGroupVectors>()); });
+                                    [&](auto count) { body(Constant<count * kGroupVectors>()); });
 }
 
 template <int kVectors>
@@ -75,12 +72,16 @@ inline void store_tile(std::uint8_t* dst, const simd::F32 (&v)[kTile]) noexcept 
   }
 }
 
-// The same, but only the first `samples` of them.
-template <int kBits>
-inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kTile], Index samples) noexcept {
-  if (samples >= kTileSamples) return store_tile<kBits>(dst, v);
+// The same, but only the first `samples` of them, from kVectors vectors.
+template <int kBits, int kVectors>
+inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kVectors], Index samples) noexcept {
+  if constexpr (kVectors == kTile) {
+    if (samples >= kTileSamples) return store_tile<kBits>(dst, v);
+  }
+  simd::F32 whole[kTile];
+  unroll<0, kTile>([&](auto i) { whole[i] = v[i < kVectors ? int{i} : 0]; });
   std::uint8_t tile[kTileSamples * kBits / 8];
-  store_tile<kBits>(tile, v);
+  store_tile<kBits>(tile, whole);
   __builtin_memcpy(dst, tile, static_cast<std::size_t>(samples * (kBits / 8)));
 }
 
@@ -88,44 +89,63 @@ inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kTile], Index 
 template <int kBits, int kRow, int kVectors>
 [[gnu::always_inline]] inline void store_sums(const ColumnArgs& args, const ColumnSums<kVectors>& sums,
                                               Index x) noexcept {
-  simd::F32 v[kTile];
-  unroll<0, kTile>(
-      [&](auto i) { v[i] = simd::value_of(sums.v[kRow][i < kVectors ? int{i} : kVectors - 1]); });
+  simd::F32 v[kVectors];
+  unroll<0, kVectors>([&](auto i) { v[i] = simd::value_of(sums.v[kRow][i]); });
   store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
 }
 
-// Destination row kRow alone. Arguments of its own, which no store can change, stay in registers.
+// A tile of destination row kRow alone.
+template <int kBits, bool kNormal, int kRow, int kVectors>
+[[gnu::always_inline]] inline void single_tile(const ColumnArgs& args, Index x) noexcept {
+  ColumnSums<kVectors> sums;
+  clear<kRow>(sums);
+  const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
+  add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
+  store_sums<kBits, kRow>(args, sums, x);
+}
+
+// Of two rows: the taps of the first alone, the shared ones, those of the second alone.
+template <int kBits, bool kNormal, int kVectors>
+[[gnu::always_inline]] inline void pair_tile(const ColumnArgs& args, Index x) noexcept {
+  const Index lead = args.lead;
+  const Index shared = args.count[0] - lead;
+  ColumnSums<kVectors> sums;
+  clear<0>(sums);
+  add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
+  clear<1>(sums);
+  add_rows<0, 2, kNormal>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
+  store_sums<kBits, 0>(args, sums, x);
+  add_rows<1, 2, kNormal>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
+                          args.count[1] - shared, x);
+  store_sums<kBits, 1>(args, sums, x);
+}
+
+// What whole tiles leave of a row. Not inlined: the loops over whole tiles need the registers.
+template <int kBits, bool kNormal, int kRow>
+[[gnu::noinline]] void single_rest(const ColumnArgs& args, Index x) noexcept {
+  with_vectors(args.samples - x, [&](auto vectors) { single_tile<kBits, kNormal, kRow, vectors>(args, x); });
+}
+template <int kBits, bool kNormal>
+[[gnu::noinline]] void pair_rest(const ColumnArgs& args, Index x) noexcept {
+  with_vectors(args.samples - x, [&](auto vectors) { pair_tile<kBits, kNormal, vectors>(args, x); });
+}
+
+// Arguments of its own, which no store can change, stay in registers.
 template <int kBits, bool kNormal, int kRow>
 void column_single(const ColumnArgs& given) noexcept {
   const ColumnArgs args = given;
-  const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
-  for_each_tile(
-      args.samples, [&](Index x, auto vectors) __attribute__((always_inline)) {
-        ColumnSums<vectors> sums;
-        clear<kRow>(sums);
-        add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
-        store_sums<kBits, kRow>(args, sums, x);
-      });
+  Index x = 0;
+  for (; args.samples - x >= kTileSamples; x += kTileSamples)
+    single_tile<kBits, kNormal, kRow, kTile>(args, x);
+  if (x < args.samples) single_rest<kBits, kNormal, kRow>(given, x);
 }
 
-// Two rows: the taps of the first alone, the shared ones, those of the second alone.
 template <int kBits, bool kNormal>
 void column_pair(const ColumnArgs& given) noexcept {
   const ColumnArgs args = given;
-  const Index lead = args.lead;
-  const Index shared = args.count[0] - lead;
-  for_each_tile(
-      args.samples, [&](Index x, auto vectors) __attribute__((always_inline)) {
-        ColumnSums<vectors> sums;
-        clear<0>(sums);
-        add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
-        clear<1>(sums);
-        add_rows<0, 2, kNormal>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
-        store_sums<kBits, 0>(args, sums, x);
-        add_rows<1, 2, kNormal>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
-                                args.count[1] - shared, x);
-        store_sums<kBits, 1>(args, sums, x);
-      });
+  Index x = 0;
+  for (; args.samples - x >= kTileSamples; x += kTileSamples) pair_tile<kBits, kNormal, kTile>(args, x);
+  if (x < args.samples) pair_rest<kBits, kNormal>(given, x);
 }
 
 template <int kBits, bool kNormal>
@@ -148,30 +168,36 @@ void column_sums(const ColumnArgs& args) noexcept {
   column_rows<kBits, false>(args);
 }
 
+template <int kVectors>
+[[gnu::always_inline]] inline void add_block_tile(const ColumnArgs& args, bool first, float* totals,
+                                                  Index x) noexcept {
+  ColumnSums<kVectors> sums;
+  clear<0>(sums);
+  add_rows<0, 1, false>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+  unroll<0, kVectors>([&](auto i) {
+    float* total = totals + x + i * simd::F32::kLanes;
+    const simd::F32 sum = simd::value_of(sums.v[0][i]);
+    simd::store(total, first ? sum : simd::load(total) + sum);
+  });
+}
+
 void add_column_block(const ColumnArgs& args, bool first, float* totals) noexcept {
-  for_each_tile(
-      args.samples, [&](Index x, auto vectors) __attribute__((always_inline)) {
-        ColumnSums<vectors> sums;
-        clear<0>(sums);
-        add_rows<0, 1, false>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
-        unroll<0, vectors>([&](auto i) {
-          float* total = totals + x + i * simd::F32::kLanes;
-          const simd::F32 sum = simd::value_of(sums.v[0][i]);
-          simd::store(total, first ? sum : simd::load(total) + sum);
-        });
-      });
+  Index x = 0;
+  for (; args.samples - x >= kTileSamples; x += kTileSamples) add_block_tile<kTile>(args, first, totals, x);
+  if (x == args.samples) return;
+  with_vectors(args.samples - x, [&](auto vectors) { add_block_tile<vectors>(args, first, totals, x); });
 }
 
 template <int kBits>
 void round_row(const float* totals, Index samples, void* dst) noexcept {
-  for_each_tile(
-      samples, [&](Index x, auto vectors) __attribute__((always_inline)) {
-        simd::F32 v[kTile];
-        unroll<0, kTile>([&](auto i) {
-          v[i] = simd::load(totals + x + (i < vectors ? int{i} : vectors - 1) * simd::F32::kLanes);
-        });
-        store_samples<kBits>(static_cast<std::uint8_t*>(dst) + x * (kBits / 8), v, samples - x);
-      });
+  const auto round = [&](Index x, auto vectors) {
+    simd::F32 v[vectors];
+    unroll<0, vectors>([&](auto i) { v[i] = simd::load(totals + x + i * simd::F32::kLanes); });
+    store_samples<kBits>(static_cast<std::uint8_t*>(dst) + x * (kBits / 8), v, samples - x);
+  };
+  Index x = 0;
+  for (; samples - x >= kTileSamples; x += kTileSamples) round(x, Constant<kTile>());
+  if (x < samples) with_vectors(samples - x, [&](auto vectors) { round(x, vectors); });
 }
 
 }  // namespace
