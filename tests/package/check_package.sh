@@ -69,19 +69,10 @@ check_linux() {
   follow_readme c "sh linux"
   follow_readme cpp "sh linux"
   "$root/tests/bindings/check.sh" python "$dist" "$package"
-<<<<<<< HEAD
   "$root/tests/bindings/check.sh" dotnet "$dist" "$package"
   "$root/tests/bindings/check.sh" pascal "$dist" "$package"
   "$root/tests/bindings/check.sh" recipes "$dist" "$package" "$root/build/package/linux"
-  check_deb
-=======
-  if command -v mcs >/dev/null && command -v mono >/dev/null; then
-    follow_readme csharp "sh linux mono"
-  else
-    say "examples/csharp: not compiled, there is no mcs here (package mono-mcs)"
-  fi
   check_debs
->>>>>>> d0e9678 (wip)
   check_other_compiler
   check_static_target
   check_wrong_version
