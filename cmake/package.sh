@@ -90,8 +90,8 @@ build_debs() { # stage
 
 # The packages of the libraries that a program loads; libstdc++ brings the lower ones.
 libraries_of() { # program
-  objdump -p "$1" | sed -n 's/^  NEEDED  *//p' | while read -r name; do
-    path=$(readlink -f "$(/sbin/ldconfig -p | sed -n "s/.* => \(.*\/$name\)\$/\1/p" | head -n 1)")
+  for name in $(objdump -p "$1" | sed -n 's/^  NEEDED  *//p'); do
+    path=$(readlink -f "$(ldd "$1" | awk -v name="$name" '$1 == name { print $3 }')")
     # Some packages still list /lib, which is /usr/lib.
     dpkg-query -S "$path" 2>/dev/null || dpkg-query -S "${path#/usr}" 2>/dev/null || true
   done | sed 's/:.*//' | sort -u | paste -s -d , - | sed 's/,/, /g'
