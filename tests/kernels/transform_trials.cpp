@@ -135,9 +135,10 @@ void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, T
     const psfotf::PlaneShape shape{size.rows, size.columns};
     const auto c = std::make_shared<Case>(static_cast<std::size_t>(size.rows),
                                           static_cast<std::size_t>(size.columns), inputs, random);
-    c->plan_memory.reset(runtime::aligned_allocate(psfotf::plan_bytes<T>(shape, kernels)));
-    c->workspace.reset(
-        runtime::aligned_allocate(std::max<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels), 64)));
+    const auto plan_bytes = static_cast<std::size_t>(psfotf::plan_bytes<T>(shape, kernels));
+    const auto work_bytes = static_cast<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels));
+    c->plan_memory.reset(runtime::aligned_allocate(plan_bytes));
+    c->workspace.reset(runtime::aligned_allocate(std::max<std::size_t>(work_bytes, 64)));
     c->plan = psfotf::make_plane_plan<T>(shape, kernels, c->plan_memory.get());
     trials.push_back(
         {"transform plane " + std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>,
