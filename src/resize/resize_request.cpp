@@ -89,7 +89,8 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
                                           .x_shift = mapping.x_shift,
                                           .y_shift = mapping.y_shift,
                                           .interpolation = interpolation,
-                                          .work = work};
+                                          .work = work,
+                                          .tuning = this_tuning()};
   const IppStatus status = resize_sqr_pixel(r.bits, r.channels)(arguments, *kernels.resize);
   return status == kNoError ? 0 : kRejected;
 }

@@ -13,6 +13,11 @@ struct Tuning {
   // one: with few taps (more than the L2 holds) and with many (more than a share of the last cache).
   std::uint64_t large_source = runtime::kL2Bytes;
   std::uint64_t huge_source = runtime::kLastCacheBytes;
+  // Whether a permutation of two registers costs one operation, as on AMD's cores, and not three.
+  bool has_cheap_wide_permutations = false;
 };
+
+// For the processor that this call runs on.
+Tuning this_tuning() noexcept;
 
 }  // namespace kyv::resize

@@ -17,6 +17,16 @@ constexpr Index kWidePairTaps = 9;
 // Most taps of RGBA that are always faster shuffled: 1.05 to 1.5 times.
 constexpr Index kShortShuffledTaps = 5;
 
+// Fewest source rows for which a plan of whole windows is made: it takes as long as 100 to 300 rows gain by
+// it.
+constexpr Index kPlannedRows = 256;
+
+// Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
+// with 16; long sums (Lanczos) earlier.
+constexpr double kRunningInverse[2] = {3.9, 5.5};
+constexpr double kLongRunningInverse = 2.9;
+constexpr Index kLongRunningTaps = 17;
+
 // A reason is a text, or null where the pass is not the fastest one.
 using Reason = const char*;
 
@@ -35,7 +45,7 @@ Reason shuffled_is_fastest(const RowPassFacts& facts) noexcept {
 // What is known before a plan is measured, which costs small pictures 3 to 5 %. A set that permutes within 16
 // bytes reloads its windows often: it pays beyond the caches only, and never for RGB, which fills them badly.
 bool permuted_may_be_fastest(const RowPassFacts& facts) noexcept {
-  if (!facts.kernels.permuted.quarters) return true;
+  if (!facts.kernels.permuted.quarters) return facts.geometry.y.usable_size >= kPlannedRows;
   return facts.format.channels != 3 && facts.source_bytes() > facts.tuning.large_source;
 }
 
@@ -65,7 +75,7 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   if (!facts.kernels.permuted.quarters) {
     if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
     if (is_short) return "short sums";
-    return is_large ? "source beyond the caches" : nullptr;
+    return is_large && facts.tuning.has_cheap_wide_permutations ? "source beyond the caches" : nullptr;
   }
   // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
   // pixels: 1.1 to 1.8 times as fast.
@@ -73,6 +83,18 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   const bool is_light = channels == 1 ? (shape.positions - 1) / shape.window_positions <= shape.pixels
                                       : is_sparse(facts, shape, shape.pixels);
   return is_light ? "source beyond the caches, few windows" : nullptr;
+}
+
+// Running sums read a converted sample once, transposed ones once for each two sums, from a window that
+// outgrows the L1 with the taps. But the weights are read for each position, and registers moved for each
+// result.
+Reason running_is_fastest(const RowPassFacts& facts) noexcept {
+  const bool has_many_registers = facts.kernels.transposed.lanes == 16;
+  const double inverse = facts.geometry.x.inverse;
+  if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
+    return "long sums";
+  }
+  return inverse >= kRunningInverse[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }
 
 }  // namespace
@@ -96,6 +118,14 @@ PlannedRowPass choose_row_pass(const RowPassFacts& facts, const RowPassRoom& roo
       if (reason == nullptr) continue;
       const auto plan = planner.fill(*shape);
       if (plan) return {PermutedRows(facts, room.permuted, *plan), {RowPassKind::kPermuted, reason}};
+    }
+  }
+  if (may_be(RowPassKind::kRunning)) {
+    const Reason reason = wanted ? kWanted : running_is_fastest(facts);
+    if (reason != nullptr) {
+      if (const auto pass = RunningRows::plan(facts, room.transposed, room.permuted.plan)) {
+        return {*pass, {RowPassKind::kRunning, reason}};
+      }
     }
   }
   const bool is_wanted = wanted == RowPassKind::kTransposed;

@@ -4,12 +4,13 @@
 #include <variant>
 
 #include "resize/filtered/permuted_rows.h"
+#include "resize/filtered/running_rows.h"
 #include "resize/filtered/shuffled_rows.h"
 #include "resize/filtered/transposed_rows.h"
 
 namespace kyv::resize {
 
-using RowPass = std::variant<TransposedRows, PermutedRows, ShuffledRows>;
+using RowPass = std::variant<TransposedRows, RunningRows, PermutedRows, ShuffledRows>;
 
 struct RowPassRoom {
   TransposedRoom transposed;

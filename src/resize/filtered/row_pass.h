@@ -1,7 +1,7 @@
 // What every row pass is told and how it is used.
 //
 // A row pass turns source rows into row results: floats, one for each destination sample of a strip, in the
-// ring. It never sees a destination row. There are three, each a class with
+// ring. It never sees a destination row. There are four, each a class with
 //   a plan from facts and room, if it fits: plan(), a planner, or a constructor where everything fits;
 //                        whether it is the fastest one is not its business
 //   rows_at_once()       source rows that a run takes; the ring has room for as many beside those it keeps
@@ -21,7 +21,7 @@
 
 namespace kyv::resize {
 
-enum class RowPassKind : std::uint8_t { kTransposed, kPermuted, kShuffled };
+enum class RowPassKind : std::uint8_t { kTransposed, kRunning, kPermuted, kShuffled };
 
 struct RowPassChoice {
   RowPassKind kind = RowPassKind::kTransposed;

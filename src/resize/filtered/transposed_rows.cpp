@@ -8,9 +8,6 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Index kMostLanes = 16;
-constexpr Index kGreyGroups = 4;  // groups of rows of a grey batch: as many sums as RGBA has
-constexpr Index kMostRows = kGreyGroups * kMostLanes;
 constexpr Index kMostVectors = 4;            // of a pixel
 constexpr Index kWindowFloats = 4096;        // converted samples that stay in the L1
 constexpr Index kSegment = 32;               // most destination pixels of a segment
@@ -48,30 +45,11 @@ constexpr float least_exact_weight(Depth depth) noexcept { return depth == kDept
   }
 }
 
+PixelSize pixel_size(const RowBatch& batch, std::int32_t channels) noexcept {
+  return channels == 3 ? kRgbVectors : batch.groups * channels == 1 ? kOneVector : kFourVectors;
+}
+
 }  // namespace
-
-// Source rows that are computed together; where rows are missing, the last one stands in.
-struct TransposedRows::Batch {
-  Index first = 0;
-  Index rows = 0;
-  Index groups = 1;
-  Index sample = 0;  // floats of one converted sample
-  Index pixel = 0;   // floats of one converted pixel
-  const std::uint8_t* sources[kMostRows];
-  float* targets[kMostRows];
-
-  Batch(Index first_row, Index group_count, Index lanes, Index channels, const SourceRows& source,
-        const RowRing& ring) noexcept
-      : first(first_row), groups(group_count), sample(groups * lanes), pixel(sample * channels) {
-    rows = std::min(sample, source.end - first);
-    for (Index i = 0; i < sample; ++i) sources[i] = source.row(first + std::min(i, rows - 1));
-    list_targets(first, sample, source, ring, targets);
-  }
-
-  PixelSize pixel_size(std::int32_t channels) const noexcept {
-    return channels == 3 ? kRgbVectors : groups * channels == 1 ? kOneVector : kFourVectors;
-  }
-};
 
 // The part of a batch's rows that is converted: source positions [origin, end), which outside the source
 // repeat its outermost pixels.
@@ -103,7 +81,7 @@ TransposedRoom TransposedRows::take_room(runtime::Arena& arena, const Geometry& 
 }
 
 Index TransposedRows::most_rows_at_once(std::int32_t channels) noexcept {
-  return channels == 1 ? kMostRows : kMostLanes;
+  return channels == 1 ? kMostBatchRows : kMostLanes;
 }
 
 TransposedRows::TransposedRows(const RowPassFacts& facts, const TransposedRoom& room) noexcept
@@ -146,8 +124,9 @@ void TransposedRows::clear_slack(Index count) const noexcept {
 Index TransposedRows::run(Index first_row, const Strip& strip, const SourceRows& source,
                           const RowRing& ring) noexcept {
   const bool is_last_grey = format_.channels == 1 && source.end - first_row <= kernels_->lanes;
-  const Batch batch(first_row, is_last_grey ? 1 : groups_, kernels_->lanes, format_.channels, source, ring);
-  const auto sum = kernels_->sum[batch.pixel_size(format_.channels)][sums_];
+  const RowBatch batch(first_row, is_last_grey ? 1 : groups_, kernels_->lanes, format_.channels, source,
+                       ring);
+  const auto sum = kernels_->sum[pixel_size(batch, format_.channels)][sums_];
   const TapSpan* const spans = table_.spans + strip.first;
   const Index bytes = format_.pixel_bytes();
   const auto byte_of = [&](Index position) noexcept {
@@ -190,7 +169,7 @@ Index TransposedRows::run(Index first_row, const Strip& strip, const SourceRows&
 
 // Makes the positions from the first tap of `first` to the last of `last` available, moving what is still
 // needed to the front where room runs out.
-void TransposedRows::advance(Window& window, const Batch& batch, const TapSpan& first,
+void TransposedRows::advance(Window& window, const RowBatch& batch, const TapSpan& first,
                              const TapSpan& last) const noexcept {
   const Index begin = first.first;
   const Index end = last.end();
@@ -221,7 +200,7 @@ void TransposedRows::advance(Window& window, const Batch& batch, const TapSpan& 
 }
 
 // Fills positions [first, end) of the window with its pixel at `from`.
-void TransposedRows::repeat_pixel(const Window& window, const Batch& batch, Index from, Index first,
+void TransposedRows::repeat_pixel(const Window& window, const RowBatch& batch, Index from, Index first,
                                   Index end) const noexcept {
   if (first >= end) return;
   const float* const source = room_.samples + (from - window.origin) * batch.pixel;

@@ -1,7 +1,7 @@
 // The row pass whose lanes are rows: any number of taps and channels, on every instruction set.
 #pragma once
 
-#include "resize/filtered/row_pass.h"
+#include "resize/filtered/row_batch.h"
 #include "runtime/arena.h"
 
 namespace kyv::resize {
@@ -28,13 +28,13 @@ class TransposedRows {
   Index run(Index first_row, const Strip& strip, const SourceRows& source, const RowRing& ring) noexcept;
 
  private:
-  struct Batch;
   struct Window;
 
   void set_segment(const RowPassFacts& facts) noexcept;
   void clear_slack(Index count) const noexcept;
-  void advance(Window& window, const Batch& batch, const TapSpan& first, const TapSpan& last) const noexcept;
-  void repeat_pixel(const Window& window, const Batch& batch, Index from, Index first,
+  void advance(Window& window, const RowBatch& batch, const TapSpan& first,
+               const TapSpan& last) const noexcept;
+  void repeat_pixel(const Window& window, const RowBatch& batch, Index from, Index first,
                     Index end) const noexcept;
 
   const TransposedKernels* kernels_;

@@ -4,6 +4,7 @@
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/columns.h"
 #include "resize/kernels/permuted.h"
+#include "resize/kernels/running.h"
 #include "resize/kernels/shuffled.h"
 #include "resize/kernels/transposed.h"
 
@@ -13,6 +14,7 @@ inline constexpr Index kLanczosSlack = 7;  // weights that may be written beyond
 
 struct Kernels {
   TransposedKernels transposed;
+  RunningKernels running;    // a set may have none
   PermutedKernels permuted;  // a set may have none
   ShuffledKernels shuffled;  // a set may have none
   ColumnKernels columns;

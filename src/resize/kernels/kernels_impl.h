@@ -5,6 +5,7 @@
 #include "resize/kernels/bytes_impl.h"
 #include "resize/kernels/columns_impl.h"
 #include "resize/kernels/kernels.h"
+#include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposed_impl.h"
 #include "resize/kernels/weights_impl.h"
 
@@ -26,6 +27,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, PermutedKernels permuted = {},
                               transposed_sums<3 * kRgbGroups, kShortcut>},
                              {transposed_sums<4, false>, transposed_sums<4, kShortcut>}},
                      .store = {store_rows<kSampleVectors>, store_rows<kPixelVectors>}},
+      .running = running_kernels(),
       .permuted = permuted,
       .shuffled = shuffled,
       .columns = {.sum = {column_sums<8>, column_sums<16>},

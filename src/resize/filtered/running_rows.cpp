@@ -1,0 +1,267 @@
+#include "resize/filtered/running_rows.h"
+
+#include <limits>
+
+#include "runtime/memory_model.h"
+
+namespace kyv::resize {
+namespace {
+
+constexpr Index kChunk = 32;      // positions that are converted together
+constexpr Index kGreyChunk = 64;  // the same of grey, whose pixels are smaller
+constexpr Index kConversion =
+    16;  // positions from which on a conversion starts: whole pieces of a row's bytes
+constexpr Index kHeldResults = 32;      // destination pixels that are stored together
+constexpr double kLeastInverse = 2.25;  // so that a chunk ends no more sums than that
+constexpr Index kMostPixelFloats = kMostBatchRows;
+constexpr Index kOpenPixels = 8;  // more than are open at a position: places of their totals
+constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
+static_assert(kGreyChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
+
+struct Extent {
+  Index begin = 0;
+  Index end = 0;
+};
+
+// The positions from the first tap of a weight other than 0 to the last.
+Extent extent_of(const TapTable& table, const TapSpan& span) noexcept {
+  const float* const weights = table.weights_of(span);
+  Index begin = 0;
+  Index end = span.count;
+  while (begin + 1 < end && weights[begin] == 0.0f) ++begin;
+  while (begin + 1 < end && weights[end - 1] == 0.0f) --end;
+  return {span.first + begin, span.first + end};
+}
+
+}  // namespace
+
+// Where a batch has arrived.
+struct RunningRows::Progress {
+  Index position = 0;    // the next one
+  Index pixel = 0;       // whose sum ends next
+  Index first_held = 0;  // pixel of the first result that is not stored yet
+  alignas(
+      64) float sums[kMostRunningSums * kMostPixelFloats] = {};  // [tile of vectors][sum][vector of it][lane]
+  float totals[kOpenPixels * kMostPixelFloats] = {};             // [pixel modulo that][as above]
+};
+
+std::optional<RunningRows> RunningRows::plan(const RowPassFacts& facts, const TransposedRoom& room,
+                                             const PermutedPlanRoom& weights_room) noexcept {
+  const bool fits = facts.kernels.running.add[0][0] != nullptr && facts.geometry.x.inverse >= kLeastInverse;
+  if (!fits) return std::nullopt;
+  RunningRows pass(facts, room);
+  const Index floats = weights_room.pattern_floats - (pass.count_ + 1);
+  if (floats <= 0) return std::nullopt;
+  auto* const ends = reinterpret_cast<std::int32_t*>(weights_room.patterns);
+  if (!pass.list_ends(ends)) return std::nullopt;
+  if ((ends[pass.count_ - 1] - pass.origin_) * pass.sums_ > floats) return std::nullopt;
+  float* const weights = weights_room.patterns + pass.count_ + 1;
+  pass.list_weights(weights);
+  pass.weights_ = weights;
+  return pass;
+}
+
+RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) noexcept
+    : kernels_(&facts.kernels.transposed),
+      running_(&facts.kernels.running),
+      table_(facts.x.table),
+      room_(room),
+      format_(facts.format),
+      count_(facts.geometry.x.count),
+      usable_size_(facts.geometry.x.usable_size),
+      content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
+      prefetches_(facts.source_bytes() > runtime::kL2Bytes && format_.channels > 1),
+      has_blocks_(facts.x.most_taps > kTapBlock) {
+  if (format_.channels == 3) groups_ = kernels_->rgb_groups;
+  if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
+}
+
+// False where sums do not begin and end in order, or too many of them are open at a position.
+bool RunningRows::list_ends(std::int32_t* ends) noexcept {
+  Index begin = std::numeric_limits<Index>::min();
+  Index open = 0;  // first pixel whose sum has not ended at `begin`
+  for (Index i = 0; i < count_; ++i) {
+    const Extent extent = extent_of(table_, table_.spans[i]);
+    ends[i] = static_cast<std::int32_t>(extent.end);
+    if (extent.begin < begin || (i > 0 && ends[i] < ends[i - 1])) return false;
+    if (i == 0) origin_ = extent.begin;
+    begin = extent.begin;
+    while (ends[open] <= begin) ++open;
+    sums_ = std::max(sums_, i - open + 1);
+  }
+  ends[count_] = std::numeric_limits<std::int32_t>::max();
+  ends_ = ends;
+  if (sums_ > 2) sums_ = rounded_up(sums_, 2);
+  return sums_ <= kMostRunningSums;
+}
+
+void RunningRows::list_weights(float* weights) const noexcept {
+  std::fill_n(weights, (ends_[count_ - 1] - origin_) * sums_, 0.0f);
+  for (Index i = 0; i < count_; ++i) {
+    const TapSpan& span = table_.spans[i];
+    const Extent extent = extent_of(table_, span);
+    Index open = first_pixel(i, extent.begin);
+    for (Index position = extent.begin; position < extent.end; ++position) {
+      while (ends_[open] <= position) ++open;
+      weights[(position - origin_) * sums_ + i - open] = table_.weights_of(span)[position - span.first];
+    }
+  }
+}
+
+// The pixel whose sum ends next at `position`, where that of `pixel` begins.
+Index RunningRows::first_pixel(Index pixel, Index position) const noexcept {
+  while (pixel > 0 && ends_[pixel - 1] > position) --pixel;
+  return pixel;
+}
+
+Index RunningRows::vectors_at_once(Index vectors) const noexcept {
+  Index at_once = std::min<Index>(vectors, kMostRunningVectors);
+  while (vectors % at_once != 0 || running_->add[sums_ - 1][at_once - 1] == nullptr) --at_once;
+  return at_once;
+}
+
+Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& source,
+                       const RowRing& ring) const noexcept {
+  const bool is_last_grey = format_.channels == 1 && source.end - first_row <= kernels_->lanes;
+  const RowBatch batch(first_row, is_last_grey ? 1 : groups_, kernels_->lanes, format_.channels, source,
+                       ring);
+  const Index end_pixel = strip.first + strip.count;
+  const Index last = ends_[end_pixel - 1];
+  const Index chunk = format_.channels == 1 ? kGreyChunk : kChunk;
+
+  Progress progress;
+  progress.position = extent_of(table_, table_.spans[strip.first]).begin;
+  progress.pixel = progress.first_held = first_pixel(strip.first, progress.position);
+  while (progress.position < last) {
+    const Index position = progress.position;
+    const bool is_inside = position >= 0 && position < usable_size_;
+    Index end = is_inside ? std::min((position / chunk + 1) * chunk, usable_size_) : position + chunk;
+    if (position < 0) end = std::min<Index>(end, 0);
+    end = std::min(end, last);
+    const Index converted = convert(batch, position, end);
+    if (prefetches_ && is_inside) prefetch_chunk(batch, end, last);
+
+    const Index ended = std::upper_bound(ends_ + progress.pixel, ends_ + end_pixel, end) - ends_;
+    if (ended - progress.first_held > kHeldResults) store(batch, strip, progress);
+    while (progress.position < end) {
+      add(batch, converted, has_blocks_ ? next_block(end, progress) : end, progress);
+      if (has_blocks_) end_blocks(batch, progress);
+    }
+  }
+  store(batch, strip, progress);
+  return batch.rows;
+}
+
+// Converts the positions [position, end), which lie all before, in or behind the row; the one that the
+// converted samples begin with.
+Index RunningRows::convert(const RowBatch& batch, Index position, Index end) const noexcept {
+  const auto load = [&](Index first, Index count) noexcept {
+    for (Index row = 0; row < batch.sample; row += kernels_->lanes) {
+      kernels_->load[format_.depth][content_](batch.sources + row, first * format_.pixel_bytes(),
+                                              count * format_.channels, room_.samples + row, batch.sample);
+    }
+  };
+  if (position >= 0 && position < usable_size_) {
+    const Index first = position / kConversion * kConversion;
+    load(first, std::min(rounded_up(end, kConversion), usable_size_) - first);
+    return first;
+  }
+  load(position < 0 ? 0 : usable_size_ - 1, 1);
+  for (Index i = 1; i < end - position; ++i) {
+    std::copy_n(room_.samples, batch.pixel, room_.samples + i * batch.pixel);
+  }
+  return position;
+}
+
+// What the next chunk begins with. Inlined because compilers drop calls of functions that only prefetch.
+[[gnu::always_inline]] inline void RunningRows::prefetch_chunk(const RowBatch& batch, Index position,
+                                                               Index last) const noexcept {
+  const Index begin = position * format_.pixel_bytes();
+  const Index end = std::min({position + kChunk, last, usable_size_}) * format_.pixel_bytes();
+  for (Index row = 0; row < batch.rows; ++row) {
+    for (Index at = begin; at < end; at += kLine) prefetch<true>(batch.sources[row] + at);
+  }
+}
+
+// Adds the positions up to `end`, of samples that begin with position `converted`.
+void RunningRows::add(const RowBatch& batch, Index converted, Index end, Progress& progress) const noexcept {
+  const Index lanes = kernels_->lanes;
+  const Index vectors = batch.pixel / lanes;
+  const Index at_once = vectors_at_once(vectors);
+  const auto pass = running_->add[sums_ - 1][at_once - 1];
+  float* const out = room_.results + (progress.pixel - progress.first_held) * batch.pixel;
+  for (Index vector = 0; vector < vectors; vector += at_once) {
+    pass({.samples = room_.samples + (progress.position - converted) * batch.pixel + vector * lanes,
+          .weights = weights_ + (progress.position - origin_) * sums_,
+          .step = batch.pixel,
+          .begin = progress.position,
+          .end = end,
+          .ends = ends_ + progress.pixel,
+          .sums = progress.sums + vector * lanes * sums_,
+          .out = out + vector * lanes});
+  }
+  const Index first = progress.pixel;
+  while (ends_[progress.pixel] <= end) ++progress.pixel;
+  progress.position = end;
+  if (!has_blocks_) return;
+  for (Index pixel = first; pixel < progress.pixel; ++pixel) {
+    if (ends_[pixel] - table_.spans[pixel].first <= kTapBlock) continue;
+    const float* const total = progress.totals + pixel % kOpenPixels * kMostPixelFloats;
+    float* const result = out + (pixel - first) * batch.pixel;
+    for (Index i = 0; i < batch.pixel; ++i) result[i] = total[i] + result[i];
+  }
+}
+
+// The next position where a block of taps of an open sum ends, but for the sum's own end; no more than `end`.
+Index RunningRows::next_block(Index end, const Progress& progress) const noexcept {
+  for (Index pixel = progress.pixel; pixel < std::min(progress.pixel + sums_, count_); ++pixel) {
+    const Index done = progress.position - table_.spans[pixel].first;
+    if (done < 0) break;
+    const Index block = progress.position + kTapBlock - done % kTapBlock;
+    if (block < ends_[pixel]) end = std::min(end, block);
+  }
+  return end;
+}
+
+// Adds to their totals the open sums that have a whole block of taps, and begins the next.
+void RunningRows::end_blocks(const RowBatch& batch, Progress& progress) const noexcept {
+  const Index lanes = kernels_->lanes;
+  const Index vectors = batch.pixel / lanes;
+  const Index tile = vectors_at_once(vectors) * lanes;
+  for (Index i = 0; i < sums_ && progress.pixel + i < count_; ++i) {
+    const Index pixel = progress.pixel + i;
+    const Index done = progress.position - table_.spans[pixel].first;
+    if (done <= 0) break;
+    if (done % kTapBlock != 0) continue;
+    float* total = progress.totals + pixel % kOpenPixels * kMostPixelFloats;
+    for (Index first = 0; first < batch.pixel; first += tile) {
+      float* const sum = progress.sums + first * sums_ + i * tile;
+      for (Index k = 0; k < tile; ++k) {
+        *total = done == kTapBlock ? sum[k] : *total + sum[k];
+        ++total;
+        sum[k] = 0.0f;
+      }
+    }
+  }
+}
+
+// Stores the results that are held. Those of pixels before the strip give way to the others first: `store`
+// reads whole vectors, and the room ends with as many as are held.
+void RunningRows::store(const RowBatch& batch, const Strip& strip, Progress& progress) const noexcept {
+  const Index first = std::max(progress.first_held, strip.first);
+  const Index samples = (progress.pixel - first) * format_.channels;
+  if (samples > 0) {
+    float* const results = room_.results;
+    const Index unwanted = (first - progress.first_held) * batch.pixel;
+    if (unwanted > 0) std::copy_n(results + unwanted, samples * batch.sample, results);
+    const Index read = rounded_up(samples, kernels_->lanes);
+    std::fill(results + samples * batch.sample, results + read * batch.sample, 0.0f);
+    for (Index row = 0; row < batch.sample; row += kernels_->lanes) {
+      kernels_->store[content_](results + row, batch.sample, samples, batch.targets + row,
+                                (first - strip.first) * format_.channels);
+    }
+  }
+  progress.first_held = progress.pixel;
+}
+
+}  // namespace kyv::resize

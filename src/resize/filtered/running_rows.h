@@ -1,0 +1,57 @@
+// The row pass of reductions: rows are lanes, and each converted sample is added at once to every sum that
+// needs it, so that the samples of a sum need not be kept until it is their turn.
+#pragma once
+
+#include "resize/filtered/permuted_plan.h"
+#include "resize/filtered/row_batch.h"
+#include "resize/filtered/transposed_rows.h"
+
+namespace kyv::resize {
+
+class RunningRows {
+ public:
+  // Works in the room of the other two passes. Nothing where more sums are open at a position than there are
+  // kernels for, where the pass would make more results than it has room for (enlargements and slight
+  // reductions), or where the weights outgrow their room.
+  static std::optional<RunningRows> plan(const RowPassFacts& facts, const TransposedRoom& room,
+                                         const PermutedPlanRoom& weights_room) noexcept;
+
+  Index rows_at_once() const noexcept { return groups_ * kernels_->lanes; }
+  static Index strip_multiple() noexcept { return 64; }
+  Index run(Index first_row, const Strip& strip, const SourceRows& source,
+            const RowRing& ring) const noexcept;
+
+ private:
+  struct Progress;
+
+  RunningRows(const RowPassFacts& facts, const TransposedRoom& room) noexcept;
+  bool list_ends(std::int32_t* ends) noexcept;
+  void list_weights(float* weights) const noexcept;
+
+  Index first_pixel(Index strip_first, Index position) const noexcept;
+  Index vectors_at_once(Index vectors) const noexcept;
+  Index convert(const RowBatch& batch, Index position, Index end) const noexcept;
+  void prefetch_chunk(const RowBatch& batch, Index position, Index last) const noexcept;
+  void add(const RowBatch& batch, Index converted, Index end, Progress& progress) const noexcept;
+  Index next_block(Index end, const Progress& progress) const noexcept;
+  void end_blocks(const RowBatch& batch, Progress& progress) const noexcept;
+  void store(const RowBatch& batch, const Strip& strip, Progress& progress) const noexcept;
+
+  const TransposedKernels* kernels_;
+  const RunningKernels* running_;
+  TapTable table_;
+  TransposedRoom room_;
+  PixelFormat format_;
+  Index count_;        // destination pixels
+  Index usable_size_;  // pixels of a row
+  Index groups_ = 1;   // vectors' worth of rows, but for the last batch of a grey picture
+  VectorContent content_;
+  bool prefetches_;
+  bool has_blocks_;                     // whether a sum has more than one block of taps
+  Index sums_ = 0;                      // that are open at a position, at most
+  Index origin_ = 0;                    // first position of `weights_`
+  const std::int32_t* ends_ = nullptr;  // of each sum, and a number beyond all positions
+  const float* weights_ = nullptr;      // [position][sum], the one that ends first in front
+};
+
+}  // namespace kyv::resize
