@@ -75,7 +75,10 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   if (!facts.kernels.permuted.quarters) {
     if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
     if (is_short) return "short sums";
-    return is_large && facts.tuning.has_cheap_wide_permutations ? "source beyond the caches" : nullptr;
+    // Super-sampling picks each sample about once: what a permutation of two registers costs does not matter
+    // then.
+    const bool pays = facts.tuning.has_cheap_wide_permutations || is_sparse(facts, shape, 1);
+    return is_large && pays ? "source beyond the caches" : nullptr;
   }
   // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
   // pixels: 1.1 to 1.8 times as fast.
@@ -89,7 +92,7 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
 // outgrows the L1 with the taps. But the weights are read for each position, and registers moved for each
 // result.
 Reason running_is_fastest(const RowPassFacts& facts) noexcept {
-  const bool has_many_registers = facts.kernels.transposed.lanes == 16;
+  const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
   const double inverse = facts.geometry.x.inverse;
   if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
     return "long sums";
