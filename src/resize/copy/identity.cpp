@@ -1,6 +1,6 @@
 #include "resize/copy/identity.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "resize/copy/pixel_rows.h"
 
@@ -30,11 +30,11 @@ void copy_pixels(const ResizeJob& job, const ByteKernels& kernels) noexcept {
   }
   const Index gapless = rows.row_bytes;
   if (rows.src_step == gapless && rows.dst_step == gapless) {
-    std::memcpy(rows.dst, src, rows.row_bytes * count);
+    std::copy_n(src, rows.row_bytes * count, rows.dst);
     return;
   }
   for (std::int32_t i = 0; i < count; ++i) {
-    std::memcpy(rows.dst + i * rows.dst_step, src + i * rows.src_step, rows.row_bytes);
+    std::copy_n(src + i * rows.src_step, rows.row_bytes, rows.dst + i * rows.dst_step);
   }
 }
 

@@ -99,7 +99,7 @@ std::optional<PermutedPlan> PermutedPlanner::fill(const PermutedShape& shape) no
       continue;
     }
     known = g;
-    if (patterns == most) return std::nullopt;
+    if (static_cast<Index>(patterns) == most) return std::nullopt;
     group.pattern = patterns++;
     fill_lanes(g, lanes[group.pattern]);
     fill_weights(shape, g, weights + group.pattern * plan.weights_stride);

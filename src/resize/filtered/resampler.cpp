@@ -41,7 +41,7 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
                                       geometry.x.count);
   const Index samples = width * job.format.channels;
   const RowRing ring(work.ring, ring_rows,
-                     RowRing::pitch_of(static_cast<std::uint64_t>(samples), kRingSlack));
+                     static_cast<Index>(RowRing::pitch_of(static_cast<std::uint64_t>(samples), kRingSlack)));
   ring.clear_slack(samples, rounded_up(samples, kColumnGroup) - samples);
 
   ColumnRows columns(job, y, has_normal_products(x, y), work, kernels);

@@ -20,7 +20,7 @@ void load_rows(const std::uint8_t* const* rows, Index offset, Index samples, flo
                Index stride) noexcept {
   typename SampleOf<kBits>::Type sample = 0;
   for (Index i = 0; i < samples; ++i) {
-    __builtin_memcpy(&sample, rows[0] + offset + i * sizeof sample, sizeof sample);
+    __builtin_memcpy(&sample, rows[0] + offset + i * (kBits / 8), sizeof sample);
     out[i * stride] = static_cast<float>(sample);
   }
 }
