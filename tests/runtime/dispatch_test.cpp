@@ -41,6 +41,14 @@ TEST(Dispatch, ChoosesTheBestVariantThatProcessorAndSystemBothOffer) {
   EXPECT_EQ(variant_of(cpu), "avx512");
   cpu.leaf7_ecx = 1u << 1;
   EXPECT_EQ(variant_of(cpu), "avx512vbmi");
+  for (const std::uint32_t missing : {1u << 12, 1u << 28}) {  // its bits without FMA or without AVX
+    CpuidSnapshot odd = cpu;
+    odd.leaf1_ecx &= ~missing;
+    EXPECT_EQ(variant_of(odd), "sse2");
+  }
+  CpuidSnapshot odd = cpu;
+  odd.leaf7_ebx &= ~(1u << 5);  // its bits without AVX2
+  EXPECT_EQ(variant_of(odd), "sse2");
   cpu.xcr0 = 0x07;  // the system does not save the mask and 512-bit registers
   EXPECT_EQ(variant_of(cpu), "avx2");
   cpu.xcr0 = 0xE7;

@@ -1,0 +1,121 @@
+// Shapes at which a pass changes its way: incomplete blocks of rows in several strips, windows that move over
+// many segments, sums about the block of 128 taps, and sums of very small values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "api/lifecycle.h"
+#include "resize/resize_request.h"
+#include "resize/trial.h"
+#include "support/variants.h"
+#include "thread/thread_context.h"
+
+namespace kyv::test {
+namespace {
+
+class HardCases : public PerVariant {
+ protected:
+  void SetUp() override {
+    PerVariant::SetUp();
+    api::initialize();
+  }
+  void TearDown() override { api::terminate(); }
+
+  static void expect_reference(const Trial& trial) { EXPECT_TRUE(matches_reference(trial, GetParam())); }
+};
+
+constexpr std::pair<int, int> kFormats[] = {{8, 1}, {8, 3}, {8, 4}, {16, 1}, {16, 3}, {16, 4}};
+
+Trial trial_of(int mode, std::pair<int, int> format, std::int32_t src_width, std::int32_t src_height,
+               std::int32_t dst_width, std::int32_t dst_height) {
+  Trial t;
+  t.mode = mode;
+  t.bits = format.first;
+  t.channels = format.second;
+  t.src_width = src_width;
+  t.src_height = src_height;
+  t.dst_width = dst_width;
+  t.dst_height = dst_height;
+  t.seed = static_cast<std::uint32_t>(src_width * 31 + dst_width);
+  return whole_image(t);
+}
+
+// Heights that leave a part of a block of rows, whatever its size, in rows wide enough for several strips.
+TEST_P(HardCases, BlocksOfRowsThatEndIncompleteInSeveralStrips) {
+  for (const auto& format : kFormats) {
+    for (const std::int32_t height : {37, 41, 42, 43}) {
+      if ((height + format.second) % 2 == 0)
+        expect_reference(trial_of(16, format, 1500, height, 700, height / 2));
+      else
+        expect_reference(trial_of(2, format, 1100, height, 1900, height + 3));
+    }
+  }
+}
+
+TEST_P(HardCases, WindowsThatMoveOverManySegments) {
+  for (const auto& format : kFormats) {
+    for (const int mode : {2, 4, 16}) {
+      expect_reference(trial_of(mode, format, 1300, 6, 4700, 5));
+      expect_reference(trial_of(mode, format, 900, 6, 1201, 5));
+      expect_reference(trial_of(mode, format, 90, 6, 6000, 5));
+    }
+  }
+}
+
+TEST_P(HardCases, SumsOfAboutAsManyTapsAsABlockHas) {
+  for (const std::int32_t taps : {127, 128, 129, 255, 256, 257}) {
+    for (const auto& format : kFormats) {
+      Trial trial = trial_of(8, format, taps * 5, 6, 5, 3);
+      expect_reference(trial);
+      trial = trial_of(8, format, 9, taps * 3, 7, 3);
+      expect_reference(trial);
+      // A linear filter has twice the factor's number of taps, and one more where a centre meets a pixel.
+      expect_reference(trial_of(2, format, taps * 4, 6, 8, 6));
+    }
+  }
+}
+
+// Sparse 16-bit pictures: rows whose sums are small weights times small samples, of which the column pass
+// makes what is left.
+TEST_P(HardCases, SumsOfSmallWeightsAndSmallSamples) {
+  Random random(23);
+  for (int k = 0; k < 120; ++k) {
+    const std::int32_t width = between(random, 6, 300);
+    const std::int32_t height = between(random, 6, 40);
+    const int channels = k % 3 == 0 ? 1 : k % 3 + 2;
+    const std::int32_t dst_width = between(random, 1, 260);
+    const std::int32_t dst_height = between(random, 1, 40);
+    std::vector<std::uint16_t> source(static_cast<std::size_t>(width * height * channels));
+    for (std::size_t n = source.size() / 40 + 1; n > 0; --n)
+      source[random() % source.size()] = static_cast<std::uint16_t>(1u << random() % 16);
+    std::vector<std::uint16_t> result(static_cast<std::size_t>(dst_width * dst_height * channels));
+
+    reference::PrimitiveCall call;
+    call.bits = 16;
+    call.channels = channels;
+    call.src = reinterpret_cast<const std::uint8_t*>(source.data());
+    call.src_width = width;
+    call.src_height = height;
+    call.src_step = std::int64_t{2} * width * channels;
+    call.src_roi = {0, 0, width, height};
+    call.mode = k % 2 == 0 ? 16 : 4;
+    const resize::ResizeRequest request{
+        call.mode, channels, 16,     source.data(), width,     height,     2 * width * channels,    0,
+        0,         width,    height, result.data(), dst_width, dst_height, 2 * dst_width * channels};
+    ASSERT_EQ(resize::run_resize_request(request, GetParam()), 0);
+    thread::release_thread_context();
+    const reference::Result expected = reference::resize(call, dst_width, dst_height);
+    ASSERT_EQ(std::memcmp(result.data(), expected.samples.data(), expected.samples.size()), 0)
+        << width << 'x' << height << 'x' << channels << " to " << dst_width << 'x' << dst_height;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Variants, HardCases,
+                         testing::ValuesIn(runtime::all_kernel_sets().begin(),
+                                           runtime::all_kernel_sets().end()),
+                         variant_name);
+
+}  // namespace
+}  // namespace kyv::test
