@@ -29,11 +29,12 @@ class Arena {
  public:
   explicit Arena(std::size_t bytes) : memory_(bytes) {}
 
-  // `bytes` bytes that begin (or end) at an inaccessible page; they and their surroundings are marked.
-  std::uint8_t* take(std::size_t bytes, bool at_end) {
-    require(bytes <= memory_.size(), "a buffer of %u bytes is more than the arena holds",
+  // `bytes` bytes that begin (or end) `offset` bytes from an inaccessible page; they and their surroundings
+  // are marked.
+  std::uint8_t* take(std::size_t bytes, bool at_end, std::size_t offset = 0) {
+    require(bytes + offset <= memory_.size(), "a buffer of %u bytes is more than the arena holds",
             static_cast<unsigned>(bytes));
-    taken_ = at_end ? memory_.end() - bytes : memory_.begin();
+    taken_ = at_end ? memory_.end() - bytes - offset : memory_.begin() + offset;
     taken_end_ = taken_ + bytes;
     const auto margin = [](std::size_t room) { return room < kMargin ? room : kMargin; };
     first_ = taken_ - margin(static_cast<std::size_t>(taken_ - memory_.begin()));

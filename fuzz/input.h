@@ -15,6 +15,7 @@ class Input {
   // Zeros when the input has ended.
   std::uint8_t byte() { return read<std::uint8_t>(); }
 
+  // From 0 to limit - 1; limit at most 65536.
   std::int32_t below(std::int32_t limit) { return read<std::uint16_t>() % limit; }
 
   // An ordinary size, or any value: the limits, those whose products wrap, or four bytes.
@@ -40,6 +41,13 @@ class Input {
     if (kind < 192) return kind;
     if (kind < 224) return limits[kind % std::size(limits)];
     return read<std::int32_t>();
+  }
+
+  // From 1 to `limit`: mostly small, sometimes anything.
+  std::int32_t size(std::int32_t limit) {
+    const std::uint8_t kind = byte();
+    const std::int32_t most = kind < 100 ? 24 : kind < 200 ? 200 : kind < 245 ? 1500 : limit;
+    return 1 + below(most < limit ? most : limit);
   }
 
   // An ordinary factor or shift, or any value.

@@ -1,9 +1,16 @@
-// Runs a fuzz target on every file of the folders (or on the files) that it is given.
+// Runs a fuzz target on every file of the folders (or on the files) that it is given, or, with --random COUNT
+// [SEED], on as many inputs drawn at random.
 #include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <vector>
 
 #include "fuzz_target.h"
@@ -20,6 +27,17 @@ std::vector<fs::path> files_of(const fs::path& path) {
   return files;
 }
 
+const std::vector<std::uint8_t>* g_input = nullptr;
+
+void write_input(int signal) {
+  if (std::FILE* const file = std::fopen("failing_input", "wb"); file != nullptr && g_input != nullptr) {
+    std::fwrite(g_input->data(), 1, g_input->size(), file);
+    std::fclose(file);
+  }
+  std::fprintf(stderr, "signal %d; the input is in the file failing_input\n", signal);
+  std::_Exit(1);
+}
+
 bool replay(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
@@ -33,9 +51,30 @@ bool replay(const fs::path& path) {
   return true;
 }
 
+int run_random(long count, unsigned long seed) {
+  std::mt19937_64 random(seed);
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<std::uint8_t> input;
+  for (long k = 0; k < count; ++k) {
+    const std::uint64_t state = random();
+    input.resize(40 + state % 200);
+    for (std::uint8_t& byte : input) byte = static_cast<std::uint8_t>(random() >> 32);
+    g_input = &input;
+    LLVMFuzzerTestOneInput(input.data(), input.size());
+  }
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  std::printf("%ld random inputs in %.0f s\n", count, seconds.count());
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc >= 3 && std::strcmp(argv[1], "--random") == 0) {
+    std::signal(SIGABRT, write_input);
+    std::signal(SIGSEGV, write_input);
+    return run_random(std::atol(argv[2]), argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 1);
+  }
   std::size_t runs = 0;
   for (int k = 1; k < argc; ++k) {
     for (const fs::path& file : files_of(argv[k])) {

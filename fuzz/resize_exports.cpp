@@ -1,5 +1,6 @@
-// KyvMathResize and KyvMathResizeWithRegion with any arguments: the status, the pixels, and nothing else
-// touched. The variant is the one that the library chooses.
+// KyvMathResize and KyvMathResizeWithRegion, four times in five with arguments that are good, else with any:
+// the status, the pixels, and nothing else touched. The exports use the variant that the library chooses; the
+// others get the same request below them.
 #include <cstdint>
 
 #include "KyvMath.h"
@@ -7,15 +8,17 @@
 #include "fuzz_target.h"
 #include "input.h"
 #include "resize/reference.h"
+#include "resize/resize_request.h"
 #include "resize_image.h"
 #include "runtime/dispatch.h"
+#include "thread/thread_context.h"
 
 namespace {
 
 using namespace kyv;
 
-constexpr std::size_t kArenaBytes = std::size_t{1} << 19;
-constexpr std::int32_t kMostPixels = 1 << 14;
+constexpr std::size_t kArenaBytes = std::size_t{1} << 25;
+constexpr std::int32_t kLongestSide = 12000;
 
 struct Call {
   bool whole = false;
@@ -37,7 +40,38 @@ std::int32_t step_of(fuzz::Input& in, std::int32_t width, std::int32_t pixel_byt
   return extra;
 }
 
-Call read_call(fuzz::Input& in) {
+std::int32_t padded_step(fuzz::Input& in, std::int32_t row_bytes) {
+  const std::uint8_t kind = in.byte();
+  return row_bytes + (kind < 128 ? 0 : kind < 224 ? kind % 70 : in.below(5000));
+}
+
+Call read_good_call(fuzz::Input& in) {
+  constexpr unsigned modes[] = {1, 2, 4, 8, 16};
+  constexpr std::int32_t channels[] = {1, 3, 4};
+  Call c;
+  const std::uint8_t format = in.byte();
+  c.mode = modes[format % 5];
+  c.channels = channels[format / 5 % 3];
+  c.bits = 8 + format / 15 % 2 * 8;
+  c.whole = format >= 192;
+  c.src.width = in.size(kLongestSide);
+  c.src.height = in.size(kLongestSide);
+  c.region = {0, 0, c.src.width, c.src.height};
+  if (!c.whole) {
+    c.region.x = in.below(c.src.width);
+    c.region.y = in.below(c.src.height);
+    c.region.width = 1 + in.below(c.src.width - c.region.x);
+    c.region.height = 1 + in.below(c.src.height - c.region.y);
+  }
+  c.dst.width = in.size(c.mode == 8 ? c.region.width : kLongestSide);
+  c.dst.height = in.size(c.mode == 8 ? c.region.height : kLongestSide);
+  const std::int32_t pixel_bytes = c.bits / 8 * c.channels;
+  c.src.step = padded_step(in, c.src.width * pixel_bytes);
+  c.dst.step = padded_step(in, c.dst.width * pixel_bytes);
+  return c;
+}
+
+Call read_any_call(fuzz::Input& in) {
   constexpr unsigned modes[] = {1, 2, 4, 8, 16};
   constexpr std::int32_t channels[] = {1, 3, 4};
   Call c;
@@ -107,11 +141,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static fuzz::Arena source(kArenaBytes);
   static fuzz::Arena destination(kArenaBytes);
   fuzz::Input in(data, size);
-  const bool at_end = in.byte() % 2 == 0;
-  const Call c = read_call(in);
+  const std::uint8_t places = in.byte();
+  const bool at_end = places % 2 == 0;
+  const std::size_t src_offset = places % 4 < 2 ? 0 : in.byte() % 64;
+  const std::size_t dst_offset = places % 4 < 2 ? 0 : in.byte() % 64;
+  const std::int64_t most_work = fuzz::most_work(in);
+  const Call c = in.byte() < 205 ? read_good_call(in) : read_any_call(in);
 
-  KyvMathTerminate();
-  require_status(make(c, source.forbidden(), destination.forbidden()), KYVMATH_NOT_INITIALIZED);
+  if (places < 8) {
+    KyvMathTerminate();
+    require_status(make(c, source.forbidden(), destination.forbidden()), KYVMATH_NOT_INITIALIZED);
+  }
   KyvMathInitialize();
   if (!passes_first_check(c) || !is_valid(c)) {
     const auto expected = passes_first_check(c) ? KYVMATH_RESIZE_FAILED : KYVMATH_BAD_ARGUMENT;
@@ -122,11 +162,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::int32_t pixel_bytes = c.bits / 8 * c.channels;
   const std::size_t src_bytes = fuzz::image_bytes(c.src, pixel_bytes);
   const std::size_t dst_bytes = fuzz::image_bytes(c.dst, pixel_bytes);
-  if (src_bytes > kArenaBytes || dst_bytes > kArenaBytes) return 0;
-  if (std::int64_t{c.dst.width} * c.region.height > kMostPixels) return 0;
+  if (src_bytes + src_offset > kArenaBytes || dst_bytes + dst_offset > kArenaBytes) return 0;
+  if (fuzz::work_of(c.region.width, c.region.height, c.dst.width, c.dst.height) * c.channels > most_work)
+    return 0;
 
-  std::uint8_t* const src = source.take(src_bytes, at_end);
-  std::uint8_t* const dst = destination.take(dst_bytes, at_end);
+  std::uint8_t* const src = source.take(src_bytes, at_end, src_offset);
+  std::uint8_t* const dst = destination.take(dst_bytes, at_end, dst_offset);
   fuzz::fill(src, src_bytes, in);
   require_status(make(c, src, dst), KYVMATH_OK);
 
@@ -139,8 +180,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   call.src_step = c.src.step;
   call.src_roi = c.region;
   call.mode = static_cast<int>(c.mode);
-  fuzz::require_written(dst, c.dst.step, pixel_bytes, reference::resize(call, c.dst.width, c.dst.height),
-                        runtime::active_kernel_set().name);
+  const reference::Result expected = reference::resize(call, c.dst.width, c.dst.height);
+  fuzz::require(expected.written.width == c.dst.width && expected.written.height == c.dst.height,
+                "the reference leaves pixels out");
+  fuzz::require_written(dst, c.dst.step, pixel_bytes, expected, "export");
   fuzz::require(destination.untouched(true), "bytes outside the destination's pixels were written");
+
+  const resize::ResizeRequest request{call.mode,       c.channels, c.bits,      src,          c.src.width,
+                                      c.src.height,    c.src.step, c.region.x,  c.region.y,   c.region.width,
+                                      c.region.height, dst,        c.dst.width, c.dst.height, c.dst.step};
+  fuzz::for_each_variant([&](const runtime::KernelSet& set) {
+    if (&set == &runtime::active_kernel_set()) return;
+    fuzz::require(resize::run_resize_request(request, set) == 0, "%s: refused", set.name);
+    thread::release_thread_context();
+    fuzz::require_written(dst, c.dst.step, pixel_bytes, expected, set.name);
+    fuzz::require(destination.untouched(true), "%s: bytes outside were written", set.name);
+  });
   return 0;
 }

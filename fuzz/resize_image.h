@@ -18,6 +18,18 @@ struct ImageArguments {
   std::int32_t step = 0;
 };
 
+// What the reference takes for a resize of `width` x `height` pixels to `dst_width` x `dst_height`, in
+// samples times taps of one channel.
+inline std::int64_t work_of(std::int32_t width, std::int32_t height, std::int32_t dst_width,
+                            std::int32_t dst_height) {
+  const std::int64_t row_taps = 6 * std::int64_t{1 + width / dst_width};
+  const std::int64_t column_taps = 6 * std::int64_t{1 + height / dst_height};
+  return std::int64_t{dst_width} * height * row_taps + std::int64_t{dst_width} * dst_height * column_taps;
+}
+
+// One input in 64 may be a large one.
+inline std::int64_t most_work(Input& in) { return in.byte() % 64 == 0 ? 8000000 : 200000; }
+
 // Bytes from the first to the last of an image; more than any arena holds where that is absurd.
 inline std::size_t image_bytes(const ImageArguments& image, std::int32_t pixel_bytes) {
   constexpr std::int64_t absurd = std::int64_t{1} << 30;

@@ -16,8 +16,9 @@ namespace {
 
 using namespace kyv;
 
-constexpr std::size_t kArenaBytes = std::size_t{1} << 18;
-constexpr std::int32_t kMostWorkBytes = 1 << 22;
+constexpr std::size_t kArenaBytes = std::size_t{1} << 25;
+constexpr std::int32_t kMostWorkBytes = 1 << 25;
+constexpr std::int32_t kLongestSide = 8000;
 
 struct Call {
   std::int32_t bits = 8;
@@ -38,6 +39,47 @@ double read_factor(fuzz::Input& in, std::int32_t dst_size, std::int32_t src_size
   return in.byte() % 2 == 0 ? static_cast<double>(dst_size) / static_cast<double>(src_size) : in.real();
 }
 
+resize::IppiRect rect_inside(fuzz::Input& in, std::int32_t width, std::int32_t height) {
+  if (in.byte() % 4 == 0) return {0, 0, width, height};
+  const std::int32_t x = in.below(width);
+  const std::int32_t y = in.below(height);
+  return {x, y, 1 + in.below(width - x), 1 + in.below(height - y)};
+}
+
+// A shift that leaves most of the destination's rectangle to be written.
+double good_shift(fuzz::Input& in, std::int32_t dst_first, std::int32_t src_first, double factor) {
+  const double exact = dst_first - src_first * factor;
+  const std::uint8_t kind = in.byte();
+  return kind < 96 ? exact : kind < 160 ? std::round(exact) : exact + (in.byte() - 128) / 61.0;
+}
+
+// Rectangles inside their images, factors and shifts that map the one to the other or nearly so.
+void read_good_geometry(fuzz::Input& in, Call& c) {
+  resize::ResizeSqrPixelArguments& a = c.arguments;
+  a.src_roi = rect_inside(in, c.src.width, c.src.height);
+  a.dst_roi = rect_inside(in, c.dst.width, c.dst.height);
+  const auto factor = [&](std::int32_t dst_size, std::int32_t src_size) {
+    const double exact = static_cast<double>(dst_size) / src_size;
+    const bool plain = a.interpolation == 8 || in.byte() < 192;
+    return plain ? std::min(exact, a.interpolation == 8 ? 1.0 : exact) : exact * (1.0 + in.byte() / 255.0);
+  };
+  a.x_factor = factor(a.dst_roi.width, a.src_roi.width);
+  a.y_factor = factor(a.dst_roi.height, a.src_roi.height);
+  a.x_shift = good_shift(in, a.dst_roi.x, a.src_roi.x, a.x_factor);
+  a.y_shift = good_shift(in, a.dst_roi.y, a.src_roi.y, a.y_factor);
+}
+
+void read_any_geometry(fuzz::Input& in, Call& c) {
+  resize::ResizeSqrPixelArguments& a = c.arguments;
+  if (in.byte() >= 250) a.src_size = {in.integer(), in.integer()};
+  a.src_roi = read_rect(in, c.src.width, c.src.height);
+  a.dst_roi = read_rect(in, c.dst.width, c.dst.height);
+  a.x_factor = read_factor(in, a.dst_roi.width, a.src_roi.width);
+  a.y_factor = read_factor(in, a.dst_roi.height, a.src_roi.height);
+  a.x_shift = in.real();
+  a.y_shift = in.real();
+}
+
 Call read_call(fuzz::Input& in) {
   constexpr std::uint32_t modes[] = {1, 2, 4, 5, 8, 16};
   constexpr std::int32_t channels[] = {1, 3, 4};
@@ -48,23 +90,21 @@ Call read_call(fuzz::Input& in) {
   c.nulls = format >= 0xF0 ? format : 0;
   const std::uint8_t word = in.byte();
   resize::ResizeSqrPixelArguments& a = c.arguments;
-  a.interpolation = word < 160 ? modes[word % 6] : word % 32u | std::uint32_t{in.byte()} << 24;
-  c.src.width = 1 + in.below(96);
-  c.src.height = 1 + in.below(96);
-  c.dst.width = 1 + in.below(96);
-  c.dst.height = 1 + in.below(96);
+  a.interpolation = word < 230 ? modes[word % 6] : word % 32u | std::uint32_t{in.byte()} << 24;
+  c.src.width = in.size(kLongestSide);
+  c.src.height = in.size(kLongestSide);
+  c.dst.width = in.size(kLongestSide);
+  c.dst.height = in.size(kLongestSide);
   c.src.step = c.src.width * c.channels * c.bits / 8 + in.below(40);
   c.dst.step = c.dst.width * c.channels * c.bits / 8 + in.below(40);
   a.src_size = {c.src.width, c.src.height};
-  if (in.byte() == 255) a.src_size = {in.integer(), in.integer()};
-  a.src_roi = read_rect(in, c.src.width, c.src.height);
-  a.dst_roi = read_rect(in, c.dst.width, c.dst.height);
   a.src_step = c.src.step;
   a.dst_step = c.dst.step;
-  a.x_factor = read_factor(in, a.dst_roi.width, a.src_roi.width);
-  a.y_factor = read_factor(in, a.dst_roi.height, a.src_roi.height);
-  a.x_shift = in.real();
-  a.y_shift = in.real();
+  if (in.byte() < 205) {
+    read_good_geometry(in, c);
+  } else {
+    read_any_geometry(in, c);
+  }
   return c;
 }
 
@@ -137,7 +177,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static fuzz::Arena destination(kArenaBytes);
   static fuzz::Arena work(std::size_t{kMostWorkBytes});
   fuzz::Input in(data, size);
-  const bool at_end = in.byte() % 2 == 0;
+  const std::uint8_t places = in.byte();
+  const bool at_end = places % 2 == 0;
+  const std::size_t src_offset = places % 4 < 2 ? 0 : in.byte() % 64;
+  const std::size_t dst_offset = places % 4 < 2 ? 0 : in.byte() % 64;
+  const std::int64_t most_work = fuzz::most_work(in);
   Call c = read_call(in);
   resize::ResizeSqrPixelArguments& a = c.arguments;
   check_rect_query(a);
@@ -148,8 +192,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (has_size && work_bytes > kMostWorkBytes) return 0;
   const std::size_t src_bytes = fuzz::image_bytes(c.src, c.channels * c.bits / 8);
   const std::size_t dst_bytes = fuzz::image_bytes(c.dst, c.channels * c.bits / 8);
-  std::uint8_t* const src = source.take(src_bytes, at_end);
-  std::uint8_t* const dst = destination.take(dst_bytes, at_end);
+  if (src_bytes + src_offset > kArenaBytes || dst_bytes + dst_offset > kArenaBytes) return 0;
+  if (fuzz::work_of(c.src.width, c.src.height, c.dst.width, c.dst.height) * c.channels > most_work) return 0;
+  std::uint8_t* const src = source.take(src_bytes, at_end, src_offset);
+  std::uint8_t* const dst = destination.take(dst_bytes, at_end, dst_offset);
   fuzz::fill(src, src_bytes, in);
 
   const bool has_null = (c.nulls & 7) != 0;

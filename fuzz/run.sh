@@ -1,11 +1,28 @@
 #!/bin/sh
 # ./dev fuzz MINUTES [target...]
+# ./dev fuzz --plain COUNT [target...]
+# The second form runs COUNT inputs drawn at random, without sanitizers and without coverage as a guide: several times
+# as many in the same time. An input that fails is left in the file failing_input.
+#
 # Fuzzes each target (all three by default) for MINUTES, with clang's address and undefined-behaviour
 # sanitizers, starting from the committed inputs. New inputs gather in build/fuzz/corpus; a failing one is left
 # in build/fuzz/findings and ends the run. To keep what was found, merge it into the committed inputs:
 #   build/fuzz/fuzz/fuzz_TARGET -merge=1 fuzz/corpus/TARGET build/fuzz/corpus/TARGET
 set -eu
 cd "$(dirname "$0")/.."
+
+if [ "${1:-}" = --plain ]; then
+  count=${2:?"usage: ./dev fuzz --plain COUNT [target...]"}
+  shift 2
+  [ $# -gt 0 ] || set -- resize_exports resize_primitives conversions
+  cmake --preset linux >/dev/null
+  for target; do
+    cmake --build --preset linux --target "replay_$target"
+    echo "== $target"
+    "build/linux/fuzz/replay_$target" --random "$count" "$(date +%s)"
+  done
+  exit 0
+fi
 
 case ${1:-} in
   '' | *[!0-9]*)
