@@ -63,7 +63,7 @@ TEST(MyThread, RunsOnlyWhenStartedAndJoinsWhatItStarted) {
   CMyThread thread(set_flag, &flag);
   EXPECT_EQ(thread.handle(), nullptr);
   EXPECT_EQ(thread.identifier(), 0u);
-  thread.join();
+  EXPECT_TRUE(thread.join()) << "there is nothing to wait for";
 
   EXPECT_EQ(thread.start(), 0);
   EXPECT_NE(thread.handle(), nullptr);
