@@ -12,6 +12,22 @@ namespace kyv::resize {
 
 using RowPass = std::variant<TransposedRows, RunningRows, PermutedRows, ShuffledRows>;
 
+// call(the pass that is planned): std::visit without its exception, as a planned pass is never without a
+// value.
+template <class Call>
+auto with_row_pass(RowPass& pass, const Call& call) noexcept {
+  switch (pass.index()) {
+    case 0:
+      return call(*std::get_if<0>(&pass));
+    case 1:
+      return call(*std::get_if<1>(&pass));
+    case 2:
+      return call(*std::get_if<2>(&pass));
+    default:
+      return call(*std::get_if<3>(&pass));
+  }
+}
+
 struct RowPassRoom {
   TransposedRoom transposed;
   PermutedRoom permuted;

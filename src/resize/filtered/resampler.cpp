@@ -33,8 +33,8 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
       choose_row_pass(facts, work.row_pass, job.probe == nullptr ? std::nullopt : job.probe->wanted);
   if (job.probe != nullptr) job.probe->chosen = planned.choice;
 
-  const auto [at_once, multiple] = std::visit(
-      [](const auto& pass) { return std::pair(pass.rows_at_once(), pass.strip_multiple()); }, planned.pass);
+  const auto [at_once, multiple] = with_row_pass(
+      planned.pass, [](const auto& pass) { return std::pair(pass.rows_at_once(), pass.strip_multiple()); });
   const Index ring_rows = work.ring_rows(at_once);
   const bool has_totals = y.table.stride > kTapBlock;
   const Index width = std::min<Index>(strip_width(work, ring_rows, multiple, has_totals, job.format.channels),
@@ -56,7 +56,7 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
     const Strip strip{first, std::min<Index>(width, geometry.x.count - first)};
     columns.begin(strip);
     for (Index row = first_row; row < source.end;) {
-      row += std::visit([&](auto& pass) { return pass.run(row, strip, source, ring); }, planned.pass);
+      row += with_row_pass(planned.pass, [&](auto& pass) { return pass.run(row, strip, source, ring); });
       columns.write_above(row, ring);
     }
   }
