@@ -57,7 +57,7 @@ int run_random(long count, unsigned long seed) {
   std::vector<std::uint8_t> input;
   for (long k = 0; k < count; ++k) {
     const std::uint64_t state = random();
-    input.resize(40 + state % 200);
+    input.resize(static_cast<std::size_t>(40 + state % 200));
     for (std::uint8_t& byte : input) byte = static_cast<std::uint8_t>(random() >> 32);
     g_input = &input;
     LLVMFuzzerTestOneInput(input.data(), input.size());
