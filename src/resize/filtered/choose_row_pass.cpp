@@ -21,6 +21,9 @@ constexpr Index kShortShuffledTaps = 5;
 // it.
 constexpr Index kPlannedRows = 256;
 
+// Most source positions of a group of grey, beyond the caches, where permutations of two registers are dear.
+constexpr Index kGreyWidePositions = 24;
+
 // Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
 // with 16; long sums (Lanczos) earlier.
 constexpr double kRunningInverse[2] = {3.9, 5.5};
@@ -77,7 +80,11 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
     if (is_short) return "short sums";
     // Super-sampling picks each sample about once: what a permutation of two registers costs does not matter
     // then.
-    const bool pays = facts.tuning.has_cheap_wide_permutations || is_sparse(facts, shape, 1);
+    // Where it costs three operations: super-sampling picks each sample about once, and other passes take
+    // four times as many rows of grey at a time, each from a page of its own.
+    const bool is_light =
+        is_sparse(facts, shape, 1) || (channels == 1 && shape.positions <= kGreyWidePositions);
+    const bool pays = facts.tuning.has_cheap_wide_permutations || is_light;
     return is_large && pays ? "source beyond the caches" : nullptr;
   }
   // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
@@ -94,6 +101,8 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
 Reason running_is_fastest(const RowPassFacts& facts) noexcept {
   const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
   const double inverse = facts.geometry.x.inverse;
+  // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
+  if (!has_many_registers && facts.format.channels == 3) return nullptr;
   if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
     return "long sums";
   }

@@ -70,7 +70,7 @@ RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) 
       count_(facts.geometry.x.count),
       usable_size_(facts.geometry.x.usable_size),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
-      prefetches_(facts.source_bytes() > runtime::kL2Bytes && format_.channels > 1),
+      prefetches_(facts.source_bytes() > runtime::kL2Bytes),
       has_blocks_(facts.x.most_taps > kTapBlock) {
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
@@ -129,6 +129,19 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   const Index last = ends_[end_pixel - 1];
   const Index chunk = format_.channels == 1 ? kGreyChunk : kChunk;
 
+  const bool is_grey = format_.channels == 1;
+  const Index next_row = first_row + batch.rows;
+  const auto byte_of = [&](Index position) noexcept {
+    return std::clamp<Index>(position, 0, usable_size_) * format_.pixel_bytes();
+  };
+  const Index begin_byte = byte_of(table_.spans[strip.first].first);
+  const Index row_lines = (byte_of(last) - begin_byte + kLine - 1) / kLine;
+  const std::int64_t next_lines = std::int64_t{std::min(batch.sample, source.end - next_row)} * row_lines;
+  const auto share = [&](Index position) noexcept {
+    return static_cast<Index>(next_lines * (byte_of(position) - begin_byte) /
+                              std::max<Index>(byte_of(last) - begin_byte, 1));
+  };
+
   Progress progress;
   progress.position = extent_of(table_, table_.spans[strip.first]).begin;
   progress.pixel = progress.first_held = first_pixel(strip.first, progress.position);
@@ -139,7 +152,10 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
     if (position < 0) end = std::min<Index>(end, 0);
     end = std::min(end, last);
     const Index converted = convert(batch, position, end);
-    if (prefetches_ && is_inside) prefetch_chunk(batch, end, last);
+    if (prefetches_ && is_inside && !is_grey) prefetch_chunk(batch, end, last);
+    if (prefetches_ && is_inside && is_grey) {
+      prefetch_lines(source, next_row, begin_byte, row_lines, share(position), share(end));
+    }
 
     const Index ended = std::upper_bound(ends_ + progress.pixel, ends_ + end_pixel, end) - ends_;
     if (ended - progress.first_held > kHeldResults) store(batch, strip, progress);

@@ -31,20 +31,6 @@ constexpr float least_exact_weight(Depth depth) noexcept { return depth == kDept
   prefetch<true>(row + end - 1);
 }
 
-// Lines [begin, end) of what the rows from `first_row` on have from byte `offset` on, `row_lines` of each,
-// into the L2: one row after the other, as memory likes it.
-[[gnu::always_inline]] inline void prefetch_lines(const SourceRows& source, Index first_row, Index offset,
-                                                  Index row_lines, Index begin, Index end) noexcept {
-  for (Index line = begin; line < end;) {
-    const Index row = line / row_lines;
-    const Index row_end = std::min(end, (row + 1) * row_lines);
-    const std::uint8_t* const from = source.row(first_row + row) + offset;
-    for (Index at = line - row * row_lines; at < row_end - row * row_lines; ++at)
-      prefetch<false>(from + at * kLine);
-    line = row_end;
-  }
-}
-
 PixelSize pixel_size(const RowBatch& batch, std::int32_t channels) noexcept {
   return channels == 3 ? kRgbVectors : batch.groups * channels == 1 ? kOneVector : kFourVectors;
 }
