@@ -67,10 +67,10 @@ int resize_in_bands(ResizeSqrPixel* primitive, std::int32_t channels, const Resi
   auto* const bands = reinterpret_cast<Band*>(memory);
   auto** const pointers = reinterpret_cast<void**>(bands + count);
   for (std::int32_t k = 0; k < count; ++k) {
-    Band* const band = ::new (bands + k) Band{primitive, whole, &kernels};
-    band->arguments.dst_roi = band_of(whole.dst_roi, k, count);
-    band->arguments.work = memory + head + k * work_bytes;
-    pointers[k] = band;
+    ResizeSqrPixelArguments arguments = whole;
+    arguments.dst_roi = band_of(whole.dst_roi, k, count);
+    arguments.work = memory + head + k * work_bytes;
+    pointers[k] = ::new (bands + k) Band{primitive, arguments, &kernels};
   }
 
   const std::int32_t workers = count - 1;

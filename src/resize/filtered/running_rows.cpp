@@ -52,6 +52,8 @@ std::optional<RunningRows> RunningRows::plan(const RowPassFacts& facts, const Tr
   RunningRows pass(facts, room);
   const Index floats = weights_room.pattern_floats - (pass.count_ + 1);
   if (floats <= 0) return std::nullopt;
+  // The room is raw memory, as any arena's: whole numbers lie before the floats.
+  // cppcheck-suppress invalidPointerCast
   auto* const ends = reinterpret_cast<std::int32_t*>(weights_room.patterns);
   if (!pass.list_ends(ends)) return std::nullopt;
   if ((ends[pass.count_ - 1] - pass.origin_) * pass.sums_ > floats) return std::nullopt;
