@@ -299,14 +299,22 @@ std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
   return descriptor->is_committed() || descriptor->commit() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
+namespace {
+
+template <class T>
+std::uint64_t bytes_of(const PlaneShape& shape, const PrecisionKernels<T>& of_precision,
+                       const Kernels& kernels) noexcept {
+  return square_code(shape, of_precision) != nullptr ? 0 : workspace_bytes<T>(shape, kernels);
+}
+
+}  // namespace
+
 std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
                                     const Kernels& kernels) noexcept {
   const PlaneShape shape = shape_of(lengths);
   const Kernels& used = fitting(kernels, precision, shape);
-  const auto bytes = [&]<class T>(const PrecisionKernels<T>& k) {
-    return square_code(shape, k) != nullptr ? 0 : workspace_bytes<T>(shape, used);
-  };
-  return precision == Precision::kSingle ? bytes(used.single_precision) : bytes(used.double_precision);
+  return precision == Precision::kSingle ? bytes_of(shape, used.single_precision, used)
+                                         : bytes_of(shape, used.double_precision, used);
 }
 
 std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,

@@ -34,6 +34,7 @@ class Arena {
     } else {
       used_ += (count * sizeof(T) + kCacheLine - 1) / kCacheLine * kCacheLine;
     }
+    // cppcheck-suppress invalidPointerCast
     return is_counting() || !fits() ? nullptr : reinterpret_cast<T*>(base_ + offset);
   }
 

@@ -56,7 +56,7 @@ double sine(double x) {
   const long double r = (static_cast<long double>(x) - k * static_cast<long double>(kPi)) - k * kRestOfPi;
   const long double r2 = r * r;
   long double factor = 1.0L;
-  for (int n = 22; n > 0; n -= 2) factor = 1.0L - factor * r2 * kInverse[n / 2];
+  for (std::size_t n = 11; n > 0; --n) factor = 1.0L - factor * r2 * kInverse[n];
   return static_cast<double>(turns % 2 == 0 ? r * factor : -(r * factor));
 }
 
