@@ -149,6 +149,21 @@ TEST(TaskThread, StopFinishesTheTaskThatRunsAndNotTheOneThatWaits) {
   EXPECT_EQ(waiting.result, 0u);
 }
 
+TEST(TaskThread, StopIsSeenBeforeATaskThatCameWithTheSameWakeUp) {
+  FaultySystem system;
+  TaskRecord task{.pool = nullptr,
+                  .function = [](void*) -> std::uint32_t { return 99; },
+                  .argument = nullptr,
+                  .result = 0};
+  CSimpleTaskThread thread;
+  const auto set_event = platform::services.SetEvent;
+  platform::services.SetEvent = [](platform::Handle) { return true; };  // wakes nobody
+  EXPECT_TRUE(thread.assign(&task));
+  platform::services.SetEvent = set_event;
+  EXPECT_TRUE(thread.stop());
+  EXPECT_EQ(task.result, 0u);
+}
+
 TEST(TaskThread, SaysWhenItsEndCouldNotBeAwaited) {
   FaultySystem system;
   CSimpleTaskThread thread;
