@@ -101,8 +101,11 @@ class Descriptor {
   void compute(Direction direction, const PlaneArrays& arrays, void* workspace) const noexcept {
     // The backward transform is the forward one with real and imaginary parts exchanged on both sides.
     const bool backward = direction == Direction::kBackward;
-    const PlaneArrays ordered =
-        backward ? PlaneArrays{arrays.src_im, arrays.src_re, arrays.dst_im, arrays.dst_re} : arrays;
+    const PlaneArrays ordered = backward ? PlaneArrays{.src_re = arrays.src_im,
+                                                       .src_im = arrays.src_re,
+                                                       .dst_re = arrays.dst_im,
+                                                       .dst_im = arrays.dst_re}
+                                         : arrays;
     const double scale = backward ? backward_scale_ : forward_scale_;
     if (single_square_ != nullptr) {
       single_square_(static_cast<float>(scale), ordered);

@@ -59,6 +59,12 @@ struct LinePlan {
   const T* chirp_im;
 };
 
+// Slack, one constant for each stage that needs room beyond its values. Rows within lanes leave their results
+// as plain rows: vectors of them run over the end by less than this.
+inline constexpr std::int32_t kRowSlackVectors = 1;
+// Doubles that wait between two pieces of a finished row: less than a cache line of each part.
+inline constexpr std::int32_t kCarryDoubles = 16;
+
 // How finished rows reach the caller.
 enum class RowOutput : std::uint8_t {
   kDirect,      // vectors as they come

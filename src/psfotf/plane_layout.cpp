@@ -123,14 +123,15 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const auto row = static_cast<std::uint64_t>(method.row.length);
   const std::uint64_t row_elements =
       method.rows_within_lanes
-          ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row + 1
+          ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row +
+                kRowSlackVectors
           : row + static_cast<std::uint64_t>(method.row.work_elements);
   const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
   layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
   layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
-  layout.values =
-      layout.carry_offset +
-      (layout.output != RowOutput::kDirect ? 128 / sizeof(T) * static_cast<std::uint64_t>(shape.rows) : 0);
+  constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
+  const bool carries = layout.output != RowOutput::kDirect;
+  layout.values = layout.carry_offset + (carries ? carry * static_cast<std::uint64_t>(shape.rows) : 0);
   return layout;
 }
 
@@ -170,21 +171,21 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
   }
   if (arena.is_counting()) return nullptr;
   const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
-  *plan = {shape.rows,
-           shape.row_length,
-           column,
-           method.rows_within_lanes,
-           row,
-           row_twiddles,
-           layout.blocks,
-           layout.part_rows,
-           static_cast<std::int32_t>(layout.part_gap),
-           static_cast<std::size_t>(layout.block_pitch),
-           static_cast<std::size_t>(layout.line_offset),
-           static_cast<std::size_t>(layout.carry_offset),
-           layout.output,
-           layout.rows_of_lines,
-           layout.blocks_past_caches};
+  *plan = {.rows = shape.rows,
+           .row_length = shape.row_length,
+           .column = column,
+           .rows_within_lanes = method.rows_within_lanes,
+           .row = row,
+           .row_twiddles = row_twiddles,
+           .blocks = layout.blocks,
+           .part_rows = layout.part_rows,
+           .part_gap = static_cast<std::int32_t>(layout.part_gap),
+           .block_pitch = static_cast<std::size_t>(layout.block_pitch),
+           .line_offset = static_cast<std::size_t>(layout.line_offset),
+           .carry_offset = static_cast<std::size_t>(layout.carry_offset),
+           .output = layout.output,
+           .rows_of_lines = layout.rows_of_lines,
+           .blocks_past_caches = layout.blocks_past_caches};
   return plan;
 }
 

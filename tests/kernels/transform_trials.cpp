@@ -1,23 +1,22 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstring>
 #include <memory>
 #include <numbers>
 
 #include "kernels/trial.h"
 #include "psfotf/kernel_sets.h"
 #include "psfotf/plane_layout.h"
-#include "runtime/aligned_memory.h"
 
 namespace kyv::kernels {
 namespace {
 
 using Complex = std::complex<double>;
 
-struct Free {
-  void operator()(void* p) const noexcept { runtime::aligned_free(p); }
-};
-using Memory = std::unique_ptr<void, Free>;
+// Memory of which nothing may be taken for granted: every number in it is none, whatever its precision.
+using Painted = Canaried<unsigned char>;
+void paint(Painted& memory, std::size_t bytes) { std::memset(memory.data(), 0xFF, bytes); }
 
 using Exact = std::complex<long double>;
 
@@ -119,34 +118,45 @@ struct Size {
   std::int32_t rows;
   std::int32_t columns;
 };
-// Powers of two, small primes, Rader's and Bluestein's lengths, one thin plane.
-constexpr Size kSizes[] = {{16, 16}, {60, 48}, {49, 81}, {101, 64}, {17, 118}, {1, 128}, {200, 16}};
+// Powers of two, small primes, Rader's and Bluestein's lengths, thin planes, pieces of rows that leave
+// together.
+constexpr Size kSizes[] = {{16, 16}, {60, 48},  {49, 81}, {101, 64}, {17, 118},
+                           {1, 128}, {200, 16}, {8, 512}, {32, 120}, {4, 288}};
 
 template <class T>
 void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, Trials& trials) {
   struct Case : PlaneCase {
-    using PlaneCase::PlaneCase;
-    Memory plan_memory;
-    Memory workspace;
+    Case(const Size& size, const psfotf::Kernels& kernels, Inputs inputs, Random& random)
+        : PlaneCase(static_cast<std::size_t>(size.rows), static_cast<std::size_t>(size.columns), inputs,
+                    random),
+          plan_bytes(psfotf::plan_bytes<T>({size.rows, size.columns}, kernels)),
+          work_bytes(psfotf::workspace_bytes<T>({size.rows, size.columns}, kernels)),
+          plan_memory(plan_bytes),
+          workspace(work_bytes) {
+      paint(plan_memory, plan_bytes);
+      paint(workspace, work_bytes);
+      plan = psfotf::make_plane_plan<T>({size.rows, size.columns}, kernels, plan_memory.data());
+    }
+    std::string verdict() const {
+      const bool stayed = plan_memory.intact() && workspace.intact();
+      return stayed ? PlaneCase::verdict(kBound<T>) : "wrote outside its plan or workspace";
+    }
+    std::size_t plan_bytes;
+    std::size_t work_bytes;
+    Painted plan_memory;
+    Painted workspace;
     const psfotf::PlanePlan<T>* plan = nullptr;
   };
   for (const Size& size : kSizes) {
     if (size.columns < psfotf::precision_of<T>(kernels).lanes) continue;
-    const psfotf::PlaneShape shape{size.rows, size.columns};
-    const auto c = std::make_shared<Case>(static_cast<std::size_t>(size.rows),
-                                          static_cast<std::size_t>(size.columns), inputs, random);
-    const auto plan_bytes = static_cast<std::size_t>(psfotf::plan_bytes<T>(shape, kernels));
-    const auto work_bytes = static_cast<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels));
-    c->plan_memory.reset(runtime::aligned_allocate(plan_bytes));
-    c->workspace.reset(runtime::aligned_allocate(std::max<std::size_t>(work_bytes, 64)));
-    c->plan = psfotf::make_plane_plan<T>(shape, kernels, c->plan_memory.get());
+    const auto c = std::make_shared<Case>(size, kernels, inputs, random);
     trials.push_back(
         {"transform plane " + std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>,
          c->operations(), "operation",
          [c, kernel = psfotf::precision_of<T>(kernels).transform_plane] {
-           kernel(*c->plan, T{1}, c->arrays(), c->workspace.get());
+           kernel(*c->plan, T{1}, c->arrays(), c->workspace.data());
          },
-         [c] { return c->verdict(kBound<T>); }});
+         [c] { return c->verdict(); }});
   }
 }
 

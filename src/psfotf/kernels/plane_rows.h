@@ -176,9 +176,8 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
   const Roots<T> roots = stage_roots<V>(line, line.length);
-  T* row_re =
-      workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows with room for one vector more
-  T* row_im = row_re + plan.row_length + lanes;
+  T* row_re = workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows
+  T* row_im = row_re + plan.row_length + kRowSlackVectors * lanes;
   for (std::int32_t r = 0; r < plan.rows; ++r) {
     const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
     const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;

@@ -16,7 +16,7 @@ inline constexpr std::ptrdiff_t kPieceValues = 64;  // of one part of a row
 // for the next piece of its row.
 class RowPieces {
  public:
-  // The arrays are aligned to doubles; `carry` holds 2 * kLine doubles for each row.
+  // The arrays are aligned to doubles; `carry` holds kCarryDoubles for each row.
   RowPieces(double* re, double* im, std::ptrdiff_t row_length, bool past_caches, double* carry) noexcept
       : destination_{re, im}, row_length_(row_length), past_caches_(past_caches), carry_(carry) {}
 
@@ -40,14 +40,15 @@ class RowPieces {
   void finish_im(int i, std::int32_t row) noexcept { finish_part(i, row, 1); }
 
  private:
-  static constexpr std::ptrdiff_t kLine = 8;   // doubles in a cache line
+  static constexpr std::ptrdiff_t kLine = runtime::kCacheLine / sizeof(double);
+  static_assert(kCarryDoubles == 2 * kLine);
   static constexpr std::ptrdiff_t kLead = 16;  // room for the carry and for a block that overlaps backwards
   static constexpr std::ptrdiff_t kPart = kLead + kPieceValues;
 
   void finish_part(int i, std::int32_t row, int part) noexcept {
     double* values = values_ + i * kRowStep() + part * kPart + kLead;
     double* destination = destination_[part] + row * row_length_ + first_;
-    double* carry = carry_ + (2 * static_cast<std::ptrdiff_t>(row) + part) * kLine;
+    double* carry = carry_ + static_cast<std::ptrdiff_t>(row) * kCarryDoubles + part * kLine;
     constexpr int lanes = simd::F64::kLanes;
     const auto beyond =
         static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(destination) / sizeof(double) % kLine);

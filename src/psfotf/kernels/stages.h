@@ -179,7 +179,9 @@ inline constexpr int kBlocksInLine = V::kLanes < 8 ? 8 / V::kLanes : 1;
 
 // The same past the caches, in whole cache lines: `out` holds a multiple of kBlocksInLine blocks, side by
 // side from the start of a line on. Imaginary parts that lie otherwise in theirs are stored as they come.
-template <class V, int R, bool kBothParts>
+enum class StreamedParts { kBoth, kReal };
+
+template <class V, int R, StreamedParts P>
 void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                        std::int32_t last_group) noexcept {
   constexpr int side = kBlocksInLine<V>;
@@ -198,12 +200,12 @@ void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gr
 #pragma GCC unroll 16
       for (int q = 0; q < R; ++q) {
         double* re = out.re + place + q * out.result_step;
-        double* im = out.im + place + q * (kBothParts ? out.result_step : out.im_result_step);
+        double* im = out.im + place + q * (P == StreamedParts::kBoth ? out.result_step : out.im_result_step);
 #pragma GCC unroll 4
         for (int s = 0; s < side; ++s) simd::stream_doubles(re + s * V::kLanes, x[s][q].re);
 #pragma GCC unroll 4
         for (int s = 0; s < side; ++s) {
-          if constexpr (kBothParts) {
+          if constexpr (P == StreamedParts::kBoth) {
             simd::stream_doubles(im + s * V::kLanes, x[s][q].im);
           } else {
             simd::store_doubles(im + s * V::kLanes, x[s][q].im);
@@ -283,13 +285,13 @@ struct RadixCode {
 
 template <class V, int R>
 constexpr RadixCode<V> radix_code() noexcept {
-  return {load_first_stage<V, R>,
-          twiddled_stage<V, R, Decimation::kInFrequency>,
-          twiddled_stage<V, R, Decimation::kInTime>,
-          last_stage<V, R>,
-          store_last_stage<V, R>,
-          stream_last_stage<V, R, true>,
-          stream_last_stage<V, R, false>};
+  return {.load_first = load_first_stage<V, R>,
+          .twiddled = twiddled_stage<V, R, Decimation::kInFrequency>,
+          .twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>,
+          .last = last_stage<V, R>,
+          .store_last = store_last_stage<V, R>,
+          .stream_last = stream_last_stage<V, R, StreamedParts::kBoth>,
+          .stream_re_last = stream_last_stage<V, R, StreamedParts::kReal>};
 }
 
 // Radices that only a set with thirty-two registers gains from. The scalar one has them because the
