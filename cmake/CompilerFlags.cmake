@@ -1,6 +1,13 @@
 # Flags that every object of ours is compiled with, as the interface target kyvmath_flags.
 # Exactness rests on two of them: no contraction of a*b+c, and SSE (not x87) arithmetic on i686.
 
+# Of the processors that this build is for: sources and kernels are chosen by it.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
+  set(KYVMATH_ARCHITECTURE arm64)
+else()
+  set(KYVMATH_ARCHITECTURE x86)
+endif()
+
 add_library(kyvmath_flags INTERFACE)
 target_compile_options(kyvmath_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow

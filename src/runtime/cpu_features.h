@@ -5,26 +5,12 @@
 
 namespace kyv::runtime {
 
-// Bits of a feature mask. A kernel set lists the bits that it needs; 0 runs everywhere.
+// Bits of a feature mask. A kernel set lists the bits that it needs; 0 runs everywhere: on 64-bit ARM, where
+// no kernel needs more than every processor has, there are none.
 inline constexpr std::uint32_t kFeatureSse2 = 1u << 0;
 inline constexpr std::uint32_t kFeatureAvx2Fma = 1u << 1;
 inline constexpr std::uint32_t kFeatureAvx512 = 1u << 2;  // F, BW, VL and DQ
 inline constexpr std::uint32_t kFeatureAvx512Vbmi = 1u << 3;
-
-// The registers that detection reads, gathered first so that any processor can be played in a test.
-struct CpuidSnapshot {
-  std::uint32_t max_leaf = 0;
-  std::uint32_t leaf0_ebx = 0;  // the first four letters of the vendor
-  std::uint32_t leaf1_eax = 0;  // family and model
-  std::uint32_t leaf1_ecx = 0;
-  std::uint32_t leaf1_edx = 0;
-  std::uint32_t leaf7_ebx = 0;
-  std::uint32_t leaf7_ecx = 0;
-  std::uint64_t xcr0 = 0;  // 0 where the operating system has not enabled XGETBV
-};
-
-CpuidSnapshot read_cpuid() noexcept;
-std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept;
 
 enum class Vendor : std::uint8_t { kOther, kIntel, kAmd };
 
@@ -35,8 +21,6 @@ struct Processor {
   std::uint8_t model = 0;    // with the extended model in front
   std::uint16_t family = 0;  // with the extended family added
 };
-
-Processor processor_of(const CpuidSnapshot& cpu) noexcept;
 
 // The one that this call runs on, read once. Safe from any thread at any time.
 Processor this_processor() noexcept;

@@ -1,4 +1,5 @@
 // Hosts change the floating-point environment: unmasked exceptions, flush-to-zero, rounding, x87 precision.
+// There is one source for each architecture.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +18,17 @@ class FloatingPointScope {
   ~FloatingPointScope();
 
  private:
+#ifdef __aarch64__
+  std::uint64_t control_ = 0;
+  std::uint64_t status_ = 0;
+#else
   void leave_unflagged() const noexcept;
 
   std::uint32_t x87_[7];  // as fnstenv stores it; only where an exception was flagged
   std::uint32_t mxcsr_ = 0;
   std::uint16_t x87_control_ = 0;
   std::uint16_t x87_status_ = 0;
+#endif
 };
 
 }  // namespace kyv::runtime

@@ -1,4 +1,4 @@
-#include "runtime/cpu_features.h"
+#include "runtime/cpu_features_x86.h"
 
 #include <cpuid.h>
 
