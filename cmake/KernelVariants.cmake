@@ -2,12 +2,15 @@
 # <isa>_double.cpp, to the target for every instruction set below that the folder has units of, each compiled for
 # its own instruction set. A unit gives away one symbol (its table) and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
 function(kyvmath_kernel_variants target folder)
+  set(sets_x86 scalar sse2 avx2 avx512 avx512vbmi)
+  set(sets_arm64 scalar neon)
   set(flags_scalar "")
+  set(flags_neon "")  # in every such processor
   set(flags_sse2 -msse2)
   set(flags_avx2 -mavx2 -mfma)
   set(flags_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx2 -mfma -mprefer-vector-width=512)
   set(flags_avx512vbmi ${flags_avx512} -mavx512vbmi)
-  foreach(isa scalar sse2 avx2 avx512 avx512vbmi)
+  foreach(isa ${sets_${KYVMATH_ARCHITECTURE}})
     set(units)
     foreach(part ${isa} ${isa}_single ${isa}_double)
       if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/${part}.cpp)

@@ -5,6 +5,8 @@ namespace kyv::psfotf {
 
 extern const PrecisionKernels<float> kernels_scalar_single;
 extern const PrecisionKernels<double> kernels_scalar_double;
+extern const PrecisionKernels<float> kernels_neon_single;
+extern const PrecisionKernels<double> kernels_neon_double;
 extern const PrecisionKernels<float> kernels_sse2_single;
 extern const PrecisionKernels<double> kernels_sse2_double;
 extern const PrecisionKernels<float> kernels_avx2_single;
@@ -13,13 +15,18 @@ extern const PrecisionKernels<float> kernels_avx512_single;
 extern const PrecisionKernels<double> kernels_avx512_double;
 
 extern const Kernels kernels_scalar;
+extern const Kernels kernels_neon;
 extern const Kernels kernels_sse2;
 extern const Kernels kernels_avx2;
 extern const Kernels kernels_avx512;
 
 constinit const Kernels kernels_scalar{kernels_scalar_single, kernels_scalar_double, nullptr};
+#ifdef __aarch64__
+constinit const Kernels kernels_neon{kernels_neon_single, kernels_neon_double, &kernels_scalar};
+#else
 constinit const Kernels kernels_sse2{kernels_sse2_single, kernels_sse2_double, &kernels_scalar};
 constinit const Kernels kernels_avx2{kernels_avx2_single, kernels_avx2_double, &kernels_sse2};
 constinit const Kernels kernels_avx512{kernels_avx512_single, kernels_avx512_double, &kernels_avx2};
+#endif
 
 }  // namespace kyv::psfotf

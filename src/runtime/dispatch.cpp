@@ -6,6 +6,7 @@
 
 namespace kyv::resize {
 extern const Kernels kernels_scalar;
+extern const Kernels kernels_neon;
 extern const Kernels kernels_sse2;
 extern const Kernels kernels_avx2;
 extern const Kernels kernels_avx512;
@@ -13,6 +14,7 @@ extern const Kernels kernels_avx512vbmi;
 }  // namespace kyv::resize
 namespace kyv::psfotf {
 extern const Kernels kernels_scalar;
+extern const Kernels kernels_neon;
 extern const Kernels kernels_sse2;
 extern const Kernels kernels_avx2;
 extern const Kernels kernels_avx512;
@@ -21,6 +23,12 @@ extern const Kernels kernels_avx512;
 namespace kyv::runtime {
 namespace {
 
+#ifdef __aarch64__
+constexpr KernelSet kKernelSets[] = {
+    {"neon", 0, &resize::kernels_neon, &psfotf::kernels_neon},
+    {"scalar", 0, &resize::kernels_scalar, &psfotf::kernels_scalar},
+};
+#else
 constexpr std::uint32_t kAvx512 = kFeatureAvx512 | kFeatureAvx2Fma | kFeatureSse2;
 
 // Permutations of bytes are of no use to the transforms.
@@ -31,6 +39,7 @@ constexpr KernelSet kKernelSets[] = {
     {"sse2", kFeatureSse2, &resize::kernels_sse2, &psfotf::kernels_sse2},
     {"scalar", 0, &resize::kernels_scalar, &psfotf::kernels_scalar},
 };
+#endif
 
 // Racing first callers store the same pointer, so no lock and no once-flag is needed.
 std::atomic<const KernelSet*> g_active{nullptr};

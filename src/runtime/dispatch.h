@@ -15,7 +15,7 @@ namespace kyv::runtime {
 
 // One instruction set's kernels. The services define what their tables hold; nothing here looks inside.
 struct KernelSet {
-  const char* name;                 // "scalar", "sse2", "avx2", "avx512", "avx512vbmi"
+  const char* name;                 // "scalar", "sse2", "avx2", "avx512", "avx512vbmi"; "neon"
   std::uint32_t required_features;  // bits of cpu_features.h
   const resize::Kernels* resize;
   const psfotf::Kernels* psfotf;

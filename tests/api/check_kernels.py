@@ -1,7 +1,8 @@
 """Kernel objects: one symbol given away, none that the linker may merge, no instruction above their level.
 
 check_kernels.py <objdump> <nm> <objects...>: of the objects, those in a folder named kernels. And of 32-bit ones,
-those that run before the processor is known to have SSE2: no instruction of any vector set.
+those that run before the processor is known to have SSE2: no instruction of any vector set. On 64-bit ARM there is one
+level, what every processor has, and nothing of the later extensions of NEON, nor SVE.
 """
 
 import os
@@ -9,7 +10,7 @@ import re
 import subprocess
 import sys
 
-LEVELS = ["scalar", "sse2", "avx2", "avx512", "avx512vbmi"]
+LEVELS = ["scalar", "neon", "sse2", "avx2", "avx512", "avx512vbmi", "later"]
 
 # What comes after SSE2 and before AVX, by mnemonic; VEX and EVEX forms are recognised by their v.
 AFTER_SSE2 = re.compile(
@@ -21,6 +22,12 @@ AFTER_SSE2 = re.compile(
 
 VBMI = re.compile(r"^v(perm([it]2)?b|pmultishiftqb)$")
 
+
+# The scalable registers, and what later versions of the architecture added to NEON.
+AFTER_NEON = re.compile(r"^([us]u?s?dot|[us]?u?mmla|bf(dot|mmla|mlal[bt]|cvt\w*)|fml[as]l2?|fcmla\w*|fcadd|sqrdml[as]h|eor3|bcax|rax1|xar)$")
+SCALABLE = re.compile(r"\b[zp]\d+[./]|\bz\d+\b")
+
+KERNEL_OBJECTS = {"x86": 13, "arm64": 6}
 
 ANY_PROCESSOR = ("api", "thread", "runtime", "platform")
 
@@ -41,7 +48,9 @@ def instructions(objdump, path):
                 yield words[0], words[1] if len(words) > 1 else ""
 
 
-def level_of(mnemonic, operands):
+def level_of(mnemonic, operands, architecture="x86"):
+    if architecture == "arm64":
+        return "later" if AFTER_NEON.match(mnemonic) or SCALABLE.search(operands) else "neon"
     if VBMI.match(mnemonic):
         return "avx512vbmi"
     if re.search(r"%zmm|%k[1-7]|%[xy]mm(1[6-9]|2\d|3[01])", operands):
@@ -51,7 +60,7 @@ def level_of(mnemonic, operands):
     return "avx2" if AFTER_SSE2.match(mnemonic) else "sse2"
 
 
-def faults(objdump, nm, path):
+def faults(objdump, nm, path, architecture):
     unit = os.path.basename(path).split(".")[0]  # an instruction set, or its part of a service
     allowed = unit.split("_")[0]
     symbols = [line.split()[-2:] for line in run(nm, path).splitlines()]
@@ -63,10 +72,10 @@ def faults(objdump, nm, path):
     if merged:
         yield f"weak or shared symbols {merged}"
     if allowed == "scalar":
-        allowed = "sse2"  # the baseline of every build
+        allowed = {"x86": "sse2", "arm64": "neon"}[architecture]  # the baseline of every build
     found = {}
     for mnemonic, operands in instructions(objdump, path):
-        level = level_of(mnemonic, operands)
+        level = level_of(mnemonic, operands, architecture)
         if LEVELS.index(level) > LEVELS.index(allowed):
             found.setdefault(f"{mnemonic} {operands}", level)
     for instruction, level in list(found.items())[:10]:
@@ -82,10 +91,11 @@ def vector_instructions(objdump, path):
 def main():
     objdump, nm, *objects = sys.argv[1:]
     kernels = [path for path in objects if os.path.basename(os.path.dirname(path)) == "kernels"]
-    failed = len(kernels) < 13
+    architecture = "arm64" if "aarch64" in run(objdump, "-f", objects[0]) else "x86"
+    failed = len(kernels) < KERNEL_OBJECTS[architecture]
     print(f"{len(kernels)} kernel objects")
     for path in kernels:
-        for fault in faults(objdump, nm, path):
+        for fault in faults(objdump, nm, path, architecture):
             print(f"FAIL {path}: {fault}")
             failed = True
     early = [path for path in objects if os.path.basename(os.path.dirname(path)) in ANY_PROCESSOR]
