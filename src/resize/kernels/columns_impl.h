@@ -72,7 +72,7 @@ inline void store_tile(std::uint8_t* dst, const simd::F32 (&v)[kTile]) noexcept 
   }
 }
 
-// The same, but only the first `samples` of them, from kVectors vectors.
+// The same of a row of fewer: its `samples` from kVectors vectors.
 template <int kBits, int kVectors>
 inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kVectors], Index samples) noexcept {
   if constexpr (kVectors == kTile) {
@@ -85,28 +85,28 @@ inline void store_samples(std::uint8_t* dst, const simd::F32 (&v)[kVectors], Ind
   __builtin_memcpy(dst, tile, static_cast<std::size_t>(samples * (kBits / 8)));
 }
 
-// Rounds the sums of one destination row to the samples at `x`.
+// Rounds the sums of one destination row to `samples` samples at `x`.
 template <int kBits, int kRow, int kVectors>
 [[gnu::always_inline]] inline void store_sums(const ColumnArgs& args, const ColumnSums<kVectors>& sums,
-                                              Index x) noexcept {
+                                              Index x, Index samples) noexcept {
   simd::F32 v[kVectors];
   unroll<0, kVectors>([&](auto i) { v[i] = simd::value_of(sums.v[kRow][i]); });
-  store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, args.samples - x);
+  store_samples<kBits>(static_cast<std::uint8_t*>(args.dst[kRow]) + x * (kBits / 8), v, samples);
 }
 
-// A tile of destination row kRow alone.
+// `samples` samples of destination row kRow alone, a tile or fewer.
 template <int kBits, bool kNormal, int kRow, int kVectors>
-[[gnu::always_inline]] inline void single_tile(const ColumnArgs& args, Index x) noexcept {
+[[gnu::always_inline]] inline void single_tile(const ColumnArgs& args, Index x, Index samples) noexcept {
   ColumnSums<kVectors> sums;
   clear<kRow>(sums);
   const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
   add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
-  store_sums<kBits, kRow>(args, sums, x);
+  store_sums<kBits, kRow>(args, sums, x, samples);
 }
 
 // Of two rows: the taps of the first alone, the shared ones, those of the second alone.
 template <int kBits, bool kNormal, int kVectors>
-[[gnu::always_inline]] inline void pair_tile(const ColumnArgs& args, Index x) noexcept {
+[[gnu::always_inline]] inline void pair_tile(const ColumnArgs& args, Index x, Index samples) noexcept {
   const Index lead = args.lead;
   const Index shared = args.count[0] - lead;
   ColumnSums<kVectors> sums;
@@ -114,38 +114,54 @@ template <int kBits, bool kNormal, int kVectors>
   add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
   clear<1>(sums);
   add_rows<0, 2, kNormal>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
-  store_sums<kBits, 0>(args, sums, x);
+  store_sums<kBits, 0>(args, sums, x, samples);
   add_rows<1, 2, kNormal>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
                           args.count[1] - shared, x);
-  store_sums<kBits, 1>(args, sums, x);
+  store_sums<kBits, 1>(args, sums, x, samples);
 }
 
-// What whole tiles leave of a row. Not inlined: the loops over whole tiles need the registers.
+// tile(x) for the tiles of a row of at least one: the last begins early enough to be whole, and finds some
+// samples computed before.
+template <class Tile>
+[[gnu::always_inline]] inline void for_whole_tiles(Index samples, const Tile& tile) noexcept {
+  const Index last = samples - kTileSamples;
+  for (Index x = 0;; x = x + kTileSamples < last ? x + kTileSamples : last) {
+    tile(x);
+    if (x == last) return;
+  }
+}
+
+// Rows shorter than a tile. Not inlined: the loops over whole tiles need the registers.
 template <int kBits, bool kNormal, int kRow>
-[[gnu::noinline]] void single_rest(const ColumnArgs& args, Index x) noexcept {
-  with_vectors(args.samples - x, [&](auto vectors) { single_tile<kBits, kNormal, kRow, vectors>(args, x); });
+[[gnu::noinline]] void short_single(const ColumnArgs& args) noexcept {
+  with_vectors(args.samples,
+               [&](auto vectors) { single_tile<kBits, kNormal, kRow, vectors>(args, 0, args.samples); });
 }
 template <int kBits, bool kNormal>
-[[gnu::noinline]] void pair_rest(const ColumnArgs& args, Index x) noexcept {
-  with_vectors(args.samples - x, [&](auto vectors) { pair_tile<kBits, kNormal, vectors>(args, x); });
+[[gnu::noinline]] void short_pair(const ColumnArgs& args) noexcept {
+  with_vectors(args.samples,
+               [&](auto vectors) { pair_tile<kBits, kNormal, vectors>(args, 0, args.samples); });
 }
 
 // Arguments of its own, which no store can change, stay in registers.
 template <int kBits, bool kNormal, int kRow>
 void column_single(const ColumnArgs& given) noexcept {
+  if (given.samples < kTileSamples) return short_single<kBits, kNormal, kRow>(given);
   const ColumnArgs args = given;
-  Index x = 0;
-  for (; args.samples - x >= kTileSamples; x += kTileSamples)
-    single_tile<kBits, kNormal, kRow, kTile>(args, x);
-  if (x < args.samples) single_rest<kBits, kNormal, kRow>(given, x);
+  for_whole_tiles(
+      args.samples, [&](Index x) __attribute__((always_inline)) {
+        single_tile<kBits, kNormal, kRow, kTile>(args, x, kTileSamples);
+      });
 }
 
 template <int kBits, bool kNormal>
 void column_pair(const ColumnArgs& given) noexcept {
+  if (given.samples < kTileSamples) return short_pair<kBits, kNormal>(given);
   const ColumnArgs args = given;
-  Index x = 0;
-  for (; args.samples - x >= kTileSamples; x += kTileSamples) pair_tile<kBits, kNormal, kTile>(args, x);
-  if (x < args.samples) pair_rest<kBits, kNormal>(given, x);
+  for_whole_tiles(
+      args.samples, [&](Index x) __attribute__((always_inline)) {
+        pair_tile<kBits, kNormal, kTile>(args, x, kTileSamples);
+      });
 }
 
 template <int kBits, bool kNormal>
