@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 #include "platform.h"
@@ -10,14 +12,26 @@
 #include "test_files.h"
 
 namespace kyv::host::test {
+namespace {
+
+// The words in front of a program of another architecture.
+std::vector<std::string> emulator() {
+  std::istringstream words(KYVMATH_EMULATOR);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+}  // namespace
 
 ToolRun run_tool(const std::vector<std::string>& arguments, const std::filesystem::path& input) {
   const ScratchFolder folder;
   const std::string tool = (platform::executable_path().parent_path() / "../../bin/kyvmath").string();
   const std::string out = (folder / "stdout").string();
   const std::string err = (folder / "stderr").string();
-  std::vector<char*> argv{const_cast<char*>(tool.c_str())};
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  std::vector<std::string> words = emulator();
+  words.push_back(tool);
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
   const pid_t child = fork();
@@ -28,7 +42,7 @@ ToolRun run_tool(const std::vector<std::string>& arguments, const std::filesyste
     if (!input.empty()) dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(out_file, STDOUT_FILENO);
     dup2(err_file, STDERR_FILENO);
-    execv(tool.c_str(), argv.data());
+    execvp(argv[0], argv.data());
     _exit(127);
   }
   int status = 0;

@@ -14,6 +14,11 @@
 namespace kyv::host {
 namespace {
 
+#ifdef __aarch64__
+std::vector<std::string> instruction_sets() { return {"NEON"}; }
+
+std::string kernel_set(const std::vector<std::string>&) { return "neon"; }
+#else
 // The built-in test looks at what the operating system saves, too.
 std::vector<std::string> instruction_sets() {
   __builtin_cpu_init();
@@ -47,6 +52,7 @@ std::string kernel_set(const std::vector<std::string>& offered) {
   if (!has({"AVX-512F", "AVX-512BW", "AVX-512VL", "AVX-512DQ"})) return "avx2";
   return has({"AVX-512VBMI"}) ? "avx512vbmi" : "avx512";
 }
+#endif
 
 constexpr std::array<const char*, 5> kLimits{
     "a row of pixels: 2^31-1 bytes; a side: 2^31-1 pixels; in a 32-bit process some 2 GiB for everything",
