@@ -24,6 +24,7 @@ std::atomic<std::uint32_t> g_processors{0};
 std::atomic<void*> g_last_stored{nullptr};
 std::array<std::atomic<platform::Handle>, 64> g_threads;  // the last ones started
 std::atomic<int> g_next_thread{0};
+std::atomic<void (*)(platform::Handle)> g_before_join{nullptr};
 thread_local bool t_injected = false;
 
 Plan& plan_of(Call call) { return g_plans[static_cast<std::size_t>(call)]; }
@@ -86,10 +87,11 @@ bool is_thread(platform::Handle handle) {
 }
 
 std::uint32_t wait(platform::Handle handle) {
-  const bool failing = fails(Call::kWait);
-  const bool waiting = !failing || is_thread(handle);
-  const std::uint32_t waited = waiting ? operating_system.WaitForSingleObject(handle) : platform::kWaitFailed;
-  return failing ? platform::kWaitFailed : waited;
+  if (!is_thread(handle))
+    return fails(Call::kWait) ? platform::kWaitFailed : operating_system.WaitForSingleObject(handle);
+  if (const auto hook = g_before_join.load()) hook(handle);
+  const std::uint32_t waited = operating_system.WaitForSingleObject(handle);
+  return fails(Call::kJoin) ? platform::kWaitFailed : waited;
 }
 
 bool close_handle(platform::Handle handle) {
@@ -136,6 +138,7 @@ FaultySystem::FaultySystem() {
   g_allocations = 0;
   g_handles = 0;
   g_slots = 0;
+  g_before_join = nullptr;
   platform::services.GetSystemInfo = get_system_info;
   platform::services.GetLastError = get_last_error;
   platform::services.TlsAlloc = tls_alloc;
@@ -153,6 +156,8 @@ FaultySystem::FaultySystem() {
 }
 
 FaultySystem::~FaultySystem() { platform::services = operating_system; }
+
+void FaultySystem::before_join(void (*hook)(platform::Handle)) { g_before_join = hook; }
 
 void FaultySystem::fail(Call call, int after, int times) {
   Plan& plan = plan_of(call);

@@ -16,7 +16,8 @@ enum class Call {
   kTlsSetValue,
   kCreateEvent,
   kSetEvent,
-  kWait,
+  kWait,  // for an event
+  kJoin,  // for the end of a thread
   kCloseHandle,
   kBeginThread,
   kCount
@@ -27,8 +28,8 @@ inline constexpr int kForGood = 1 << 30;
 // While it lives, the library's services count and fail as they are told; at most one at a time.
 //
 // A call that fails reports `kInjectedError`. Calls that give something back (CloseHandle, TlsFree) do so
-// before they report failure, a SetEvent does signal, and a wait for a thread's end does wait, so that a test
-// can go on after them. A thread that does not start leaves rubbish as its identifier.
+// before they report failure, a SetEvent does signal, and a join does wait, so that a test can go on after
+// them. A thread that does not start leaves rubbish as its identifier.
 class FaultySystem {
  public:
   static constexpr std::uint32_t kInjectedError = 4711;
@@ -42,6 +43,9 @@ class FaultySystem {
   void fail(Call call, int after = 0, int times = kForGood);
   void fail_nothing();
   void set_processor_count(std::uint32_t count);
+  // Calls this before every join; nullptr for nothing. Unlike the services themselves it may be set while
+  // threads run.
+  void before_join(void (*hook)(platform::Handle thread));
 
   // Since construction or fail_nothing().
   int calls(Call call) const;

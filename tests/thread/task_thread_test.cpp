@@ -119,14 +119,7 @@ TEST(TaskThread, TakesTheNextTaskWhileOneRunsButNotWhileOneWaits) {
   EXPECT_EQ(third.result, 0u);
 }
 
-// Opens a gate for the thread whose end is waited for.
 Gate* g_gate = nullptr;
-platform::Handle g_joined = nullptr;
-
-std::uint32_t open_gate_and_wait(platform::Handle handle) {
-  if (handle == g_joined) g_gate->open.set();
-  return platform::operating_system.WaitForSingleObject(handle);
-}
 
 TEST(TaskThread, StopFinishesTheTaskThatRunsAndNotTheOneThatWaits) {
   FaultySystem system;
@@ -141,10 +134,8 @@ TEST(TaskThread, StopFinishesTheTaskThatRunsAndNotTheOneThatWaits) {
   gate.entered.wait();
   EXPECT_TRUE(thread.assign(&waiting));
   g_gate = &gate;
-  g_joined = thread.handle();
-  platform::services.WaitForSingleObject = open_gate_and_wait;
+  system.before_join([](platform::Handle) { g_gate->open.set(); });
   EXPECT_TRUE(thread.stop());
-  gate.open.set();
   EXPECT_EQ(running.result, 41u);
   EXPECT_EQ(waiting.result, 0u);
 }
@@ -167,11 +158,7 @@ TEST(TaskThread, StopIsSeenBeforeATaskThatCameWithTheSameWakeUp) {
 TEST(TaskThread, SaysWhenItsEndCouldNotBeAwaited) {
   FaultySystem system;
   CSimpleTaskThread thread;
-  g_joined = thread.handle();
-  platform::services.WaitForSingleObject = [](platform::Handle handle) {
-    const std::uint32_t waited = platform::operating_system.WaitForSingleObject(handle);
-    return handle == g_joined ? platform::kWaitFailed : waited;
-  };
+  system.fail(Call::kJoin);
   EXPECT_FALSE(thread.stop());
   EXPECT_EQ(thread.handle(), nullptr) << "closed all the same";
   EXPECT_TRUE(thread.stop()) << "nothing is left to wait for";
@@ -231,7 +218,7 @@ TEST(TaskThread, IsUnusableWithoutItsEventOrItsThread) {
     CSimpleTaskThread threadless;
     EXPECT_FALSE(threadless.usable());
     threadless.stop();
-    EXPECT_EQ(system.calls(Call::kWait), 0) << "there is nothing to wait for";
+    EXPECT_EQ(system.calls(Call::kWait) + system.calls(Call::kJoin), 0) << "there is nothing to wait for";
   }
   EXPECT_TRUE(system.nothing_leaked());
 }

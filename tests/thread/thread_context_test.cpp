@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -314,7 +313,7 @@ void* g_scratch_block = nullptr;
 std::size_t g_joined_before_scratch = 0;
 platform::Services g_services;  // what the hooks stand before
 
-void record_order_of_release() {
+void record_order_of_release(FaultySystem& system) {
   g_started.clear();
   g_joined.clear();
   g_scratch_block = nullptr;
@@ -324,11 +323,7 @@ void record_order_of_release() {
     g_started.push_back(g_services._beginthreadex(routine, argument, identifier));
     return g_started.back();
   };
-  platform::services.WaitForSingleObject = [](platform::Handle handle) {
-    const bool is_thread = std::find(g_started.begin(), g_started.end(), handle) != g_started.end();
-    if (is_thread) g_joined.push_back(handle);
-    return g_services.WaitForSingleObject(handle);
-  };
+  system.before_join([](platform::Handle thread) { g_joined.push_back(thread); });
   platform::services.malloc = [](std::size_t bytes) {
     void* const block = g_services.malloc(bytes);
     if (bytes > 100000) g_scratch_block = block;
@@ -341,7 +336,7 @@ void record_order_of_release() {
 }
 
 TEST_F(ThreadContextTest, ReleaseEndsTheWorkersInTheirOrderAndThenFreesTheScratchBuffer) {
-  record_order_of_release();
+  record_order_of_release(system);
   ASSERT_NE(get_scratch_buffer()->ensure(200000), nullptr);
   ASSERT_NE(get_task_pool(), nullptr);
   ASSERT_NE(g_scratch_block, nullptr);
@@ -354,15 +349,10 @@ TEST_F(ThreadContextTest, ReleaseEndsTheWorkersInTheirOrderAndThenFreesTheScratc
 }
 
 TEST_F(ThreadContextTest, APoolIsLeftToAWorkerWhoseEndCouldNotBeAwaited) {
-  record_order_of_release();
   TaskPool* const pool = get_task_pool();
   ASSERT_NE(pool, nullptr);
-  platform::services.WaitForSingleObject = [](platform::Handle handle) {
-    const std::uint32_t waited = g_services.WaitForSingleObject(handle);
-    return handle == g_started[1] ? platform::kWaitFailed : waited;
-  };
+  system.fail(Call::kJoin, 1, 1);
   release_thread_context();
-  platform::services = g_services;
   EXPECT_EQ(system.live_handles(), 2) << "the events of that worker and of the pool";
   OwnedPool(pool).reset();  // by now it has ended
   EXPECT_TRUE(idle());

@@ -297,7 +297,7 @@ TEST_F(FaultInjection, APoolIsWholeOrNotThereAndItsBatchesEnd) {
         const int right = right_batches(system);
         const bool met = system.faults(fault.call) > 0;
         const bool made = fault.call == Call::kSetEvent || fault.call == Call::kWait ||
-                          fault.call == Call::kCloseHandle ||
+                          fault.call == Call::kJoin || fault.call == Call::kCloseHandle ||
                           (fault.call == Call::kTlsGetValue && fault.after >= lookups - 1) ||
                           (fault.call == Call::kTlsSetValue && fault.after >= stores - 1);
         ASSERT_EQ(right, met && !made ? 0 : 3) << described(fault);
