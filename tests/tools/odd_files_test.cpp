@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <memory>
 #include <nlohmann/json.hpp>
+
+#include <jpeglib.h>
 
 #include "file_builder.h"
 #include "image_io.h"
@@ -72,6 +76,40 @@ void write_tiff_kinds(const ScratchFolder& folder, std::vector<std::string>& fil
   }
 }
 
+// Every colour space that JPEG files come in, those of print among them, plain and progressive.
+void write_jpeg_kinds(const ScratchFolder& folder, std::vector<std::string>& files) {
+  const struct {
+    J_COLOR_SPACE given;
+    J_COLOR_SPACE stored;
+    int channels;
+  } kinds[] = {{JCS_GRAYSCALE, JCS_GRAYSCALE, 1}, {JCS_RGB, JCS_RGB, 3},   {JCS_RGB, JCS_YCbCr, 3},
+               {JCS_CMYK, JCS_CMYK, 4},           {JCS_CMYK, JCS_YCCK, 4}, {JCS_UNKNOWN, JCS_UNKNOWN, 2}};
+  for (const auto& kind : kinds) {
+    for (const bool progressive : {false, true}) {
+      files.push_back(display(folder / ("kind" + std::to_string(files.size()) + ".jpg")));
+      const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(files.back().c_str(), "wb"), std::fclose);
+      jpeg_error_mgr errors;
+      jpeg_compress_struct jpeg{};
+      jpeg.err = jpeg_std_error(&errors);
+      jpeg_create_compress(&jpeg);
+      jpeg_stdio_dest(&jpeg, file.get());
+      jpeg.image_width = 33;
+      jpeg.image_height = 1;
+      jpeg.input_components = kind.channels;
+      jpeg.in_color_space = kind.given;
+      jpeg_set_defaults(&jpeg);
+      jpeg_set_colorspace(&jpeg, kind.stored);
+      if (progressive) jpeg_simple_progression(&jpeg);
+      jpeg_start_compress(&jpeg, TRUE);
+      std::vector<JSAMPLE> row(std::size_t{33} * static_cast<std::size_t>(kind.channels), 99);
+      JSAMPROW rows[] = {row.data()};
+      jpeg_write_scanlines(&jpeg, rows, 1);
+      jpeg_finish_compress(&jpeg);
+      jpeg_destroy_compress(&jpeg);
+    }
+  }
+}
+
 void write_cut_off_files(const ScratchFolder& folder, std::vector<std::string>& files) {
   for (const char* type : {".png", ".jpg", ".tif"}) {
     const auto whole = folder / (std::string("whole") + type);
@@ -92,9 +130,10 @@ TEST(OddFiles, EachIsReadOrNamedInOneLineByEveryCommand) {
   std::vector<std::string> files;
   write_png_kinds(folder, files);
   write_tiff_kinds(folder, files);
+  write_jpeg_kinds(folder, files);
   const std::size_t kinds = files.size();
   write_cut_off_files(folder, files);
-  ASSERT_GT(files.size(), 330u);
+  ASSERT_GT(files.size(), 340u);
 
   for (const std::vector<std::string>& command :
        {std::vector<std::string>{"resize", "--fit", "20", "--linear", "--format", "png"},

@@ -36,7 +36,7 @@ build() {
   shift
   printf 'building %s (%s)\n' "$*" "$target_preset"
   {
-    cmake --preset "$target_preset" -B "$tree/$target_preset" -DKYVMATH_BUILD_TESTS=OFF \
+    cmake --preset "$target_preset" -B "$tree/$target_preset" -DKYVMATH_BUILD_TESTS=OFF -DCMAKE_UNITY_BUILD=ON \
       -DKYVMATH_BUILD_BENCHMARKS=OFF && cmake --build "$tree/$target_preset" -j "$jobs" --target "$@"
   } >>"$log" 2>&1 || { tail -n 40 "$log" >&2; fail "the build failed; all of it is in $log"; }
 }
