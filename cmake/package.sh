@@ -1,5 +1,5 @@
 #!/bin/sh
-# ./dev package [--check] [linux|win32|win64 ...]: builds the packages into dist/ (or $KYVMATH_DIST). Two runs over the
+# ./dev package [--check] [linux|linux-arm64|win32|win64 ...]: builds the packages into dist/ (or $KYVMATH_DIST). Two runs over the
 # same sources with the same tools give the same bytes, wherever the sources lie. --check then unpacks them and
 # runs every example, as a new user would.
 set -eu
@@ -23,6 +23,7 @@ umask 022
 
 build_and_install() { # preset, stage
   build=build/package/$1
+  [ "$1" != linux-arm64 ] || cmake/arm64-sysroot.sh >/dev/null
   # The symbols are taken out again below. The prefix map makes them the same from every folder.
   flags="-O3 -DNDEBUG -g1 -ffile-prefix-map=$root/$build=. -ffile-prefix-map=$root=."
   cmake --preset "$1" -B "$build" -DCMAKE_BUILD_TYPE=Release \
@@ -127,6 +128,7 @@ stages=""
 for platform in "$@"; do
   case $platform in
     linux) name=KyvMath-$version-linux-x86_64 suffix=tar.gz tools="" notices="libstdc++6 libgcc-s1" ;;
+    linux-arm64) name=KyvMath-$version-linux-aarch64 suffix=tar.gz tools=aarch64-linux-gnu- notices="libstdc++6 libgcc-s1" ;;
     win32) name=KyvMath-$version-win32 suffix=zip tools=i686-w64-mingw32- notices="gcc-mingw-w64-base mingw-w64-i686-dev" ;;
     win64) name=KyvMath-$version-win64 suffix=zip tools=x86_64-w64-mingw32- notices="gcc-mingw-w64-base mingw-w64-x86-64-dev" ;;
     *) echo "package.sh: no package for '$platform'" >&2; exit 2 ;;

@@ -1,6 +1,6 @@
 #!/bin/sh
 # package.sh <folder> <runtime>=<library>...: compiles the binding and packs it for NuGet with the native libraries,
-# runtimes named as NuGet does: win-x86, win-x64, linux-x64. The bytes depend on the files and SOURCE_DATE_EPOCH alone.
+# runtimes named as NuGet does: win-x86, win-x64, linux-x64, linux-arm64. The bytes depend on the files and SOURCE_DATE_EPOCH alone.
 set -eu
 mkdir -p "$1"
 out=$(realpath "$1")

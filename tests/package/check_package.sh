@@ -1,5 +1,5 @@
 #!/bin/sh
-# check_package.sh <folder of packages> linux|win32|win64: unpacks a package in an empty folder and follows the
+# check_package.sh <folder of packages> linux|linux-arm64|win32|win64: unpacks a package in an empty folder and follows the
 # README of every example to the letter; then links clients in the other ways that the package offers.
 # Windows programs run under Wine.
 set -eu
@@ -76,6 +76,37 @@ check_linux() {
   check_other_compiler
   check_static_target
   check_wrong_version
+}
+
+# Clients of the ARM package, cross-compiled and run under the emulator that also runs the tests.
+check_linux_arm64() {
+  toolchain=$root/cmake/toolchains/linux-arm64.cmake
+  libraries=$("$root/cmake/arm64-sysroot.sh")/usr/lib/aarch64-linux-gnu
+  emulated="qemu-aarch64 -cpu cortex-a53 -L /usr/aarch64-linux-gnu -E LD_LIBRARY_PATH=$libraries"
+  unpack linux-aarch64
+  check_no_paths
+  check_links
+  exports=$(aarch64-linux-gnu-nm -D --defined-only lib/libKyvMath.so | awk '$2 == "T"' | wc -l)
+  [ "$exports" -eq 8 ] || fail "$exports exports"
+  newest=$(aarch64-linux-gnu-objdump -T lib/libKyvMath.so bin/* | grep -o 'GLIBC_2\.[0-9]*' | sort -Vu | tail -n 1)
+  [ "$(printf 'GLIBC_2.35\n%s\n' "$newest" | sort -V | tail -n 1)" = GLIBC_2.35 ] || fail "needs $newest"
+  for example in c cpp; do
+    { cmake -S "examples/$example" -B "$work/$example" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+      -DKyvMath_DIR="$package/lib/cmake/KyvMath" && cmake --build "$work/$example"; } >"$work/log" 2>&1 || {
+      cat "$work/log" >&2
+      fail "examples/$example"
+    }
+  done
+  clang --target=aarch64-linux-gnu -Iinclude examples/c/link.c lib/libKyvMath.a -lstdc++ -lm -pthread -o "$work/static"
+  for client in "$work/c/link" "$work/c/load_at_run_time lib/libKyvMath.so" "$work/cpp/tiles" "$work/cpp/threads" \
+    "$work/static" "bin/kyvmath info"; do
+    # shellcheck disable=SC2086
+    $emulated $client >"$work/log" || fail "$client: exit code $?"
+    say "$(basename "${client%% *}") works"
+  done
+  grep -q "$package/lib/libKyvMath.so" "$work/log" || fail "the packaged kyvmath finds another library"
+  $emulated bin/kyvmath resize "$root/tools/demo/photograph.jpg" "$work/small.png" --fit 64x64 >/dev/null ||
+    fail "kyvmath resize"
 }
 
 # The three Debian packages, unpacked over each other as they would be installed; their paths are given by variables,
@@ -247,6 +278,7 @@ check_msvc_library() {
 check_sums
 case $platform in
   linux) check_linux ;;
+  linux-arm64) check_linux_arm64 ;;
   win32) check_windows i686-w64-mingw32 i686-pc-windows-msvc x86 i386 ;;
   win64) check_windows x86_64-w64-mingw32 x86_64-pc-windows-msvc x64 x86_64 ;;
   *) fail "unknown platform" ;;
