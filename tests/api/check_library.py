@@ -38,7 +38,8 @@ def check_dll(objdump, library):
 
 def check_elf(objdump, library):
     symbols = dump(objdump, "-T", library)
-    defined = {line.split()[-1] for line in symbols.splitlines() if re.match(r"^[0-9a-f]{8,}", line)
+    # But for names of sections, which some linkers list as well, as symbols of this file alone.
+    defined = {line.split()[-1] for line in symbols.splitlines() if re.match(r"^[0-9a-f]{8,} [^l]", line)
                and "*UND*" not in line}
     yield "exports", defined == EXPORTS, defined
     needed = set(re.findall(r"NEEDED\s+(\S+)", dump(objdump, "-p", library)))
