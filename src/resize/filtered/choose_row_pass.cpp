@@ -25,8 +25,9 @@ constexpr Index kPlannedRows = 256;
 constexpr Index kGreyWidePositions = 24;
 
 // Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
-// with 16; long sums (Lanczos) earlier.
+// with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos) earlier.
 constexpr double kRunningInverse[2] = {3.9, 5.5};
+constexpr double kRgbaRunningInverse[2] = {2.9, 4.5};
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
 
@@ -106,7 +107,8 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
   if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
     return "long sums";
   }
-  return inverse >= kRunningInverse[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
+  const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
+  return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }
 
 }  // namespace

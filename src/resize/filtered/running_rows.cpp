@@ -7,8 +7,9 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Index kChunk = 32;      // positions that are converted together
-constexpr Index kGreyChunk = 64;  // the same of grey, whose pixels are smaller
+// Positions that are added together, after what they begin with was prefetched; of larger pixels fewer.
+constexpr Index kChunk = 64;
+constexpr Index kLargePixelChunk = 32;
 constexpr Index kConversion =
     16;  // positions from which on a conversion starts: whole pieces of a row's bytes
 constexpr Index kHeldResults = 32;      // destination pixels that are stored together
@@ -16,7 +17,7 @@ constexpr double kLeastInverse = 2.25;  // so that a chunk ends no more sums tha
 constexpr Index kMostPixelFloats = kMostBatchRows;
 constexpr Index kOpenPixels = 8;  // more than are open at a position: places of their totals
 constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
-static_assert(kGreyChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
+static_assert(kChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
 
 struct Extent {
   Index begin = 0;
@@ -71,6 +72,7 @@ RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) 
       format_(facts.format),
       count_(facts.geometry.x.count),
       usable_size_(facts.geometry.x.usable_size),
+      chunk_(format_.channels == 1 || format_.pixel_bytes() == 4 ? kChunk : kLargePixelChunk),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
       prefetches_(facts.source_bytes() > runtime::kL2Bytes),
       has_blocks_(facts.x.most_taps > kTapBlock) {
@@ -129,7 +131,6 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
                        ring);
   const Index end_pixel = strip.first + strip.count;
   const Index last = ends_[end_pixel - 1];
-  const Index chunk = format_.channels == 1 ? kGreyChunk : kChunk;
 
   const bool is_grey = format_.channels == 1;
   const Index next_row = first_row + batch.rows;
@@ -150,10 +151,13 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   while (progress.position < last) {
     const Index position = progress.position;
     const bool is_inside = position >= 0 && position < usable_size_;
-    Index end = is_inside ? std::min((position / chunk + 1) * chunk, usable_size_) : position + chunk;
+    Index end = is_inside ? std::min((position / chunk_ + 1) * chunk_, usable_size_) : position + chunk_;
     if (position < 0) end = std::min<Index>(end, 0);
     end = std::min(end, last);
-    const Index converted = convert(batch, position, end);
+    const bool is_direct = is_inside && format_.channels == 4 &&
+                           rounded_up(end, kRunningBytes / format_.pixel_bytes()) <= usable_size_;
+    const std::optional<Index> converted =
+        is_direct ? std::nullopt : std::optional(convert(batch, position, end));
     if (prefetches_ && is_inside && !is_grey) prefetch_chunk(batch, end, last);
     if (prefetches_ && is_inside && is_grey) {
       prefetch_lines(source, next_row, begin_byte, row_lines, share(position), share(end));
@@ -195,21 +199,26 @@ Index RunningRows::convert(const RowBatch& batch, Index position, Index end) con
 [[gnu::always_inline]] inline void RunningRows::prefetch_chunk(const RowBatch& batch, Index position,
                                                                Index last) const noexcept {
   const Index begin = position * format_.pixel_bytes();
-  const Index end = std::min({position + kChunk, last, usable_size_}) * format_.pixel_bytes();
+  const Index end = std::min({position + chunk_, last, usable_size_}) * format_.pixel_bytes();
   for (Index row = 0; row < batch.rows; ++row) {
     for (Index at = begin; at < end; at += kLine) prefetch<true>(batch.sources[row] + at);
   }
 }
 
-// Adds the positions up to `end`, of samples that begin with position `converted`.
-void RunningRows::add(const RowBatch& batch, Index converted, Index end, Progress& progress) const noexcept {
+// Adds the positions up to `end`, of samples that begin with position `converted`, or of the rows' pixels.
+void RunningRows::add(const RowBatch& batch, std::optional<Index> converted, Index end,
+                      Progress& progress) const noexcept {
   const Index lanes = kernels_->lanes;
   const Index vectors = batch.pixel / lanes;
   const Index at_once = vectors_at_once(vectors);
-  const auto pass = running_->add[sums_ - 1][at_once - 1];
+  const auto pass =
+      converted ? running_->add[sums_ - 1][at_once - 1] : running_->add_pixels[format_.depth][sums_ - 1];
+  const float* const samples =
+      converted ? room_.samples + (progress.position - *converted) * batch.pixel : nullptr;
   float* const out = room_.results + (progress.pixel - progress.first_held) * batch.pixel;
   for (Index vector = 0; vector < vectors; vector += at_once) {
-    pass({.samples = room_.samples + (progress.position - converted) * batch.pixel + vector * lanes,
+    pass({.samples = samples + (converted ? vector * lanes : 0),
+          .rows = batch.sources + vector,
           .weights = weights_ + (progress.position - origin_) * sums_,
           .step = batch.pixel,
           .begin = progress.position,

@@ -32,7 +32,8 @@ class RunningRows {
   Index vectors_at_once(Index vectors) const noexcept;
   Index convert(const RowBatch& batch, Index position, Index end) const noexcept;
   void prefetch_chunk(const RowBatch& batch, Index position, Index last) const noexcept;
-  void add(const RowBatch& batch, Index converted, Index end, Progress& progress) const noexcept;
+  void add(const RowBatch& batch, std::optional<Index> converted, Index end,
+           Progress& progress) const noexcept;
   Index next_block(Index end, const Progress& progress) const noexcept;
   void end_blocks(const RowBatch& batch, Progress& progress) const noexcept;
   void store(const RowBatch& batch, const Strip& strip, Progress& progress) const noexcept;
@@ -45,6 +46,7 @@ class RunningRows {
   Index count_;        // destination pixels
   Index usable_size_;  // pixels of a row
   Index groups_ = 1;   // vectors' worth of rows, but for the last batch of a grey picture
+  Index chunk_;        // positions that are added together
   VectorContent content_;
   bool prefetches_;
   bool has_blocks_;                     // whether a sum has more than one block of taps

@@ -1,6 +1,7 @@
 #include "resize/kernels/simd_avx2.h"
 
 #include "resize/kernels/permuted_windows.h"
+#include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
 #include "resize/kernels/transposition_vector.h"
 
@@ -19,6 +20,6 @@ constexpr PermutedKernels kPermuted{
 
 extern const Kernels kernels_avx2;
 const Kernels kernels_avx2 =
-    make_kernels(byte_kernels<simd::QuadPicker>(), kPermuted, shuffled_kernels(0x80));
+    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), kPermuted, shuffled_kernels(0x80));
 
 }  // namespace kyv::resize

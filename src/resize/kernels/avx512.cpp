@@ -1,6 +1,7 @@
 #include "resize/kernels/simd_avx512.h"
 
 #include "resize/kernels/permuted_windows.h"
+#include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
 
 #include "resize/kernels/kernels_impl.h"
@@ -14,6 +15,6 @@ constexpr PermutedKernels kPermuted{
 }  // namespace
 
 extern const Kernels kernels_avx512;
-const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>(), kPermuted);
+const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

@@ -1,6 +1,7 @@
 #include "resize/kernels/simd_avx512vbmi.h"
 
 #include "resize/kernels/permuted_windows.h"
+#include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
 
 #include "resize/kernels/kernels_impl.h"
@@ -15,6 +16,7 @@ constexpr PermutedKernels kPermuted{.depth = {permuted_vectors<simd::NarrowWindo
 }  // namespace
 
 extern const Kernels kernels_avx512vbmi;
-const Kernels kernels_avx512vbmi = make_kernels(byte_kernels<simd::VectorPicker>(), kPermuted);
+const Kernels kernels_avx512vbmi =
+    make_kernels(byte_kernels<simd::VectorPicker>(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

@@ -5,7 +5,6 @@
 #include "resize/kernels/bytes_impl.h"
 #include "resize/kernels/columns_impl.h"
 #include "resize/kernels/kernels.h"
-#include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposed_impl.h"
 #include "resize/kernels/weights_impl.h"
 
@@ -13,7 +12,7 @@ namespace kyv::resize {
 namespace {
 
 // What every set gives, and its own kernels of bytes and row passes.
-constexpr Kernels make_kernels(ByteKernels bytes, PermutedKernels permuted = {},
+constexpr Kernels make_kernels(ByteKernels bytes, RunningKernels running = {}, PermutedKernels permuted = {},
                                ShuffledKernels shuffled = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
@@ -27,7 +26,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, PermutedKernels permuted = {},
                               transposed_sums<3 * kRgbGroups, kShortcut>},
                              {transposed_sums<4, false>, transposed_sums<4, kShortcut>}},
                      .store = {store_rows<kSampleVectors>, store_rows<kPixelVectors>}},
-      .running = running_kernels(),
+      .running = running,
       .permuted = permuted,
       .shuffled = shuffled,
       .columns = {.sum = {column_sums<8>, column_sums<16>},

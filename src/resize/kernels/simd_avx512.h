@@ -198,6 +198,17 @@ inline void store_interleaved(float* p, F32 a, F32 b, const std::int32_t* number
 namespace kyv::simd {
 namespace {
 
+// For every byte of a quad of 32-bit numbers its place in 16 bytes, or 0x80 for zero.
+struct QuadPlaces {
+  __m512i v;
+};
+inline QuadPlaces load_places(const std::uint8_t* p) noexcept {
+  return {_mm512_broadcast_i32x4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+}
+inline F32 quads_to_float(Raw a, QuadPlaces places) noexcept {
+  return {_mm512_cvtepi32_ps(_mm512_shuffle_epi8(a.v, places.v))};
+}
+
 // Pixel number kPixel of each quad of 8-bit or 16-bit samples.
 template <int kBits, int kPixel>
 inline F32 pixel_to_float(Raw a) noexcept {
