@@ -2,8 +2,8 @@
 """Compares the names that the vector headers declare with their contracts.
 
 runtime/simd/scalar.h is the contract of the headers beside it: each declares the same names. The table in
-resize/kernels/simd.md groups those of the simd_<isa>.h beside it: a header declares a group whole or not at
-all, and nothing else. Usage: check_simd_contract.py <folder of the sources>
+resize/kernels/simd.md groups those of the simd_<isa>.h beside it and of what these share: a header declares a
+group whole or not at all, and nothing else. Usage: check_simd_contract.py <folder of the sources>
 """
 
 import pathlib
@@ -18,10 +18,12 @@ DECLARATION = re.compile(
 
 
 def names_of(header):
-    text = re.sub(r"^namespace detail \{\n.*?^\}  // namespace detail", "", header.read_text(),
-                  flags=re.MULTILINE | re.DOTALL)
+    text = header.read_text()
+    shared = [names_of(header.parent / name) for name in
+              re.findall(r'#include "resize/kernels/(\w+\.h)"', text) if not name.startswith("simd_")]
+    text = re.sub(r"^namespace detail \{\n.*?^\}  // namespace detail", "", text, flags=re.MULTILINE | re.DOTALL)
     text = re.sub(r"//[^\n]*", "", text)
-    return set(DECLARATION.findall(text))
+    return set(DECLARATION.findall(text)).union(*shared)
 
 
 def groups_of(page):
@@ -51,7 +53,7 @@ def main():
     groups = groups_of(kernels / "simd.md")
     for header in kernels.glob("simd_*.h"):
         # A set that builds on another one's operations declares only more; overloads of basic names are its own.
-        based = re.search(r'#include "resize/kernels/', header.read_text())
+        based = re.search(r'#include "resize/kernels/simd_', header.read_text())
         own = [(g, "some", n) for g, _, n in groups] if based else groups
         complaints += check(header, own + [("overloads", "some", {n}) for n in basic])
     if len(basic) < 20 or len(groups) < 5 or len(list(vectors.glob("*.h"))) < 4:
