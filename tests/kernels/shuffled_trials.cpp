@@ -25,7 +25,7 @@ struct ShuffledCase {
                           std::vector<std::uint8_t>(u(args.step * (kernels.rows - 1) + kPixels * pixel)));
     args.source = source.data();
     args.usable_size = kPixels;
-    fill_places(pixel, resize::shuffled_pixels(depth), kernels.no_place);
+    fill_places(pixel, resize::shuffled_pixels(depth));
     // From a pixel whose taps all lie before the row to one whose taps all lie behind it.
     for (Index first = -taps - 1; first <= kPixels; ++first) {
       spans.push_back({first, static_cast<std::int32_t>(taps), static_cast<std::uint32_t>(spans.size() % 4)});
@@ -42,7 +42,7 @@ struct ShuffledCase {
   }
 
   // For windows before, within and behind the row; every place repeats the outermost pixel where it must.
-  void fill_places(Index pixel, Index window_pixels, std::uint8_t no_place) {
+  void fill_places(Index pixel, Index window_pixels) {
     const Index reach = resize::shuffled_reach(pixel);
     for (Index distance = 1 - window_pixels; distance < reach; ++distance) {
       for (Index k = 0; k < window_pixels; ++k) {
@@ -51,7 +51,7 @@ struct ShuffledCase {
         for (Index byte = 0; byte < kShuffledBytes; ++byte) {
           const bool used = byte / 4 < channels && byte % 4 < depth_bytes;
           const Index place = (distance <= 0 ? before : behind) + byte / 4 * depth_bytes + byte % 4;
-          places.push_back(used ? static_cast<std::uint8_t>(place) : no_place);
+          places.push_back(used ? static_cast<std::uint8_t>(place) : resize::kNoPlace);
         }
       }
     }

@@ -15,18 +15,13 @@ class ShuffledRows {
             const RowRing& ring) const noexcept;
 
  private:
-  static constexpr Index kMostRows = 16;
-  static constexpr Index kMostWindows = 9;  // of different places: 8-bit RGB
+  explicit ShuffledRows(const RowPassFacts& facts) noexcept;
 
-  ShuffledRows(const RowPassFacts& facts, ShuffledPass* pass) noexcept;
-  void fill_places(const PixelFormat& format, std::uint8_t no_place) noexcept;
-
-  ShuffledPass* pass_;
+  ShuffledPass* pass_ = nullptr;
   Index rows_;
   TapTable table_;
-  Index usable_size_;   // pixels of a row
-  Index left_windows_;  // that begin before the row
-  std::uint8_t places_[kMostWindows * shuffled_pixels(kDepth8) * kShuffledBytes];
+  Index usable_size_;                     // pixels of a row
+  const std::uint8_t* places_ = nullptr;  // as the kernels want them
 };
 
 }  // namespace kyv::resize

@@ -20,6 +20,6 @@ constexpr PermutedKernels kPermuted{
 
 extern const Kernels kernels_avx2;
 const Kernels kernels_avx2 =
-    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), kPermuted, shuffled_kernels(0x80));
+    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), kPermuted, shuffled_kernels());
 
 }  // namespace kyv::resize

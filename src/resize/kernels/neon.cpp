@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_neon.h"
 
+#include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
 #include "resize/kernels/transposition_vector.h"
 
@@ -7,8 +8,8 @@
 
 namespace kyv::resize {
 
-// A byte whose place is beyond the table becomes 0.
 extern const Kernels kernels_neon;
-const Kernels kernels_neon = make_kernels(byte_kernels<simd::QuadPicker>(), {}, shuffled_kernels(0xFF));
+const Kernels kernels_neon =
+    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), {}, shuffled_kernels());
 
 }  // namespace kyv::resize

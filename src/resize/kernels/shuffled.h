@@ -6,9 +6,10 @@
 
 namespace kyv::resize {
 
-inline constexpr Index kShuffledTaps = 8;    // most of them
-inline constexpr Index kShuffledBytes = 16;  // of a window
-inline constexpr Index kShuffledSlack = 1;   // floats that may be written beyond a row's results
+inline constexpr Index kShuffledTaps = 8;       // most of them
+inline constexpr Index kShuffledBytes = 16;     // of a window
+inline constexpr Index kShuffledSlack = 1;      // floats that may be written beyond a row's results
+inline constexpr std::uint8_t kNoPlace = 0x80;  // shuffles a byte of zero
 
 // Source pixels whose places a window has.
 constexpr Index shuffled_pixels(Depth depth) noexcept { return 4 / sample_bytes(depth); }
@@ -20,7 +21,7 @@ constexpr Index shuffled_reach(Index pixel_bytes) noexcept {
 
 // One batch of rows. A window that would begin before the row begins with it, one that would end behind it
 // ends with it; `places` tells where its pixels are. It points at 16 bytes for each pixel of a window within
-// the row: for every byte of four 32-bit numbers its place in the window, or the set's `no_place`. Those for
+// the row: for every byte of four 32-bit numbers its place in the window, or `kNoPlace`. Those for
 // windows that begin 1, 2, ... pixels before the row come before, those for windows that begin as much behind
 // the last one within the row come after; beyond the row, its outermost pixel is repeated.
 struct ShuffledArgs {
@@ -39,8 +40,7 @@ using ShuffledPass = void(const ShuffledArgs& args);
 enum ColourChannels : std::uint8_t { kThreeChannels, kFourChannels, kColourChannels };
 
 struct ShuffledKernels {
-  Index rows = 0;             // of a batch; 0 where the set has none
-  std::uint8_t no_place = 0;  // gives a byte of zero
+  Index rows = 0;  // of a batch; 0 where the set has none
   ShuffledPass* pass[kDepths][kColourChannels] = {};
 };
 

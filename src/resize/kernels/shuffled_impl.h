@@ -81,9 +81,8 @@ template <Depth kDepth, int kChannels>
   }
 }
 
-constexpr ShuffledKernels shuffled_kernels(std::uint8_t no_place) noexcept {
+constexpr ShuffledKernels shuffled_kernels() noexcept {
   return {.rows = simd::F32::kLanes,
-          .no_place = no_place,
           .pass = {{shuffled_pass<kDepth8, 3>, shuffled_pass<kDepth8, 4>},
                    {shuffled_pass<kDepth16, 3>, shuffled_pass<kDepth16, 4>}}};
 }

@@ -5,33 +5,14 @@
 
 #include "runtime/simd/neon.h"
 
+#include "resize/kernels/fused_sums.h"
+
 #include <cstddef>
 #include <cstdint>
 
-// Resampling: sums of products with one rounding per tap, and blocks of rows turned into vectors.
+// Resampling: blocks of rows turned into vectors.
 namespace kyv::simd {
 namespace {
-
-// A weight in every lane, a vector of samples, and the running sum of their products.
-using Weight = F32;
-using Samples = F32;
-using Sum = F32;
-inline Weight load_weight(const float* p) noexcept { return broadcast(*p); }
-inline Samples load_samples(const float* p) noexcept { return load(p); }
-// The same for several uses: no multiply-add takes an operand from memory, so that it is loaded once anyway.
-inline Samples load_shared_samples(const float* p) noexcept { return load(p); }
-inline Sum zero_sum() noexcept { return broadcast(0.0f); }
-// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
-template <bool kSumsAreExact>
-inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
-  return mul_add(w, x, sum);
-}
-// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
-inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
-  sum[0] = accumulate<false>(w, x[0], sum[0]);
-  sum[1] = accumulate<false>(w, x[1], sum[1]);
-}
-inline F32 value_of(Sum sum) noexcept { return sum; }
 
 // 32-bit lanes of raw samples: one quad (16 bytes).
 struct Raw {
