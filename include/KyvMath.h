@@ -166,6 +166,11 @@ KYVMATH_API KyvMathStatusCode KYVMATH_CALL KyvMathResizeWithRegion(unsigned int 
  *
  * The arrays may lie at any address: doubles need not be aligned.
  *
+ * Symmetry: where every imaginary value of a PSF is a zero, its OTF is exactly Hermitian, to the last bit:
+ * each value is the conjugate of its mirror image about the zero frequency. Where an OTF is so and finite,
+ * the imaginary values of its PSF are exactly +0. Planes of a stack are looked at one by one; such planes
+ * take less time than others from about 64 x 64 values on.
+ *
  * In place: dstReal = srcReal and dstImag = srcImag is allowed. Any other overlap of an output with an
  * input or with the other output is not.
  *

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
+#include <cstring>
 #include <new>
 
 #include "psfotf/kernel_sets.h"
@@ -99,22 +100,10 @@ class Descriptor {
   }
 
   void compute(Direction direction, const PlaneArrays& arrays, void* workspace) const noexcept {
-    // The backward transform is the forward one with real and imaginary parts exchanged on both sides.
-    const bool backward = direction == Direction::kBackward;
-    const PlaneArrays ordered = backward ? PlaneArrays{.src_re = arrays.src_im,
-                                                       .src_im = arrays.src_re,
-                                                       .dst_re = arrays.dst_im,
-                                                       .dst_im = arrays.dst_re}
-                                         : arrays;
-    const double scale = backward ? backward_scale_ : forward_scale_;
-    if (single_square_ != nullptr) {
-      single_square_(static_cast<float>(scale), ordered);
-    } else if (double_square_ != nullptr) {
-      double_square_(scale, ordered);
-    } else if (single_ != nullptr) {
-      kernels_.single_precision.transform_plane(*single_, static_cast<float>(scale), ordered, workspace);
+    if (precision_ == Precision::kSingle) {
+      compute(direction, arrays, workspace, single_square_, single_);
     } else {
-      kernels_.double_precision.transform_plane(*double_, scale, ordered, workspace);
+      compute(direction, arrays, workspace, double_square_, double_);
     }
   }
 
@@ -149,6 +138,40 @@ class Descriptor {
     }
     if (memory != nullptr) result = make_plane_plan<T>(shape_, kernels_, memory);
     return memory != nullptr;
+  }
+
+  template <class T>
+  void compute(Direction direction, const PlaneArrays& arrays, void* workspace,
+               const TransformSquare<T>& square, const PlanePlan<T>* plan) const noexcept {
+    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
+    const bool forward = direction == Direction::kForward;
+    const auto scale = static_cast<T>(forward ? forward_scale_ : backward_scale_);
+    const bool has_halves = plan != nullptr && plan->has_halves;
+    bool is_half = false;
+    if (has_halves) {
+      const auto transform = forward ? kernels.transform_real_plane : kernels.transform_hermitian_plane;
+      if (transform(*plan, scale, arrays, workspace)) return;
+    } else {
+      is_half = forward ? kernels.are_zeros(arrays.src_im, static_cast<std::size_t>(elements()))
+                        : kernels.is_hermitian(shape_, arrays.src_re, arrays.src_im);
+    }
+    // The backward transform is the forward one with real and imaginary parts exchanged on both sides.
+    const PlaneArrays ordered = forward ? arrays
+                                        : PlaneArrays{.src_re = arrays.src_im,
+                                                      .src_im = arrays.src_re,
+                                                      .dst_re = arrays.dst_im,
+                                                      .dst_im = arrays.dst_re};
+    if (square != nullptr) {
+      square(scale, ordered);
+    } else {
+      kernels.transform_plane(*plan, scale, ordered, workspace);
+    }
+    if (!is_half) return;
+    if (forward) {
+      kernels.make_hermitian(shape_, arrays.dst_re, arrays.dst_im);
+    } else {
+      std::memset(arrays.dst_im, 0, static_cast<std::size_t>(elements()) * sizeof(double));
+    }
   }
 
   template <class T>

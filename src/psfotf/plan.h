@@ -72,6 +72,13 @@ enum class RowOutput : std::uint8_t {
   kPastCaches,  // and these without a place in the caches
 };
 
+// A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1, their
+// product within 31 bits.
+struct PlaneShape {
+  std::int32_t rows;
+  std::int32_t row_length;
+};
+
 // A plane: `rows` runs of `row_length` contiguous values.
 template <class T>
 struct PlanePlan {
@@ -97,7 +104,13 @@ struct PlanePlan {
   RowOutput output;
   bool rows_of_lines;  // past the caches, and rows are whole cache lines: there is room for one block more
   bool blocks_past_caches;
+  bool has_halves;  // whether real and Hermitian planes have a way of their own
 };
+
+// A plane of real values has an exactly Hermitian transform: value c of row k is the conjugate of its mirror
+// image, value (row_length - c) % row_length of row (rows - k) % rows. Where half of the columns are worked
+// on, this is their number.
+constexpr std::int32_t half_columns(std::int32_t row_length) noexcept { return (row_length + 1) / 2; }
 
 // Real and imaginary parts of a plane in the caller's memory; source and destination may coincide.
 struct PlaneArrays {

@@ -91,11 +91,27 @@ struct WorkspaceLayout {
   RowOutput output;
   bool rows_of_lines;
   bool blocks_past_caches;
+  bool has_halves;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
   std::uint64_t carry_offset;
   std::uint64_t values;
 };
+
+// Whether real and Hermitian planes are worked on by halves. Thin planes gain nothing by it: half of the
+// columns are to fill about two vectors, and rows that lie across the lanes are to be more than these. Half
+// of the columns' blocks, one block for the columns before the first whole line and two values of each row
+// find room where all blocks have theirs.
+bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const WorkspaceLayout& layout,
+                std::int32_t lanes) noexcept {
+  const std::int32_t columns = half_columns(shape.row_length);
+  const std::int32_t least_rows = method.rows_within_lanes ? 4 : lanes + 1;
+  if (lanes == 1 || shape.rows < least_rows || 4 * columns < 7 * lanes) return false;
+  const auto blocks = static_cast<std::uint64_t>((columns + lanes - 1) / lanes);
+  const std::uint64_t edges = 2 * static_cast<std::uint64_t>(shape.rows);
+  const std::uint64_t behind = std::max(edges, layout.rows_of_lines ? layout.block_pitch : 0);
+  return blocks * layout.block_pitch + behind <= layout.line_offset;
+}
 
 template <class T>
 WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
@@ -129,6 +145,7 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
   layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
   layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
+  layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
   const bool carries = layout.output != RowOutput::kDirect;
   layout.values = layout.carry_offset + (carries ? carry * static_cast<std::uint64_t>(shape.rows) : 0);
@@ -185,7 +202,8 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
            .carry_offset = static_cast<std::size_t>(layout.carry_offset),
            .output = layout.output,
            .rows_of_lines = layout.rows_of_lines,
-           .blocks_past_caches = layout.blocks_past_caches};
+           .blocks_past_caches = layout.blocks_past_caches,
+           .has_halves = layout.has_halves};
   return plan;
 }
 

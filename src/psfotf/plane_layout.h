@@ -8,16 +8,10 @@
 
 namespace kyv::psfotf {
 
-// A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1,
-// their product within 31 bits. A kernel set serves planes of at least as many columns as it has lanes.
-struct PlaneShape {
-  std::int32_t rows;
-  std::int32_t row_length;
-};
-
 inline constexpr std::uint64_t kImpossible = UINT64_MAX;  // the byte count of what cannot be planned
 
-// Bytes that make_plane_plan takes for the plan and its tables.
+// For all of these: a kernel set serves planes of at least as many columns as it has lanes. Bytes that
+// make_plane_plan takes for the plan and its tables.
 template <class T>
 std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept;
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <numbers>
+#include <utility>
 
 #include "kernels/trial.h"
 #include "psfotf/kernel_sets.h"
@@ -123,40 +124,111 @@ struct Size {
 constexpr Size kSizes[] = {{16, 16}, {60, 48},  {49, 81}, {101, 64}, {17, 118},
                            {1, 128}, {200, 16}, {8, 512}, {32, 120}, {4, 288}};
 
+// With a plan and a workspace of its own.
+template <class T>
+struct PlannedCase : PlaneCase {
+  PlannedCase(const Size& size, const psfotf::Kernels& kernels, Inputs inputs, Random& random)
+      : PlaneCase(static_cast<std::size_t>(size.rows), static_cast<std::size_t>(size.columns), inputs,
+                  random),
+        shape{size.rows, size.columns},
+        plan_bytes(static_cast<std::size_t>(psfotf::plan_bytes<T>(shape, kernels))),
+        work_bytes(static_cast<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels))),
+        plan_memory(plan_bytes),
+        workspace(work_bytes) {
+    paint(plan_memory, plan_bytes);
+    paint(workspace, work_bytes);
+    plan = psfotf::make_plane_plan<T>(shape, kernels, plan_memory.data());
+  }
+  std::string verdict() const {
+    const bool stayed = plan_memory.intact() && workspace.intact();
+    return stayed ? PlaneCase::verdict(kBound<T>) : "wrote outside its plan or workspace";
+  }
+  psfotf::PlaneShape shape;
+  std::size_t plan_bytes;
+  std::size_t work_bytes;
+  Painted plan_memory;
+  Painted workspace;
+  const psfotf::PlanePlan<T>* plan = nullptr;
+  std::vector<double> conjugate;  // of the imaginary parts
+  bool done = false;
+};
+
 template <class T>
 void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, Trials& trials) {
-  struct Case : PlaneCase {
-    Case(const Size& size, const psfotf::Kernels& kernels, Inputs inputs, Random& random)
-        : PlaneCase(static_cast<std::size_t>(size.rows), static_cast<std::size_t>(size.columns), inputs,
-                    random),
-          plan_bytes(psfotf::plan_bytes<T>({size.rows, size.columns}, kernels)),
-          work_bytes(psfotf::workspace_bytes<T>({size.rows, size.columns}, kernels)),
-          plan_memory(plan_bytes),
-          workspace(work_bytes) {
-      paint(plan_memory, plan_bytes);
-      paint(workspace, work_bytes);
-      plan = psfotf::make_plane_plan<T>({size.rows, size.columns}, kernels, plan_memory.data());
-    }
-    std::string verdict() const {
-      const bool stayed = plan_memory.intact() && workspace.intact();
-      return stayed ? PlaneCase::verdict(kBound<T>) : "wrote outside its plan or workspace";
-    }
-    std::size_t plan_bytes;
-    std::size_t work_bytes;
-    Painted plan_memory;
-    Painted workspace;
-    const psfotf::PlanePlan<T>* plan = nullptr;
-  };
+  const psfotf::PrecisionKernels<T>& table = psfotf::precision_of<T>(kernels);
   for (const Size& size : kSizes) {
-    if (size.columns < psfotf::precision_of<T>(kernels).lanes) continue;
-    const auto c = std::make_shared<Case>(size, kernels, inputs, random);
+    if (size.columns < table.lanes) continue;
+    const std::string name = std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>;
+    const auto c = std::make_shared<PlannedCase<T>>(size, kernels, inputs, random);
     trials.push_back(
-        {"transform plane " + std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>,
-         c->operations(), "operation",
-         [c, kernel = psfotf::precision_of<T>(kernels).transform_plane] {
-           kernel(*c->plan, T{1}, c->arrays(), c->workspace.data());
-         },
+        {"transform plane " + name, c->operations(), "operation",
+         [c, kernel = table.transform_plane] { kernel(*c->plan, T{1}, c->arrays(), c->workspace.data()); },
          [c] { return c->verdict(); }});
+    if (!c->plan->has_halves) continue;
+
+    const auto real = std::make_shared<PlannedCase<T>>(size, kernels, inputs, random);
+    std::fill(real->im.begin(), real->im.end(), 0.0);
+    trials.push_back({"transform real plane " + name, real->operations(), "operation",
+                      [real, kernel = table.transform_real_plane] {
+                        real->done = kernel(*real->plan, T{1}, real->arrays(), real->workspace.data());
+                      },
+                      [real, &table] {
+                        if (!real->done) return std::string("refused");
+                        const std::vector<double> re = real->out_re.values();
+                        const std::vector<double> im = real->out_im.values();
+                        return table.is_hermitian(real->shape, re.data(), im.data()) ? real->verdict()
+                                                                                     : "not Hermitian";
+                      }});
+
+    // The backward transform of a plane is the forward one of its conjugate, where that is real.
+    const auto back = std::make_shared<PlannedCase<T>>(size, kernels, inputs, random);
+    table.make_hermitian(back->shape, back->re.data(), back->im.data());
+    for (const double value : back->im) back->conjugate.push_back(-value);
+    trials.push_back({"transform Hermitian plane " + name, back->operations(), "operation",
+                      [back, kernel = table.transform_hermitian_plane] {
+                        psfotf::PlaneArrays arrays = back->arrays();
+                        arrays.src_im = back->conjugate.data();
+                        back->done = kernel(*back->plan, T{1}, arrays, back->workspace.data());
+                      },
+                      [back] { return back->done ? back->verdict() : std::string("refused"); }});
+  }
+}
+
+// Recognising planes and making them symmetric, at lengths around those of vectors.
+template <class T>
+void add_symmetry(const psfotf::PrecisionKernels<T>& kernels, Random& random, Trials& trials) {
+  for (const Size& size : {Size{1, 1}, {2, 7}, {3, 8}, {4, 9}, {5, 10}, {6, 33}}) {
+    const auto c =
+        std::make_shared<PlaneCase>(static_cast<std::size_t>(size.rows),
+                                    static_cast<std::size_t>(size.columns), Inputs::kPicture, random);
+    const psfotf::PlaneShape shape{size.rows, size.columns};
+    const auto verdict = [c, shape, &kernels] {
+      std::vector<double> re = c->re;
+      std::vector<double> im = c->im;
+      kernels.make_hermitian(shape, re.data(), im.data());
+      for (std::size_t i = 0; i < re.size(); ++i) {
+        const std::size_t row = i / c->columns;
+        const std::size_t column = i % c->columns;
+        const std::size_t image = (c->rows - row) % c->rows * c->columns + (c->columns - column) % c->columns;
+        if (re[i] != re[image] || im[i] != -im[image]) return "no image at " + std::to_string(i);
+        for (std::vector<double>* part : {&re, &im}) {
+          if (part == &re && image == i) continue;
+          const double before = std::exchange((*part)[i], 3.0);
+          const bool still = kernels.is_hermitian(shape, re.data(), im.data());
+          (*part)[i] = before;
+          if (still) return "a change not seen at " + std::to_string(i);
+        }
+        std::vector<double> zeros(re.size(), -0.0);
+        if (!kernels.are_zeros(zeros.data(), zeros.size())) return std::string("zeros not seen");
+        zeros[i] = 5e-324;
+        if (kernels.are_zeros(zeros.data(), zeros.size())) return "not zero at " + std::to_string(i);
+      }
+      return std::string(kernels.is_hermitian(shape, re.data(), im.data()) ? "" : "symmetry not seen");
+    };
+    trials.push_back(
+        {"symmetry " + std::to_string(size.rows) + 'x' + std::to_string(size.columns) + kPrecision<T>,
+         static_cast<double>(c->re.size()), "value",
+         [c, shape, &kernels] { kernels.make_hermitian(shape, c->re.data(), c->im.data()); }, verdict});
   }
 }
 
@@ -167,6 +239,8 @@ void add_transform_trials(const runtime::KernelSet& set, Inputs inputs, Random& 
   add_squares(set.psfotf->double_precision, inputs, random, trials);
   add_planes<float>(*set.psfotf, inputs, random, trials);
   add_planes<double>(*set.psfotf, inputs, random, trials);
+  add_symmetry(set.psfotf->single_precision, random, trials);
+  add_symmetry(set.psfotf->double_precision, random, trials);
 }
 
 }  // namespace kyv::kernels

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <ostream>
 #include <tuple>
 #include <utility>
 
@@ -20,33 +19,6 @@ namespace {
 
 using testing_support::Call;
 using testing_support::FaultySystem;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-
-struct Variant {
-  const runtime::KernelSet* kernels;
-  Precision precision;
-
-  Stack forward(const Stack& s) const { return converted(s, Direction::kForward, precision, *kernels); }
-  Stack backward(const Stack& s) const { return converted(s, Direction::kBackward, precision, *kernels); }
-  double tolerance() const { return precision == Precision::kSingle ? 6e-7 : 1.2e-15; }
-  std::string name() const {
-    return std::string(kernels->name) + (precision == Precision::kSingle ? "_single" : "_double");
-  }
-};
-
-// Without it the listing of the tests shows the bytes of an address and of padding.
-void PrintTo(const Variant& variant, std::ostream* out) { *out << variant.name(); }
-
-std::vector<Variant> variants() {
-  std::vector<Variant> all;
-  for (const runtime::KernelSet* set : runnable_kernel_sets()) {
-    all.push_back({set, Precision::kSingle});
-    all.push_back({set, Precision::kDouble});
-  }
-  return all;
-}
 
 class Conversion : public testing::TestWithParam<Variant> {
  protected:

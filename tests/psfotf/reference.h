@@ -5,6 +5,8 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -203,6 +205,35 @@ inline std::vector<const runtime::KernelSet*> runnable_kernel_sets() {
 inline std::string describe(const Stack& s, Precision precision, const runtime::KernelSet& kernels) {
   return std::to_string(s.width) + " x " + std::to_string(s.height) +
          (precision == Precision::kSingle ? " single " : " double ") + kernels.name;
+}
+
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+inline constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+// A kernel set at work in one precision.
+struct Variant {
+  const runtime::KernelSet* kernels;
+  Precision precision;
+
+  Stack forward(const Stack& s) const { return converted(s, Direction::kForward, precision, *kernels); }
+  Stack backward(const Stack& s) const { return converted(s, Direction::kBackward, precision, *kernels); }
+  double tolerance() const { return precision == Precision::kSingle ? 6e-7 : 1.2e-15; }
+  std::string name() const {
+    return std::string(kernels->name) + (precision == Precision::kSingle ? "_single" : "_double");
+  }
+};
+
+// Without it the listing of the tests shows the bytes of an address and of padding.
+inline void PrintTo(const Variant& variant, std::ostream* out) { *out << variant.name(); }
+
+// The runnable kernel sets, each in both precisions.
+inline std::vector<Variant> variants() {
+  std::vector<Variant> all;
+  for (const runtime::KernelSet* set : runnable_kernel_sets()) {
+    all.push_back({set, Precision::kSingle});
+    all.push_back({set, Precision::kDouble});
+  }
+  return all;
 }
 
 }  // namespace kyv::psfotf::test

@@ -1,6 +1,7 @@
 // The function table that one instruction set gives to the psfotf service.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "psfotf/plan.h"
@@ -12,6 +13,12 @@ namespace kyv::psfotf {
 template <class T>
 using TransformSquare = void (*)(T scale, const PlaneArrays& arrays) noexcept;
 
+// Transforms a real or a Hermitian plane; false, with nothing written, where the plane turns out to be
+// another.
+template <class T>
+using TransformHalves = bool (*)(const PlanePlan<T>& plan, T scale, const PlaneArrays& arrays,
+                                 void* workspace) noexcept;
+
 template <class T>
 struct PrecisionKernels {
   std::int32_t lanes;  // of one vector
@@ -22,12 +29,25 @@ struct PrecisionKernels {
   void (*transform_plane)(const PlanePlan<T>& plan, T scale, const PlaneArrays& arrays,
                           void* workspace) noexcept;
 
+  // The same in half the steps for planes whose imaginary values are all zeros, and for those whose values
+  // are the conjugates of their mirror images, both for plans that have halves. The first leaves an exactly
+  // Hermitian plane. The second is the backward transform without any exchange of real and imaginary parts,
+  // and leaves zeros for imaginary ones. Null for one lane.
+  TransformHalves<T> transform_real_plane;
+  TransformHalves<T> transform_hermitian_plane;
+
   // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
   // methods those of plan.inner with their gaps in `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
   // Squares of 8, 16, 32 and 64; null where there is no such code.
   TransformSquare<T> transform_squares[4];
+
+  // Where there are no halves: whether all values are zeros; whether every value is finite and the conjugate
+  // of its mirror image; and making it so, from the first half of the plane.
+  bool (*are_zeros)(const double* values, std::size_t count) noexcept;
+  bool (*is_hermitian)(const PlaneShape& shape, const double* re, const double* im) noexcept;
+  void (*make_hermitian)(const PlaneShape& shape, double* re, double* im) noexcept;
 };
 
 struct Kernels {

@@ -5,6 +5,7 @@
 #include "psfotf/kernels/kernels.h"
 #include "psfotf/kernels/plane_columns.h"
 #include "psfotf/kernels/plane_rows.h"
+#include "psfotf/kernels/real_planes.h"
 #include "psfotf/kernels/small_squares.h"
 
 namespace kyv::psfotf {
@@ -13,10 +14,8 @@ namespace {
 template <class V>
 void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const PlaneArrays& arrays,
                      void* memory) noexcept {
-  auto* values = static_cast<LaneOf<V>*>(memory);
-  const Workspace<V> workspace{values, values + plan.line_offset,
-                               reinterpret_cast<double*>(values + plan.carry_offset)};
-  const BlockCut<V> cut(plan, arrays);
+  const Workspace<V> workspace = workspace_of<V>(plan, memory);
+  const BlockCut<V> cut(plan, arrays, plan.row_length);
   if constexpr (V::kLanes > 1) {
     if (plan.rows_within_lanes) {
       transform_rows_within<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
@@ -39,13 +38,29 @@ constexpr RadixSet radix_set() noexcept {
 }
 
 template <class V>
+constexpr TransformHalves<LaneOf<V>> real_plane_code() noexcept {
+  if constexpr (V::kLanes > 1) return transform_real_plane<V>;
+  return nullptr;
+}
+template <class V>
+constexpr TransformHalves<LaneOf<V>> hermitian_plane_code() noexcept {
+  if constexpr (V::kLanes > 1) return transform_hermitian_plane<V>;
+  return nullptr;
+}
+
+template <class V>
 constexpr PrecisionKernels<LaneOf<V>> make_kernels() noexcept {
   return {.lanes = V::kLanes,
           .radices = radix_set<V>(),
           .transform_plane = transform_plane<V>,
+          .transform_real_plane = real_plane_code<V>(),
+          .transform_hermitian_plane = hermitian_plane_code<V>(),
           .transform_lines = transform_lines<V>,
           .transform_squares = {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(),
-                                square_code<V, 64>()}};
+                                square_code<V, 64>()},
+          .are_zeros = are_zeros,
+          .is_hermitian = is_hermitian,
+          .make_hermitian = make_hermitian};
 }
 
 }  // namespace

@@ -21,14 +21,21 @@ struct Workspace {
   double* carry;
 };
 
+template <class V>
+Workspace<V> workspace_of(const PlanePlan<LaneOf<V>>& plan, void* memory) noexcept {
+  auto* values = static_cast<LaneOf<V>*>(memory);
+  return {values, values + plan.line_offset, reinterpret_cast<double*>(values + plan.carry_offset)};
+}
+
 // How the columns of a plane are cut into blocks. Where finished rows leave as whole cache lines straight
 // from the registers, a block begins with the first whole line of the caller's rows, behind those for what is
 // before.
 template <class V>
 class BlockCut {
  public:
-  BlockCut(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays) noexcept
-      : row_length_(plan.row_length) {
+  // Of columns 0 to columns - 1, whose finished parts go to the destinations of `arrays`.
+  BlockCut(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arrays, std::int32_t columns) noexcept
+      : columns_(columns) {
     if (!plan.rows_of_lines || !is_aligned(arrays.dst_re) || !is_aligned(arrays.dst_im)) return;
     const std::uintptr_t beyond = reinterpret_cast<std::uintptr_t>(arrays.dst_re) % runtime::kCacheLine;
     streams_re_ = true;
@@ -40,17 +47,18 @@ class BlockCut {
   bool streams_re() const noexcept { return streams_re_; }
   bool streams_both() const noexcept { return streams_im_; }
   bool has_lead() const noexcept { return lead_ != 0; }
-  std::int32_t blocks() const noexcept { return lead_blocks() + tiles(row_length_ - lead_ + V::kLanes - 1); }
+  std::int32_t columns() const noexcept { return columns_; }
+  std::int32_t blocks() const noexcept { return lead_blocks() + tiles(columns_ - lead_ + V::kLanes - 1); }
   // The blocks before the first whole line, and the end of those that fill lines behind it.
   std::int32_t lead_blocks() const noexcept { return tiles(lead_ + V::kLanes - 1); }
   std::int32_t whole_blocks_end() const noexcept {
-    const std::int32_t whole = tiles(row_length_ - lead_);
+    const std::int32_t whole = tiles(columns_ - lead_);
     return lead_blocks() + whole / kBlocksInLine<V> * kBlocksInLine<V>;
   }
   // The column that lane 0 of a block holds: blocks at the ends may overlap their neighbours.
   std::int32_t column(std::int32_t block) const noexcept {
     const std::int32_t column = start(block);
-    return column + V::kLanes <= row_length_ ? column : row_length_ - V::kLanes;
+    return column + V::kLanes <= columns_ ? column : columns_ - V::kLanes;
   }
   // The same without regard to the end.
   std::int32_t start(std::int32_t block) const noexcept {
@@ -61,7 +69,7 @@ class BlockCut {
  private:
   static std::int32_t tiles(std::int32_t columns) noexcept { return columns / V::kLanes; }
 
-  std::int32_t row_length_;
+  std::int32_t columns_;
   bool streams_re_ = false;
   bool streams_im_ = false;
   std::int32_t lead_ = 0;  // columns before the first whole line

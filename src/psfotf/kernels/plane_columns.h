@@ -11,7 +11,8 @@
 namespace kyv::psfotf {
 namespace {
 
-// Rows of finished blocks to the caller: result k is element positions[k].
+// Rows of finished blocks to the caller: result k is element positions[k]. Imaginary parts go first, as in
+// store_last_stage().
 template <class V>
 void store_rows(const LinePlan<LaneOf<V>>& line, const ColumnOutput<LaneOf<V>>& out, std::int32_t first,
                 std::int32_t last) noexcept {
@@ -19,8 +20,8 @@ void store_rows(const LinePlan<LaneOf<V>>& line, const ColumnOutput<LaneOf<V>>& 
     for (int b = 0; b < out.count; ++b) {
       const Complex<V> x = load_element<V>(out.blocks[b] + line.positions[k] * kElement<V>);
       const std::ptrdiff_t place = (k - first) * out.group_step + out.columns[b];
-      simd::store_doubles(out.re + place, x.re);
       simd::store_doubles(out.im + place, x.im);
+      simd::store_doubles(out.re + place, x.re);
     }
   }
 }
@@ -41,8 +42,8 @@ int storing_radix(const LinePlan<T>& line) noexcept {
 
 // The columns of some adjacent blocks but for the stage that writes to the caller, and where they go: from
 // column `origin` on.
-template <class V>
-void prepare_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const Workspace<V>& workspace,
+template <class V, class Cut>
+void prepare_columns(const PlanePlan<LaneOf<V>>& plan, const Cut& cut, const Workspace<V>& workspace,
                      std::int32_t first, int count, std::int32_t origin,
                      ColumnOutput<LaneOf<V>>& out) noexcept {
   const LinePlan<LaneOf<V>>& column = *plan.column;
@@ -132,8 +133,8 @@ void store_columns_in_pieces(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>
   const LinePlan<LaneOf<V>>& column = *plan.column;
   const int radix = storing_radix(column);
   const std::int32_t groups = radix > 0 ? column.length / radix : column.length;
-  RowPieces pieces(arrays.dst_re, arrays.dst_im, plan.row_length, plan.output == RowOutput::kPastCaches,
-                   workspace.carry);
+  RowPieces pieces(arrays.dst_re, arrays.dst_im, plan.row_length, cut.columns(),
+                   plan.output == RowOutput::kPastCaches, workspace.carry);
   ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
   out.re = pieces.re();
   out.im = pieces.im();
@@ -149,7 +150,7 @@ void store_columns_in_pieces(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>
             ? cut.lead_blocks() + (kBlocksAtOnce<V> - cut.lead_blocks()) / kBlocksInLine<V> * kBlocksInLine<V>
             : kBlocksAtOnce<V>;
     prepare_columns<V>(plan, cut, workspace, b, left < most ? left : most, origin, out);
-    pieces.start(origin, b + out.count == blocks ? plan.row_length : cut.start(b + out.count));
+    pieces.start(origin, b + out.count == blocks ? cut.columns() : cut.start(b + out.count), origin);
     if (in_lines) {
       store_re_in_lines<V>(plan, arrays, origin, pieces, out);
       continue;

@@ -17,14 +17,16 @@ inline std::int32_t first_column(std::int32_t tile, std::int32_t row_length) noe
   return column + V::kLanes <= row_length ? column : row_length - V::kLanes;
 }
 
-// The starts of kLanes rows from `first` on; the last row stands in for those beyond it.
+// The starts of kLanes rows from `first` on, each `step` after the one before; the last row of the plane
+// stands in for those beyond it.
 template <class V>
 struct RowPointers {
   const double* rows[V::kLanes];
 
-  RowPointers(const double* plane, std::int32_t first, std::int32_t count, std::int32_t row_length) noexcept {
+  RowPointers(const double* plane, std::int32_t first, std::int32_t count, std::int32_t row_length,
+              std::int32_t step = 1) noexcept {
     for (std::int32_t i = 0; i < V::kLanes; ++i) {
-      const std::int32_t row = first + i < count ? first + i : count - 1;
+      const std::int32_t row = first + i * step < count ? first + i * step : count - 1;
       rows[i] = plane + static_cast<std::ptrdiff_t>(row) * row_length;
     }
   }

@@ -149,10 +149,23 @@ struct ColumnOutput {
   std::ptrdiff_t group_step;      // values from a result of one butterfly to the same of the next
   std::ptrdiff_t result_step;     // and from one result of a butterfly to its next
   std::ptrdiff_t im_result_step;  // the same for imaginary parts that do not leave with the real ones
+  std::ptrdiff_t mirror_column;   // where in a row the mirror image of a vector at column 0 would go
 };
 
-// Butterflies first_group to last_group - 1 of every block.
-template <class V, int R>
+// The conjugates, in reverse order.
+template <class V>
+[[gnu::always_inline]] inline Complex<V> mirrored(const Complex<V>& x) noexcept {
+  return {simd::reverse(x.re), constant<V>(0) - simd::reverse(x.im)};
+}
+
+// Whether results leave once, or a second time as conjugates at their mirrored places: row (rows - k) % rows,
+// column (row_length - c). The outputs of the latter are whole planes, those of the former may begin with the
+// first group.
+enum class Stored { kOnce, kWithMirrorImage };
+
+// Butterflies first_group to last_group - 1 of every block. Imaginary parts go first: where halves of a row
+// overlap in one column, the real part's is the one that stays.
+template <class V, int R, Stored S>
 void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                       std::int32_t last_group) noexcept {
   for (std::int32_t g = first_group; g < last_group; ++g) {
@@ -163,11 +176,23 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gro
 #pragma GCC unroll 16
       for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
       Butterfly<R>::apply(x);
-      const std::ptrdiff_t place = (g - first_group) * out.group_step + out.columns[b];
+      const std::ptrdiff_t group = S == Stored::kOnce ? g - first_group : g;
+      const std::ptrdiff_t place = group * out.group_step + out.columns[b];
 #pragma GCC unroll 16
       for (int q = 0; q < R; ++q) {
-        simd::store_doubles(out.re + place + q * out.result_step, x[q].re);
         simd::store_doubles(out.im + place + q * out.result_step, x[q].im);
+        simd::store_doubles(out.re + place + q * out.result_step, x[q].re);
+      }
+      if constexpr (S == Stored::kWithMirrorImage) {
+        const std::ptrdiff_t column = out.mirror_column - out.columns[b];
+        const std::ptrdiff_t below = R * out.result_step - g * out.group_step + column;
+#pragma GCC unroll 16
+        for (int q = 0; q < R; ++q) {
+          const std::ptrdiff_t image = g == 0 && q == 0 ? column : below - q * out.result_step;
+          const Complex<V> y = mirrored(x[q]);
+          simd::store_doubles(out.im + image, y.im);
+          simd::store_doubles(out.re + image, y.re);
+        }
       }
     }
   }
@@ -279,6 +304,7 @@ struct RadixCode {
                            const Roots<LaneOf<V>>&) noexcept;
   void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
+  void (*store_mirrored_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_re_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
@@ -289,7 +315,8 @@ constexpr RadixCode<V> radix_code() noexcept {
           .twiddled = twiddled_stage<V, R, Decimation::kInFrequency>,
           .twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>,
           .last = last_stage<V, R>,
-          .store_last = store_last_stage<V, R>,
+          .store_last = store_last_stage<V, R, Stored::kOnce>,
+          .store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>,
           .stream_last = stream_last_stage<V, R, StreamedParts::kBoth>,
           .stream_re_last = stream_last_stage<V, R, StreamedParts::kReal>};
 }

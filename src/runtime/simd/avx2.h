@@ -86,6 +86,16 @@ inline void stream_doubles(double* p, F32 a) noexcept {
 inline void stream_doubles(double* p, F64 a) noexcept { _mm256_stream_pd(p, a.v); }
 inline void stream_fence() noexcept { _mm_sfence(); }
 
+// The lanes in reverse order.
+inline F32 reverse(F32 a) noexcept {
+  return {_mm256_permute_ps(_mm256_permute2f128_ps(a.v, a.v, 0x01), 0x1B)};
+}
+inline F64 reverse(F64 a) noexcept { return {_mm256_permute4x64_pd(a.v, 0x1B)}; }
+// Whether every lane is a zero of either sign.
+inline bool all_zero(F64 a) noexcept {
+  return _mm256_movemask_pd(_mm256_cmp_pd(a.v, _mm256_setzero_pd(), _CMP_EQ_OQ)) == 0xF;
+}
+
 // Row i, lane j of kLanes rows becomes row j, lane i.
 [[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   __m256 pairs[8];

@@ -86,6 +86,19 @@ inline void stream_doubles(double* p, F32 a) noexcept {
 inline void stream_doubles(double* p, F64 a) noexcept { _mm512_stream_pd(p, a.v); }
 inline void stream_fence() noexcept { _mm_sfence(); }
 
+// The lanes in reverse order.
+inline F32 reverse(F32 a) noexcept {
+  const __m512i order = _mm512_setr_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+  return {_mm512_permutexvar_ps(order, a.v)};
+}
+inline F64 reverse(F64 a) noexcept {
+  return {_mm512_permutexvar_pd(_mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0), a.v)};
+}
+// Whether every lane is a zero of either sign.
+inline bool all_zero(F64 a) noexcept {
+  return _mm512_cmp_pd_mask(a.v, _mm512_setzero_pd(), _CMP_EQ_OQ) == 0xFF;
+}
+
 // Row i, lane j of kLanes rows becomes row j, lane i.
 [[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   __m512 t[16];

@@ -96,6 +96,15 @@ inline void stream_doubles(double* p, F32 a) noexcept { store_doubles(p, a); }
 inline void stream_doubles(double* p, F64 a) noexcept { store(p, a); }
 inline void stream_fence() noexcept {}
 
+// The lanes in reverse order.
+inline F32 reverse(F32 a) noexcept {
+  const float32x4_t pairs = vrev64q_f32(a.v);
+  return {vextq_f32(pairs, pairs, 2)};
+}
+inline F64 reverse(F64 a) noexcept { return {vextq_f64(a.v, a.v, 1)}; }
+// Whether every lane is a zero of either sign.
+inline bool all_zero(F64 a) noexcept { return vminvq_u32(vreinterpretq_u32_u64(vceqzq_f64(a.v))) != 0; }
+
 namespace detail {
 
 // Two lanes of a and two of b: the lower ones, or the upper ones.

@@ -81,6 +81,12 @@ inline void stream_doubles(double* p, F32 a) noexcept { *p = static_cast<double>
 inline void stream_doubles(double* p, F64 a) noexcept { *p = a.v; }
 inline void stream_fence() noexcept {}
 
+// The lanes in reverse order.
+inline F32 reverse(F32 a) noexcept { return a; }
+inline F64 reverse(F64 a) noexcept { return a; }
+// Whether every lane is a zero of either sign.
+inline bool all_zero(F64 a) noexcept { return a.v == 0; }
+
 // Row i, lane j of kLanes rows becomes row j, lane i.
 [[gnu::always_inline]] inline void transpose(F32*) noexcept {}
 [[gnu::always_inline]] inline void transpose(F64*) noexcept {}

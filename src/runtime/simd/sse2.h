@@ -84,6 +84,12 @@ inline void stream_doubles(double* p, F32 a) noexcept {
 inline void stream_doubles(double* p, F64 a) noexcept { _mm_stream_pd(p, a.v); }
 inline void stream_fence() noexcept { _mm_sfence(); }
 
+// The lanes in reverse order.
+inline F32 reverse(F32 a) noexcept { return {_mm_shuffle_ps(a.v, a.v, 0x1B)}; }
+inline F64 reverse(F64 a) noexcept { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
+// Whether every lane is a zero of either sign.
+inline bool all_zero(F64 a) noexcept { return _mm_movemask_pd(_mm_cmpeq_pd(a.v, _mm_setzero_pd())) == 3; }
+
 // Row i, lane j of kLanes rows becomes row j, lane i.
 [[gnu::always_inline]] inline void transpose(F32* r) noexcept {
   const __m128 a = _mm_unpacklo_ps(r[0].v, r[1].v);
