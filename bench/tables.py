@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""bench/tables.py BEST [AVX2]: the tables of docs/PERFORMANCE.md from the folders that two runs of ./dev bench left,
-the first with the library's own choice of kernels, the second with --variant avx2. Written over the tables there."""
+"""bench/tables.py BEST AVX2: the tables of docs/PERFORMANCE.md from the folders that two runs of ./dev bench with a folder
+of peers left, the first with the library's own choice of kernels, the second with --variant avx2. Written over the
+tables there; those of conversions only where the first run has some."""
 import csv
 import math
 import pathlib
@@ -10,6 +11,7 @@ import sys
 PAGE = pathlib.Path(__file__).parent.parent / "docs" / "PERFORMANCE.md"
 FORMATS = ["8uC1", "8uC3", "8uC4", "16uC1", "16uC3", "16uC4"]
 FILTERS = ["nearest", "linear", "cubic", "lanczos3", "box"]
+SHORT = {"Pillow-SIMD": "Pillow", "fast_image_resize": "fir", "stb_image_resize2": "stb"}
 
 
 def load(folder, name):
@@ -22,12 +24,8 @@ def time_of(row):
     if ms >= 99.5:
         return f"{ms:.0f} ms"
     if ms >= 1:
-        return f"{ms:.2f} ms"
-    return f"{ms * 1000:.0f} µs" if ms >= 0.01 else f"{ms * 1000:.2f} µs"
-
-
-def percent(row):
-    return f"{float(row['roof_share']) * 100:.0f} %"
+        return f"{ms:.2f} ms" if ms < 10 else f"{ms:.1f} ms"
+    return f"{ms * 1000:.0f} µs" if ms >= 0.01 else f"{ms * 1000:.1f} µs"
 
 
 def mean_of(rows):
@@ -35,19 +33,23 @@ def mean_of(rows):
     return math.exp(sum(map(math.log, ratios)) / len(ratios))
 
 
+def short_name(peer):
+    name = peer.split()[0]
+    return SHORT.get(name, name)
+
+
 def resize_table(rows, workload):
     cells = {tuple(name.split()[-2:]): row for name, row in rows.items() if name.startswith(workload + " ")}
     for kind in FORMATS:
         line = [cells.get((kind, kernel)) for kernel in FILTERS]
-        yield [kind] + [f"{time_of(r)}, {float(r['times_best_peer']):.2f}×, {percent(r)}" for r in line if r]
+        yield [kind] + [f"{time_of(r)}, {float(r['times_best_peer']):.2f}× {short_name(r['best_peer'])}" for r in line if r]
 
 
 def conversion_table(best, avx2):
     sizes = dict.fromkeys(name.split()[1] for name in best)
     for size in sizes:
         line = [(rows, f"fft {size} {precision}") for rows in (best, avx2) for precision in ("float", "double")]
-        yield [size.replace("x", " × ")] + [
-            f"{time_of(rows[cell])}, {float(rows[cell]['times_best_peer']):.2f}×" for rows, cell in line]
+        yield [size.replace("x", " × ")] + [time_of(rows[cell]) for rows, cell in line]
 
 
 def replace_rows(text, heading, rows):
@@ -71,7 +73,9 @@ def main(best_folder, avx2_folder):
     fft = {variant: load(folder, "fft.csv") for variant, folder in (("best", best_folder), ("avx2", avx2_folder))}
     for workload in "ABCD":
         text = replace_rows(text, f"\n**{workload}**, ", resize_table(resize["best"], workload))
-    text = replace_rows(text, "## Figures of conversion", conversion_table(fft["best"], fft["avx2"]))
+        text = replace_rows(text, f"\n**{workload} with AVX2**, ", resize_table(resize["avx2"], workload))
+    if fft["best"]:
+        text = replace_rows(text, "## Figures of conversion", conversion_table(fft["best"], fft["avx2"]))
     PAGE.write_text(text, encoding="utf-8")
 
     for variant in ("best", "avx2"):
@@ -84,6 +88,8 @@ def main(best_folder, avx2_folder):
             print(f"  {kernel}: {mean_of(chosen):.2f}; A and B {min(shares):.0%} to {max(shares):.0%} of the roof, "
                   f"{sum('roof' in r['missed'] for n, r in cells.items() if n.endswith(kernel) and n[0] in 'AB')} "
                   f"of {len(shares)} below the goal")
+        if not fft[variant]:
+            continue
         summary(f"conversion, {variant}", fft[variant].values())
         for precision in ("float", "double"):
             print(f"  {precision}: {mean_of([r for n, r in fft[variant].items() if n.endswith(precision)]):.2f}")

@@ -165,18 +165,6 @@ struct Contest {
   }
 };
 
-peers::Level level_of(const runtime::KernelSet& variant) {
-  const std::string name = variant.name;
-  if (name.starts_with("avx512")) return peers::Level::kAvx512;
-  return name == "avx2" ? peers::Level::kAvx2 : peers::Level::kBaseline;
-}
-
-peers::Level highest_level(const Options& options) {
-  peers::Level highest = peers::Level::kBaseline;
-  for (const runtime::KernelSet* variant : options.variants) highest = std::max(highest, level_of(*variant));
-  return highest;
-}
-
 Contest contest_of(const FftRow& row, const PlaneArrays& arrays, const Options& options,
                    const peers::Peers& peers) {
   Contest contest;

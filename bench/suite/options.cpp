@@ -50,6 +50,18 @@ const char* usage() noexcept {
          "  --data DIR       the folder with resize.tsv, fft.tsv and own_cells.tsv\n";
 }
 
+peers::Level level_of(const runtime::KernelSet& variant) {
+  const std::string name = variant.name;
+  if (name.starts_with("avx512")) return peers::Level::kAvx512;
+  return name == "avx2" ? peers::Level::kAvx2 : peers::Level::kBaseline;
+}
+
+peers::Level highest_level(const Options& options) {
+  peers::Level highest = peers::Level::kBaseline;
+  for (const runtime::KernelSet* variant : options.variants) highest = std::max(highest, level_of(*variant));
+  return highest;
+}
+
 std::optional<Options> parse_options(int argc, char** argv) {
   Options options;
   options.data = KYVMATH_BENCH_DATA;

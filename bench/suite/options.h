@@ -8,6 +8,7 @@
 
 #include "cells/conversion_cell.h"
 #include "common/timing.h"
+#include "peers/peers.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::bench {
@@ -30,6 +31,10 @@ struct Options {
   std::string plots;    // folder for plots; empty: none
   std::string against;  // folder with the tables of an earlier run; empty: none
 };
+
+// The peers that a variant is compared with; of all chosen ones, the highest.
+peers::Level level_of(const runtime::KernelSet& variant);
+peers::Level highest_level(const Options& options);
 
 // Empty when help was asked for. Throws std::invalid_argument with a message for the user.
 std::optional<Options> parse_options(int argc, char** argv);
