@@ -8,6 +8,7 @@ dist=$(cd "$1" && pwd)
 platform=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+export CMAKE_GENERATOR=Ninja  # make may be missing
 
 say() { printf '%s: %s\n' "$platform" "$*"; }
 fail() {
