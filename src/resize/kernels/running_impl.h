@@ -15,7 +15,7 @@ struct PixelPlaces {
 template <int kBits>
 constexpr PixelPlaces<kBits> pixel_places() noexcept {
   PixelPlaces<kBits> all{};
-  for (int i = 0; i < 128 / (4 * kBits) * int{kRunningBytes}; ++i) {
+  for (int i = 0; i < 128 / (4 * kBits) * static_cast<int>(kRunningBytes); ++i) {
     const int byte = i % 4;
     all.places[i] = static_cast<std::uint8_t>(byte < kBits / 8 ? i / 4 * (kBits / 8) + byte : 0x80);
   }
