@@ -14,6 +14,13 @@ target_compile_options(kyvmath_flags INTERFACE
   -ffp-contract=off
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}/=")
 
+if(WIN32)
+  # For Windows g++ takes it that a call of an inline function reaches the copy in the same unit, and keeps values
+  # in registers that this copy leaves alone. The linker keeps one copy of all, maybe one of a unit with other
+  # flags, which does not. (ELF's copies are weak symbols, of which g++ assumes nothing.)
+  add_compile_options(-fno-ipa-ra)
+endif()
+
 option(KYVMATH_WERROR "Treat warnings as errors" ON)
 if(KYVMATH_WERROR)
   target_compile_options(kyvmath_flags INTERFACE -Werror)

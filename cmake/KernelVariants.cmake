@@ -38,6 +38,9 @@ function(kyvmath_kernel_variants target folder)
     # There g++ 12 goes wrong: its vectoriser of straight-line code leaves out the roundings to float in
     # three neighbouring sums of the form a = (double)(float)(a + w * x), in plain C as well.
     list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions ${ARGN})
+    if(WIN32)
+      list(APPEND flags -fipa-ra)  # what a unit calls is its own: see CompilerFlags.cmake
+    endif()
     target_sources(${target} PRIVATE ${units})
     set_source_files_properties(${units} TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS "${flags}")
   endforeach()
