@@ -13,6 +13,10 @@ add_library(kyvmath_kernel_cases STATIC EXCLUDE_FROM_ALL
   ${PROJECT_SOURCE_DIR}/tests/resize/reference.cpp)
 target_link_libraries(kyvmath_kernel_cases PRIVATE kyvmath_flags)
 set_target_properties(kyvmath_kernel_cases PROPERTIES UNITY_BUILD OFF)  # each has a Shape of its own
+# What is timed are the kernels, not the trials around them.
+target_compile_options(kyvmath_kernel_cases PRIVATE -O1)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/resize/reference.cpp TARGET_DIRECTORY kyvmath_kernel_cases
+  PROPERTIES COMPILE_OPTIONS -O3)
 # g++ 12 sees overlapping copies where a literal and a string are joined in its own library, in 32 bits.
 target_compile_options(kyvmath_kernel_cases PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 target_include_directories(kyvmath_kernel_cases PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
