@@ -2,6 +2,7 @@
 """Compiles or runs every code block of the documents.
 
     check_documents.py --library <libKyvMath.so> [--bindings <packed bindings>] [document ...]
+    check_documents.py --links <folder>     only the links of all documents in a folder
 
 A block is fenced by ``` and the language's name. What happens to it:
 
@@ -193,13 +194,28 @@ class Checker:
         return count
 
 
+def links_lead_somewhere(folder):
+    documents = list(folder.rglob("*.md"))
+    for document in documents:
+        try:
+            check_links(document)
+        except Failure as failure:
+            print(failure, file=sys.stderr)
+            return 1
+    return 0 if documents else 1
+
+
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--library", type=pathlib.Path, required=True)
+    needed = parser.add_mutually_exclusive_group(required=True)
+    needed.add_argument("--library", type=pathlib.Path)
+    needed.add_argument("--links", type=pathlib.Path)
     parser.add_argument("--prefix", type=pathlib.Path)
     parser.add_argument("--bindings", type=pathlib.Path)
     parser.add_argument("documents", nargs="*", type=pathlib.Path)
     arguments = parser.parse_args()
+    if arguments.links:
+        return links_lead_somewhere(arguments.links)
     documents = arguments.documents or sorted(
         path for pattern in ("*.md", "docs/**/*.md", "examples/**/*.md", "tools/**/*.md", "bench/**/*.md", "bindings/**/*.md")
         for path in ROOT.glob(pattern))

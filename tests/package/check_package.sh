@@ -40,8 +40,7 @@ check_no_paths() {
 
 # Every link of the package's own documents leads to a file of the package.
 check_links() {
-  PYTHONPATH=$root/tests/package python3 -B -c 'import pathlib, sys, check_documents
-for document in pathlib.Path(sys.argv[1]).rglob("*.md"): check_documents.check_links(document)' "$package" ||
+  python3 -B "$root/tests/package/check_documents.py" --links "$package" ||
     fail "a link of the package leads nowhere"
 }
 
