@@ -10,6 +10,7 @@ from a tree that is built. For Windows, the archives stand for themselves.
 import fnmatch
 import importlib.util
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -68,8 +69,8 @@ class CMake:
 
 def copy(recipe, pattern, source, target):
     source = pathlib.Path(source)
-    folder = source / pattern.partition("*")[0].rpartition("/")[0]  # not the whole tree, with its builds
-    for path in folder.rglob("*") if "*" in pattern else [source / pattern]:
+    folder = source / re.split(r"[*?]", pattern)[0].rpartition("/")[0]  # not the whole tree, with its builds
+    for path in folder.rglob("*") if re.search(r"[*?]", pattern) else [source / pattern]:
         name = str(path.relative_to(source))
         if path.is_file() and fnmatch.fnmatch(name, pattern):
             place = pathlib.Path(target, name)
