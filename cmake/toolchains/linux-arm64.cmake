@@ -12,25 +12,16 @@ foreach(tool AR RANLIB NM OBJDUMP OBJCOPY STRIP READELF)
   set(CMAKE_${tool} /usr/bin/${KYVMATH_ARM64_TRIPLE}-${name} CACHE FILEPATH "")
 endforeach()
 
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
+
 # What the command-line host links with: unpacked once, by cmake/arm64-sysroot.sh. Without it there is no host.
-if(DEFINED ENV{KYVMATH_ARM64_SYSROOT})
-  set(KYVMATH_ARM64_SYSROOT "$ENV{KYVMATH_ARM64_SYSROOT}")
-elseif(DEFINED ENV{XDG_CACHE_HOME})
-  set(KYVMATH_ARM64_SYSROOT "$ENV{XDG_CACHE_HOME}/kyvmath/arm64")
-else()
-  set(KYVMATH_ARM64_SYSROOT "$ENV{HOME}/.cache/kyvmath/arm64")
-endif()
+kyvmath_kept_folder(KYVMATH_ARM64_SYSROOT arm64)
+set(CMAKE_FIND_ROOT_PATH /usr/${KYVMATH_ARM64_TRIPLE} ${KYVMATH_ARM64_SYSROOT}/usr)
 set(KYVMATH_ARM64_LIBRARIES ${KYVMATH_ARM64_SYSROOT}/usr/lib/${KYVMATH_ARM64_TRIPLE})
 if(NOT EXISTS ${KYVMATH_ARM64_LIBRARIES})
   set(KYVMATH_BUILD_TOOLS OFF CACHE BOOL "Build the command-line host")
 endif()
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${KYVMATH_ARM64_LIBRARIES}")
-
-set(CMAKE_FIND_ROOT_PATH /usr/${KYVMATH_ARM64_TRIPLE} ${KYVMATH_ARM64_SYSROOT}/usr)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # The first processor of the architecture: what it lacks, no program may use.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -cpu cortex-a53 -L /usr/${KYVMATH_ARM64_TRIPLE}
