@@ -79,15 +79,19 @@ template <class V>
 void stream_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
                     const Workspace<V>& workspace) noexcept {
   ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
-  const RadixCode<V>& code = kRadixCode<V>[storing_radix(*plan.column)];
-  const std::int32_t groups = plan.column->length / storing_radix(*plan.column);
+  const int radix = storing_radix(*plan.column);
+  const std::int32_t groups = plan.column->length / radix;
   const std::int32_t whole_end = cut.whole_blocks_end();
   for (std::int32_t b = 0; b < cut.blocks(); b += out.count) {
     const bool in_lines = b >= cut.lead_blocks() && b < whole_end;
     const std::int32_t end = b < cut.lead_blocks() ? cut.lead_blocks() : in_lines ? whole_end : cut.blocks();
     prepare_columns<V>(plan, cut, workspace, b, end - b < kBlocksAtOnce<V> ? end - b : kBlocksAtOnce<V>, 0,
                        out);
-    (in_lines ? code.stream_last : code.store_last)(out, 0, groups);
+    if (in_lines) {
+      stream_last<V, StreamedParts::kBoth>(radix, out, 0, groups);
+    } else {
+      store_last<V, Stored::kOnce>(radix, out, 0, groups);
+    }
   }
   simd::stream_fence();
 }
@@ -101,7 +105,7 @@ void store_re_in_lines(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays& arra
   out.result_step = groups * static_cast<std::ptrdiff_t>(plan.row_length);
   for (std::int32_t g = 0; g < groups; ++g) {
     out.re = arrays.dst_re + g * static_cast<std::ptrdiff_t>(plan.row_length) + origin;
-    kRadixCode<V>[radix].stream_re_last(out, g, g + 1);
+    stream_last<V, StreamedParts::kReal>(radix, out, g, g + 1);
     for (int q = 0; q < radix; ++q) pieces.finish_im(q, g + q * groups);
   }
 }
@@ -118,7 +122,7 @@ void store_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, con
     const std::int32_t left = blocks - b;
     prepare_columns<V>(plan, cut, workspace, b, left < kBlocksAtOnce<V> ? left : kBlocksAtOnce<V>, 0, out);
     if (radix > 0) {
-      kRadixCode<V>[radix].store_last(out, 0, groups);
+      store_last<V, Stored::kOnce>(radix, out, 0, groups);
     } else {
       store_rows<V>(*plan.column, out, 0, groups);
     }
@@ -157,7 +161,7 @@ void store_columns_in_pieces(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>
     }
     for (std::int32_t g = 0; g < groups; ++g) {
       if (radix > 0) {
-        kRadixCode<V>[radix].store_last(out, g, g + 1);
+        store_last<V, Stored::kOnce>(radix, out, g, g + 1);
         for (int q = 0; q < radix; ++q) pieces.finish(q, g + q * groups);
       } else {
         store_rows<V>(column, out, g, g + 1);

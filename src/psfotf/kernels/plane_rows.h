@@ -139,6 +139,24 @@ template <class V>
   cross_lanes<V>(plan, scale, first, x);
 }
 
+// All of its results as plain rows of real and imaginary parts: vectors of results run over the end of their
+// stretch, and what belongs there is written later.
+template <class V>
+[[gnu::noinline]] void finish_plain_row(const PlanePlan<LaneOf<V>>& plan, V scale, const LaneOf<V>* line,
+                                        LaneOf<V>* row_re, LaneOf<V>* row_im) noexcept {
+  constexpr int lanes = V::kLanes;
+  const std::int32_t elements = plan.row->length;
+  for (std::int32_t k = (elements - 1) / lanes * lanes; k >= 0; k -= lanes) {
+    Complex<V> x[lanes];
+    finish_row<V>(plan, scale, line, k, x);
+#pragma GCC unroll 16
+    for (int q = 0; q < lanes; ++q) {
+      simd::store(row_re + k + q * elements, x[q].re);
+      simd::store(row_im + k + q * elements, x[q].im);
+    }
+  }
+}
+
 // Rows of R elements, a multiple of the lanes: one butterfly and the step across the lanes, all in registers.
 template <class V, int R>
 void transform_short_rows(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
@@ -183,8 +201,8 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
   for (std::int32_t r = 0; r < plan.rows; ++r) {
     const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
     const std::ptrdiff_t ahead = r + 2 < plan.rows ? 2 * static_cast<std::ptrdiff_t>(plan.row_length) : 0;
-    kRadixCode<V>[radix].load_first(arrays.src_re + source, arrays.src_im + source, ahead, workspace.line, m,
-                                    line.part_pitch, roots);
+    load_first<V>(radix, arrays.src_re + source, arrays.src_im + source, ahead, workspace.line, m,
+                  line.part_pitch, roots);
     run_later_stages<V>(line, line.stages, workspace.line);
     T* row = workspace.blocks + row_place<V>(plan, r);
     if (in_blocks) {
@@ -197,16 +215,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
       }
       continue;
     }
-    // Vectors of results run over the end of their stretch; what belongs there is written later.
-    for (std::int32_t k = (elements - 1) / lanes * lanes; k >= 0; k -= lanes) {
-      Complex<V> x[lanes];
-      finish_row<V>(plan, scale, workspace.line, k, x);
-#pragma GCC unroll 16
-      for (int q = 0; q < lanes; ++q) {
-        simd::store(row_re + k + q * elements, x[q].re);
-        simd::store(row_im + k + q * elements, x[q].im);
-      }
-    }
+    finish_plain_row<V>(plan, scale, workspace.line, row_re, row_im);
     const std::int32_t blocks = cut.blocks();
     for (std::int32_t b = 0; b < blocks; ++b) {
       T* place = row + static_cast<std::size_t>(b) * plan.block_pitch;

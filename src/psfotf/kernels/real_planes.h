@@ -45,28 +45,18 @@ LaneOf<V>* edges_of(const PlanePlan<LaneOf<V>>& plan, const Workspace<V>& worksp
   return workspace.blocks + static_cast<std::size_t>(cut.blocks()) * plan.block_pitch;
 }
 
-// One row in itself, to plain rows of real and imaginary parts: vectors of results run over the end of their
-// stretch, and what belongs there is written later.
+// One row in itself, to plain rows of real and imaginary parts.
 template <class V>
 void transform_row_within(const PlanePlan<LaneOf<V>>& plan, V scale, const double* re, const double* im,
                           std::ptrdiff_t ahead, LaneOf<V>* work, LaneOf<V>* row_re,
                           LaneOf<V>* row_im) noexcept {
-  constexpr int lanes = V::kLanes;
   const LinePlan<LaneOf<V>>& line = *plan.row;
   const std::int32_t elements = line.length;
   const int radix = line.radices[0];
-  kRadixCode<V>[radix].load_first(re, im, ahead, work, elements / radix, line.part_pitch,
-                                  stage_roots<V>(line, line.length));
+  load_first<V>(radix, re, im, ahead, work, elements / radix, line.part_pitch,
+                stage_roots<V>(line, line.length));
   run_later_stages<V>(line, line.stages, work);
-  for (std::int32_t k = (elements - 1) / lanes * lanes; k >= 0; k -= lanes) {
-    Complex<V> x[lanes];
-    finish_row<V>(plan, scale, work, k, x);
-#pragma GCC unroll 16
-    for (int q = 0; q < lanes; ++q) {
-      simd::store(row_re + k + q * elements, x[q].re);
-      simd::store(row_im + k + q * elements, x[q].im);
-    }
-  }
+  finish_plain_row<V>(plan, scale, work, row_re, row_im);
 }
 
 // The transforms of two real rows a and b from that of a + i b, of which z is a vector and m the mirrored
@@ -122,18 +112,6 @@ bool transform_row_pairs_within(const PlanePlan<LaneOf<V>>& plan, V scale, const
   return true;
 }
 
-// Real parts and imaginary parts of one row in each lane, transposed and stored to `valid` rows of a block.
-template <class V>
-[[gnu::always_inline]] inline void store_tile(V* re, V* im, const std::ptrdiff_t* places, std::int32_t valid,
-                                              LaneOf<V>* block, bool past_caches) noexcept {
-  simd::transpose(re);
-  simd::transpose(im);
-  for (std::int32_t i = 0; i < valid; ++i) {
-    const Complex<V> x{re[i], im[i]};
-    store_elements<V, 1>(&x, block + places[i], 0, past_caches);
-  }
-}
-
 // Where the rows in the lanes belong in a block.
 template <class V>
 struct RowPlaces {
@@ -148,6 +126,36 @@ struct RowPlaces {
     }
   }
 };
+
+// One part of kLanes elements of a finished line: those at positions[0], positions[step] and so on.
+template <class V>
+struct ElementParts {
+  const std::int32_t* positions;
+  std::ptrdiff_t step;
+  const LaneOf<V>* parts;
+
+  V part(int i) const noexcept { return simd::load(parts + positions[i * step] * kElement<V>); }
+};
+
+// Scaled sums of two sequences, or with a sign of -1 their differences, one row in each lane, transposed and
+// stored to the rows of a block.
+template <class V>
+[[gnu::noinline]] void store_sums(const ElementParts<V>& x, const ElementParts<V>& y, LaneOf<V> sign, V scale,
+                                  const RowPlaces<V>& rows, LaneOf<V>* block, bool past_caches) noexcept {
+  const V signs = simd::broadcast(sign);
+  V sums[V::kLanes];
+#pragma GCC unroll 16
+  for (int i = 0; i < V::kLanes; ++i) sums[i] = mul_add(y.part(i), signs, x.part(i)) * scale;
+  simd::transpose(sums);
+  for (std::int32_t i = 0; i < rows.valid; ++i) {
+    LaneOf<V>* place = block + rows.places[i];
+    if (past_caches) {
+      simd::store_streaming(place, sums[i]);
+    } else {
+      simd::store_aligned(place, sums[i]);
+    }
+  }
+}
 
 // Finished lines of row pairs to the blocks, scaled.
 template <class V>
@@ -166,22 +174,15 @@ void scatter_row_pairs(const PlanePlan<LaneOf<V>>& plan, V scale, std::int32_t f
   for (std::int32_t b = 0; b < cut.blocks(); ++b) {
     const std::int32_t c = cut.column(b);
     T* block = workspace.blocks + static_cast<std::size_t>(b) * plan.block_pitch;
-    V re[lanes];
-    V im[lanes];
-#pragma GCC unroll 16
-    for (int i = 0; i < lanes; ++i) {
-      const TwoRows<V> rows(element(c + i), element(plan.row_length - c - i));
-      re[i] = rows.first.re * scale;
-      im[i] = rows.first.im * scale;
-    }
-    store_tile<V>(re, im, even.places, even.valid, block, past_caches);
-#pragma GCC unroll 16
-    for (int i = 0; i < lanes; ++i) {
-      const TwoRows<V> rows(element(c + i), element(plan.row_length - c - i));
-      re[i] = rows.second.re * scale;
-      im[i] = rows.second.im * scale;
-    }
-    store_tile<V>(re, im, odd.places, odd.valid, block, past_caches);
+    // As in TwoRows.
+    const ElementParts<V> z_re{positions + c, 1, workspace.line};
+    const ElementParts<V> m_re{positions + plan.row_length - c, -1, workspace.line};
+    const ElementParts<V> z_im{z_re.positions, 1, workspace.line + lanes};
+    const ElementParts<V> m_im{m_re.positions, -1, workspace.line + lanes};
+    store_sums<V>(z_re, m_re, 1, scale, even, block, past_caches);
+    store_sums<V>(z_im, m_im, -1, scale, even, block + lanes, past_caches);
+    store_sums<V>(z_im, m_im, 1, scale, odd, block, past_caches);
+    store_sums<V>(m_re, z_re, -1, scale, odd, block + lanes, past_caches);
   }
   T* edges = edges_of<V>(plan, workspace) + 2 * static_cast<std::ptrdiff_t>(first);
   for (int part = 0; part < 2; ++part) {
@@ -301,7 +302,7 @@ void store_mirrored_columns(const PlanePlan<LaneOf<V>>& plan, const PlaneArrays&
     prepare_columns<V>(plan, cut, workspace, b, is_last ? blocks - 1 - b : kBlocksAtOnce<V>, 0, out);
     for (std::int32_t g = 0; g < groups; ++g) {
       if (radix > 0) {
-        kRadixCode<V>[radix].store_mirrored_last(out, g, g + 1);
+        store_last<V, Stored::kWithMirrorImage>(radix, out, g, g + 1);
       } else {
         for (int i = 0; i < out.count; ++i) {
           store_with_image<V>(plan, arrays, out.blocks[i], cut.column(b + i), g);
@@ -357,7 +358,7 @@ void store_mirrored_columns_in_pieces(const PlanePlan<LaneOf<V>>& plan, const Pl
     const std::ptrdiff_t last_column = cut.column(blocks - 1) - origin;
     for (std::int32_t g = 0; g < groups; ++g) {
       if (radix > 0) {
-        kRadixCode<V>[radix].store_last(out, g, g + 1);
+        store_last<V, Stored::kOnce>(radix, out, g, g + 1);
       } else {
         store_rows<V>(column, out, g, g + 1);
       }
@@ -449,8 +450,8 @@ bool transform_half_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut
       continue;
     }
     const int radix = line.radices[0];
-    kRadixCode<V>[radix].load_first(re, im, ahead, workspace.line, elements / radix, line.part_pitch,
-                                    stage_roots<V>(line, line.length));
+    load_first<V>(radix, re, im, ahead, workspace.line, elements / radix, line.part_pitch,
+                  stage_roots<V>(line, line.length));
     run_later_stages<V>(line, line.stages, workspace.line);
     for (std::int32_t k = 0; k < elements; k += lanes) {
       Complex<V> x[lanes];
@@ -477,9 +478,6 @@ bool transform_half_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut
   const std::int32_t partner = plan.row_length - cut.columns();
   const bool past_caches = plan.blocks_past_caches;
   const std::int32_t* positions = plan.row->positions;
-  const auto element = [&](std::int32_t column) {
-    return load_element<V>(workspace.line + positions[column] * kElement<V>);
-  };
   for (std::int32_t first = 0; first < rows; first += lanes) {
     for (std::int32_t r = first; r < rows && r < first + lanes; ++r) {
       if (!is_row_hermitian({plan.rows, plan.row_length}, arrays.src_re, arrays.src_im, r)) return false;
@@ -499,22 +497,15 @@ bool transform_half_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut
     for (std::int32_t b = 0; b < cut.blocks(); ++b) {
       const std::int32_t c = cut.column(b);
       T* block = workspace.blocks + static_cast<std::size_t>(b) * plan.block_pitch;
-      V part_re[lanes];
-      V part_im[lanes];
-#pragma GCC unroll 16
-      for (int i = 0; i < lanes; ++i) {
-        const TwoColumns<V> x(element(c + i), element(c + i + partner));
-        part_re[i] = x.element.re * scale;
-        part_im[i] = x.element.im * scale;
-      }
-      store_tile<V>(part_re, part_im, down.places, down.valid, block, past_caches);
-#pragma GCC unroll 16
-      for (int i = 0; i < lanes; ++i) {
-        const TwoColumns<V> x(element(c + i), element(c + i + partner));
-        part_re[i] = x.image.re * scale;
-        part_im[i] = x.image.im * scale;
-      }
-      store_tile<V>(part_re, part_im, up.places, up.valid, block, past_caches);
+      // As in TwoColumns.
+      const ElementParts<V> a_re{positions + c, 1, workspace.line};
+      const ElementParts<V> b_re{positions + c + partner, 1, workspace.line};
+      const ElementParts<V> a_im{a_re.positions, 1, workspace.line + lanes};
+      const ElementParts<V> b_im{b_re.positions, 1, workspace.line + lanes};
+      store_sums<V>(a_im, b_re, 1, scale, down, block, past_caches);
+      store_sums<V>(b_im, a_re, -1, scale, down, block + lanes, past_caches);
+      store_sums<V>(a_im, b_re, -1, scale, up, block, past_caches);
+      store_sums<V>(b_im, a_re, 1, scale, up, block + lanes, past_caches);
     }
   }
   return true;

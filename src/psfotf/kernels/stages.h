@@ -125,15 +125,16 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
   }
 }
 
+// From one place to another, or in place.
 template <class V, int R>
-void last_stage(LaneOf<V>* data, std::int32_t groups) noexcept {
-  for (std::int32_t g = 0; g < groups; ++g, data += R * kElement<V>) {
+void last_stage(const LaneOf<V>* from, LaneOf<V>* to, std::int32_t groups) noexcept {
+  for (std::int32_t g = 0; g < groups; ++g, from += R * kElement<V>, to += R * kElement<V>) {
     Complex<V> x[R];
 #pragma GCC unroll 16
-    for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
+    for (int i = 0; i < R; ++i) x[i] = load_element<V>(from + i * kElement<V>);
     Butterfly<R>::apply(x);
 #pragma GCC unroll 16
-    for (int i = 0; i < R; ++i) store_element<V>(data + i * kElement<V>, x[i]);
+    for (int i = 0; i < R; ++i) store_element<V>(to + i * kElement<V>, x[i]);
   }
 }
 
@@ -163,8 +164,32 @@ template <class V>
 // first group.
 enum class Stored { kOnce, kWithMirrorImage };
 
-// Butterflies first_group to last_group - 1 of every block. Imaginary parts go first: where halves of a row
-// overlap in one column, the real part's is the one that stays.
+// Results 0 to radix - 1 of a butterfly, got one by one, to the caller. Imaginary parts go first: where
+// halves of a row overlap in one column, the real part's is the one that stays.
+template <class V, Stored S, class Get>
+[[gnu::always_inline]] inline void store_results(const ColumnOutput<LaneOf<V>>& out, int block, int radix,
+                                                 std::int32_t group, const Get& get) noexcept {
+  const std::ptrdiff_t place = group * out.group_step + out.columns[block];
+#pragma GCC unroll 16
+  for (int q = 0; q < radix; ++q) {
+    const Complex<V> x = get(q);
+    simd::store_doubles(out.im + place + q * out.result_step, x.im);
+    simd::store_doubles(out.re + place + q * out.result_step, x.re);
+  }
+  if constexpr (S == Stored::kWithMirrorImage) {
+    const std::ptrdiff_t column = out.mirror_column - out.columns[block];
+    const std::ptrdiff_t below = radix * out.result_step - group * out.group_step + column;
+#pragma GCC unroll 16
+    for (int q = 0; q < radix; ++q) {
+      const std::ptrdiff_t image = group == 0 && q == 0 ? column : below - q * out.result_step;
+      const Complex<V> y = mirrored(get(q));
+      simd::store_doubles(out.im + image, y.im);
+      simd::store_doubles(out.re + image, y.re);
+    }
+  }
+}
+
+// Butterflies first_group to last_group - 1 of every block.
 template <class V, int R, Stored S>
 void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                       std::int32_t last_group) noexcept {
@@ -176,24 +201,7 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gro
 #pragma GCC unroll 16
       for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
       Butterfly<R>::apply(x);
-      const std::ptrdiff_t group = S == Stored::kOnce ? g - first_group : g;
-      const std::ptrdiff_t place = group * out.group_step + out.columns[b];
-#pragma GCC unroll 16
-      for (int q = 0; q < R; ++q) {
-        simd::store_doubles(out.im + place + q * out.result_step, x[q].im);
-        simd::store_doubles(out.re + place + q * out.result_step, x[q].re);
-      }
-      if constexpr (S == Stored::kWithMirrorImage) {
-        const std::ptrdiff_t column = out.mirror_column - out.columns[b];
-        const std::ptrdiff_t below = R * out.result_step - g * out.group_step + column;
-#pragma GCC unroll 16
-        for (int q = 0; q < R; ++q) {
-          const std::ptrdiff_t image = g == 0 && q == 0 ? column : below - q * out.result_step;
-          const Complex<V> y = mirrored(x[q]);
-          simd::store_doubles(out.im + image, y.im);
-          simd::store_doubles(out.re + image, y.re);
-        }
-      }
+      store_results<V, S>(out, b, R, S == Stored::kOnce ? g - first_group : g, [&](int q) { return x[q]; });
     }
   }
 }
@@ -202,41 +210,47 @@ void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_gro
 template <class V>
 inline constexpr int kBlocksInLine = V::kLanes < 8 ? 8 / V::kLanes : 1;
 
-// The same past the caches, in whole cache lines: `out` holds a multiple of kBlocksInLine blocks, side by
+// What leaves past the caches, in whole cache lines: `out` holds a multiple of kBlocksInLine blocks, side by
 // side from the start of a line on. Imaginary parts that lie otherwise in theirs are stored as they come.
 enum class StreamedParts { kBoth, kReal };
 
-template <class V, int R, StreamedParts P>
+// Results 0 to radix - 1 of the butterflies of kBlocksInLine blocks.
+template <class V, StreamedParts P, class Get>
+[[gnu::always_inline]] inline void stream_results(const ColumnOutput<LaneOf<V>>& out, int block, int radix,
+                                                  std::int32_t group, const Get& get) noexcept {
+  constexpr int side = kBlocksInLine<V>;
+  const std::ptrdiff_t place = group * out.group_step + out.columns[block];
+  const std::ptrdiff_t im_step = P == StreamedParts::kBoth ? out.result_step : out.im_result_step;
+#pragma GCC unroll 16
+  for (int q = 0; q < radix; ++q) {
+    double* re = out.re + place + q * out.result_step;
+    double* im = out.im + place + q * im_step;
+#pragma GCC unroll 4
+    for (int s = 0; s < side; ++s) simd::stream_doubles(re + s * V::kLanes, get(s, q).re);
+#pragma GCC unroll 4
+    for (int s = 0; s < side; ++s) {
+      if constexpr (P == StreamedParts::kBoth) {
+        simd::stream_doubles(im + s * V::kLanes, get(s, q).im);
+      } else {
+        simd::store_doubles(im + s * V::kLanes, get(s, q).im);
+      }
+    }
+  }
+}
+
+// The butterflies of every block, each a line in itself.
+template <class V, int R>
 void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                        std::int32_t last_group) noexcept {
-  constexpr int side = kBlocksInLine<V>;
   for (std::int32_t g = first_group; g < last_group; ++g) {
     const std::ptrdiff_t position = out.positions[g] * kElement<V>;
-    for (int b = 0; b < out.count; b += side) {
-      Complex<V> x[side][R];
-#pragma GCC unroll 4
-      for (int s = 0; s < side; ++s) {
-        const LaneOf<V>* data = out.blocks[b + s] + position;
+    for (int b = 0; b < out.count; ++b) {
+      const LaneOf<V>* data = out.blocks[b] + position;
+      Complex<V> x[R];
 #pragma GCC unroll 16
-        for (int i = 0; i < R; ++i) x[s][i] = load_element<V>(data + i * kElement<V>);
-        Butterfly<R>::apply(x[s]);
-      }
-      const std::ptrdiff_t place = (g - first_group) * out.group_step + out.columns[b];
-#pragma GCC unroll 16
-      for (int q = 0; q < R; ++q) {
-        double* re = out.re + place + q * out.result_step;
-        double* im = out.im + place + q * (P == StreamedParts::kBoth ? out.result_step : out.im_result_step);
-#pragma GCC unroll 4
-        for (int s = 0; s < side; ++s) simd::stream_doubles(re + s * V::kLanes, x[s][q].re);
-#pragma GCC unroll 4
-        for (int s = 0; s < side; ++s) {
-          if constexpr (P == StreamedParts::kBoth) {
-            simd::stream_doubles(im + s * V::kLanes, x[s][q].im);
-          } else {
-            simd::store_doubles(im + s * V::kLanes, x[s][q].im);
-          }
-        }
-      }
+      for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
+      Butterfly<R>::apply(x);
+      stream_results<V, StreamedParts::kBoth>(out, b, R, g - first_group, [&](int, int q) { return x[q]; });
     }
   }
 }
@@ -295,37 +309,45 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
   }
 }
 
+// The code of a radix. All of them have `twiddled` and `last`; null elsewhere stands for a buffer and `last`,
+// a little slower, where few lengths come by: this is what compilers spend their time on.
 template <class V>
 struct RadixCode {
+  void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
+  void (*last)(const LaneOf<V>*, LaneOf<V>*, std::int32_t) noexcept;
   void (*load_first)(const double*, const double*, std::ptrdiff_t, LaneOf<V>*, std::int32_t, std::int32_t,
                      const Roots<LaneOf<V>>&) noexcept;
-  void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
   void (*twiddled_in_time)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t,
                            const Roots<LaneOf<V>>&) noexcept;
-  void (*last)(LaneOf<V>*, std::int32_t) noexcept;
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*store_mirrored_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
-  void (*stream_re_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
 };
 
 template <class V, int R>
 constexpr RadixCode<V> radix_code() noexcept {
-  return {.load_first = load_first_stage<V, R>,
-          .twiddled = twiddled_stage<V, R, Decimation::kInFrequency>,
-          .twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>,
-          .last = last_stage<V, R>,
-          .store_last = store_last_stage<V, R, Stored::kOnce>,
-          .store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>,
-          .stream_last = stream_last_stage<V, R, StreamedParts::kBoth>,
-          .stream_re_last = stream_last_stage<V, R, StreamedParts::kReal>};
+  RadixCode<V> code{};
+  code.twiddled = twiddled_stage<V, R, Decimation::kInFrequency>;
+  code.last = last_stage<V, R>;
+  // One lane is for planes of one row or very few columns.
+  constexpr bool one_lane = V::kLanes == 1;
+  if constexpr (!one_lane || sizeof(LaneOf<V>) < sizeof(double)) {
+    code.twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>;
+  }
+  if constexpr (!one_lane) code.store_last = store_last_stage<V, R, Stored::kOnce>;
+  if constexpr (!one_lane && R != 11 && R != 13) code.load_first = load_first_stage<V, R>;
+  if constexpr (!one_lane && (R == 4 || R == 5 || R == 8 || R == 10)) {
+    code.store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>;
+    if constexpr (kBlocksInLine<V> == 1) code.stream_last = stream_last_stage<V, R>;
+  }
+  return code;
 }
 
-// Radices that only a set with thirty-two registers gains from. The scalar one has them because the
-// tables of convolutions are transformed with it for every set.
+// Radices that only a set with thirty-two registers gains from. The scalar one has what the tables of
+// convolutions take, which are transformed with it for every set.
 template <class V, int R>
 constexpr RadixCode<V> composite_radix_code() noexcept {
-  if constexpr (kManyRegisters || V::kLanes == 1) {
+  if constexpr (kManyRegisters || (V::kLanes == 1 && sizeof(LaneOf<V>) == sizeof(double))) {
     return radix_code<V, R>();
   } else {
     return {};
@@ -352,6 +374,95 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     composite_radix_code<V, 15>(),
 };
 
+// The inputs and then the results of one butterfly.
+template <class V>
+class Buffer {
+ public:
+  void set(int i, const Complex<V>& x) noexcept { store_element<V>(values_ + i * kElement<V>, x); }
+  Complex<V> get(int q) const noexcept { return load_element<V>(values_ + q * kElement<V>); }
+  void apply(int radix) noexcept { apply(radix, values_); }
+  void apply(int radix, const LaneOf<V>* inputs) noexcept { kRadixCode<V>[radix].last(inputs, values_, 1); }
+
+ private:
+  alignas(64) LaneOf<V> values_[kMaxFixedRadix * kElement<V>];
+};
+
+// The first stage of a row, as load_first_stage().
+template <class V>
+void load_first(int radix, const double* re, const double* im, std::ptrdiff_t ahead, LaneOf<V>* data,
+                std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
+  const auto code = kRadixCode<V>[radix].load_first;
+  if (code != nullptr) return code(re, im, ahead, data, m, pitch, roots);
+  const LaneOf<V>* own = roots.own;
+  Buffer<V> buffer;
+  for (std::int32_t j = 0; j < m; ++j, own += 2 * (radix - 1), data += kElement<V>) {
+    for (int i = 0; i < radix; ++i) {
+      const std::ptrdiff_t at = (i * static_cast<std::ptrdiff_t>(m) + j) * V::kLanes;
+      Complex<V> x;
+      load_row_elements<V, 1>(re + at, im + at, 0, ahead, &x);
+      buffer.set(i, x);
+    }
+    buffer.apply(radix);
+    store_element<V>(data, buffer.get(0));
+    for (int q = 1; q < radix; ++q) {
+      store_element<V>(data + q * static_cast<std::ptrdiff_t>(pitch) * kElement<V>,
+                       multiply(buffer.get(q), own, q));
+    }
+  }
+}
+
+template <class V>
+void run_in_time(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
+                 const Roots<LaneOf<V>>& roots) noexcept {
+  const auto code = kRadixCode<V>[radix].twiddled_in_time;
+  if (code != nullptr) return code(data, groups, m, pitch, roots);
+  const std::ptrdiff_t stride = pitch * kElement<V>;
+  Buffer<V> buffer;
+  for (std::int32_t g = 0; g < groups; ++g, data += radix * stride) {
+    const LaneOf<V>* own = roots.own;
+    for (std::int32_t j = 0; j < m; ++j, own += 2 * (radix - 1)) {
+      LaneOf<V>* here = data + j * kElement<V>;
+      buffer.set(0, load_element<V>(here));
+      for (int i = 1; i < radix; ++i) buffer.set(i, multiply(load_element<V>(here + i * stride), own, i));
+      buffer.apply(radix);
+      for (int q = 0; q < radix; ++q) store_element<V>(here + q * stride, buffer.get(q));
+    }
+  }
+}
+
+template <class V, Stored S>
+void store_last(int radix, const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
+                std::int32_t last_group) noexcept {
+  const RadixCode<V>& radix_code = kRadixCode<V>[radix];
+  const auto code = S == Stored::kOnce ? radix_code.store_last : radix_code.store_mirrored_last;
+  if (code != nullptr) return code(out, first_group, last_group);
+  Buffer<V> buffer;
+  for (std::int32_t g = first_group; g < last_group; ++g) {
+    for (int b = 0; b < out.count; ++b) {
+      buffer.apply(radix, out.blocks[b] + out.positions[g] * kElement<V>);
+      store_results<V, S>(out, b, radix, S == Stored::kOnce ? g - first_group : g,
+                          [&](int q) { return buffer.get(q); });
+    }
+  }
+}
+
+// The same past the caches, in whole cache lines.
+template <class V, StreamedParts P>
+void stream_last(int radix, const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
+                 std::int32_t last_group) noexcept {
+  constexpr int side = kBlocksInLine<V>;
+  const auto code = kRadixCode<V>[radix].stream_last;
+  if (P == StreamedParts::kBoth && code != nullptr) return code(out, first_group, last_group);
+  Buffer<V> blocks[side];
+  for (std::int32_t g = first_group; g < last_group; ++g) {
+    for (int b = 0; b < out.count; b += side) {
+      for (int s = 0; s < side; ++s)
+        blocks[s].apply(radix, out.blocks[b + s] + out.positions[g] * kElement<V>);
+      stream_results<V, P>(out, b, radix, g - first_group, [&](int s, int q) { return blocks[s].get(q); });
+    }
+  }
+}
+
 // The roots of the stage that takes transforms of `length` elements, from butterfly `first` of this radix on.
 template <class V>
 Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t length, int radix = 1,
@@ -365,8 +476,8 @@ template <class V, Decimation D>
 void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                const Roots<LaneOf<V>>& roots) noexcept {
   if (radix > kMaxFixedRadix) return direct_stage<V, D>(data, radix, groups, m, pitch, roots);
-  const RadixCode<V>& code = kRadixCode<V>[radix];
-  (D == Decimation::kInTime ? code.twiddled_in_time : code.twiddled)(data, groups, m, pitch, roots);
+  if (D == Decimation::kInTime) return run_in_time<V>(radix, data, groups, m, pitch, roots);
+  kRadixCode<V>[radix].twiddled(data, groups, m, pitch, roots);
 }
 
 // One stage of `groups` adjacent transforms of `length` elements.
@@ -374,7 +485,7 @@ template <class V, Decimation D = Decimation::kInFrequency>
 void run_stage(const LinePlan<LaneOf<V>>& plan, int radix, std::int32_t groups, std::int32_t length,
                std::int32_t pitch, LaneOf<V>* data) noexcept {
   const std::int32_t m = length / radix;
-  if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, groups);
+  if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, data, groups);
   run_radix<V, D>(radix, data, groups, m, pitch, stage_roots<V>(plan, length));
 }
 

@@ -23,7 +23,7 @@ inline void store_double(double* p, double value) noexcept { __builtin_memcpy(p,
 inline constexpr std::size_t kAhead = 1024;
 
 // Whether every value is a zero of either sign.
-inline bool are_zeros(const double* values, std::size_t count) noexcept {
+[[gnu::noinline]] bool are_zeros(const double* values, std::size_t count) noexcept {
   constexpr std::size_t lanes = simd::F64::kLanes;
   std::size_t at = 0;
   for (; at + 4 * lanes <= count; at += 4 * lanes) {
@@ -83,8 +83,8 @@ inline bool are_images(const double* row, const double* image, std::ptrdiff_t le
 }
 
 // Whether row `row` and its mirror image are conjugates.
-inline bool is_row_hermitian(const PlaneShape& shape, const double* re, const double* im,
-                             std::int32_t row) noexcept {
+[[gnu::noinline]] bool is_row_hermitian(const PlaneShape& shape, const double* re, const double* im,
+                                        std::int32_t row) noexcept {
   const std::ptrdiff_t length = shape.row_length;
   const std::ptrdiff_t at = row * length;
   const std::ptrdiff_t image = row == 0 ? 0 : (shape.rows - row) * length;
