@@ -77,34 +77,39 @@ void PermutedRows::find_ends(const TapSpan& last_span) noexcept {
   }
 }
 
+// But for the groups and where their results go.
+PermutedArgs PermutedRows::arguments(const std::uint8_t* const* rows, Index first_row,
+                                     const SourceRows& source) const noexcept {
+  const PermutedShape& shape = plan_.shape;
+  const Index pixel_bytes = format_.pixel_bytes();
+  const bool is_followed = first_row + 2 * kPermutedRows <= source.end;
+  return {.rows = rows,
+          .lanes = plan_.lanes,
+          .weights = plan_.weights,
+          .weights_stride = plan_.weights_stride,
+          .taps = {shape.taps[0], shape.taps[1]},
+          .lead = shape.lead,
+          .code_step = code_step_,
+          .window_positions = shape.window_positions,
+          .window_step = shape.window_positions * pixel_bytes,
+          .pixel_bytes = pixel_bytes,
+          .group_samples = shape.group_pixels * format_.channels,
+          .ahead = is_followed ? kPermutedRows * source.step : 0,
+          .prefetched = is_followed ? prefetched_ : 0,
+          .channels = format_.channels,
+          .interleave = interleave_};
+}
+
 Index PermutedRows::run(Index first_row, const Strip& strip, const SourceRows& source,
                         const RowRing& ring) noexcept {
   const std::uint8_t* rows[kPermutedRows];
   float* targets[kPermutedRows];
   for (Index i = 0; i < kPermutedRows; ++i) rows[i] = source.row(std::min(first_row + i, source.end - 1));
   list_targets(first_row, kPermutedRows, source, ring, targets);
-  const bool is_followed = first_row + 2 * kPermutedRows <= source.end;
-  const PermutedShape& shape = plan_.shape;
-  const Index pixel_bytes = format_.pixel_bytes();
-  const Index begin = strip.first / shape.group_pixels;
-  const Index end = (strip.first + strip.count + shape.group_pixels - 1) / shape.group_pixels;
+  const Index begin = strip.first / plan_.shape.group_pixels;
+  const Index end = (strip.first + strip.count + plan_.shape.group_pixels - 1) / plan_.shape.group_pixels;
+  const PermutedArgs args = arguments(rows, first_row, source);
 
-  const PermutedArgs args{.rows = rows,
-                          .lanes = plan_.lanes,
-                          .weights = plan_.weights,
-                          .weights_stride = plan_.weights_stride,
-                          .taps = {shape.taps[0], shape.taps[1]},
-                          .lead = shape.lead,
-                          .code_step = code_step_,
-                          .window_positions = shape.window_positions,
-                          .window_step = shape.window_positions * pixel_bytes,
-                          .pixel_bytes = pixel_bytes,
-                          .group_samples = shape.group_pixels * format_.channels,
-                          .ahead = is_followed ? kPermutedRows * source.step : 0,
-                          .prefetched = is_followed ? prefetched_ : 0,
-                          .channels = format_.channels,
-                          .interleave = interleave_,
-                          .out = targets};
   // From group `from` to `to`, both of the strip, the first of which has its results where the strip begins.
   const auto run_groups = [&](PermutedArgs part, Index from, Index to) noexcept {
     from = std::max(from, begin);

@@ -34,6 +34,8 @@ class PermutedRows {
   };
 
   void find_ends(const TapSpan& last_span) noexcept;
+  PermutedArgs arguments(const std::uint8_t* const* rows, Index first_row,
+                         const SourceRows& source) const noexcept;
   void copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept;
 
   PermutedPlan plan_;

@@ -30,18 +30,36 @@ struct RowBatch {
   }
 };
 
-// Lines [begin, end) of what the rows from `first_row` on have from byte `offset` on, `row_lines` of each,
-// into the L2: one row after the other, as memory likes it.
-[[gnu::always_inline]] inline void prefetch_lines(const SourceRows& source, Index first_row, Index offset,
-                                                  Index row_lines, Index begin, Index end) noexcept {
-  for (Index line = begin; line < end;) {
-    const Index row = line / row_lines;
-    const Index row_end = std::min(end, (row + 1) * row_lines);
-    const std::uint8_t* const from = source.row(first_row + row) + offset;
-    for (Index at = line - row * row_lines; at < row_end - row * row_lines; ++at)
-      prefetch<false>(from + at * kBatchLine);
-    line = row_end;
+// Bytes [begin, end) of the rows behind a batch, as many as it has, which are fetched while it is summed.
+class NextBatch {
+ public:
+  NextBatch(const RowBatch& batch, const SourceRows& source, Index begin, Index end) noexcept
+      : source_(source),
+        first_(batch.first + batch.rows),
+        begin_(begin),
+        row_lines_((end - begin + kBatchLine - 1) / kBatchLine),
+        lines_(std::int64_t{std::min(batch.sample, source.end - first_)} * row_lines_) {}
+
+  // Parts [from, to) of `whole`, into the L2: one row after the other, as memory likes it. Inlined because
+  // compilers drop calls of functions that only prefetch.
+  [[gnu::always_inline]] void prefetch(Index from, Index to, Index whole) const noexcept {
+    const auto end = static_cast<Index>(lines_ * to / whole);
+    for (auto line = static_cast<Index>(lines_ * from / whole); line < end;) {
+      const Index row = line / row_lines_;
+      const Index row_end = std::min(end, (row + 1) * row_lines_);
+      const std::uint8_t* const bytes = source_.row(first_ + row) + begin_;
+      for (Index at = line - row * row_lines_; at < row_end - row * row_lines_; ++at)
+        resize::prefetch<false>(bytes + at * kBatchLine);
+      line = row_end;
+    }
   }
-}
+
+ private:
+  const SourceRows& source_;
+  Index first_;
+  Index begin_;
+  Index row_lines_;
+  std::int64_t lines_;
+};
 
 }  // namespace kyv::resize

@@ -133,17 +133,12 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   const Index last = ends_[end_pixel - 1];
 
   const bool is_grey = format_.channels == 1;
-  const Index next_row = first_row + batch.rows;
   const auto byte_of = [&](Index position) noexcept {
     return std::clamp<Index>(position, 0, usable_size_) * format_.pixel_bytes();
   };
   const Index begin_byte = byte_of(table_.spans[strip.first].first);
-  const Index row_lines = (byte_of(last) - begin_byte + kLine - 1) / kLine;
-  const std::int64_t next_lines = std::int64_t{std::min(batch.sample, source.end - next_row)} * row_lines;
-  const auto share = [&](Index position) noexcept {
-    return static_cast<Index>(next_lines * (byte_of(position) - begin_byte) /
-                              std::max<Index>(byte_of(last) - begin_byte, 1));
-  };
+  const Index row_bytes = std::max<Index>(byte_of(last) - begin_byte, 1);
+  const NextBatch next(batch, source, begin_byte, byte_of(last));
 
   Progress progress;
   progress.position = extent_of(table_, table_.spans[strip.first]).begin;
@@ -160,7 +155,7 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
         is_direct ? std::nullopt : std::optional(convert(batch, position, end));
     if (prefetches_ && is_inside && !is_grey) prefetch_chunk(batch, end, last);
     if (prefetches_ && is_inside && is_grey) {
-      prefetch_lines(source, next_row, begin_byte, row_lines, share(position), share(end));
+      next.prefetch(byte_of(position) - begin_byte, byte_of(end) - begin_byte, row_bytes);
     }
 
     const Index ended = std::upper_bound(ends_ + progress.pixel, ends_ + end_pixel, end) - ends_;

@@ -23,9 +23,8 @@ constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
 // their sums stay below 2^10 (2^18).
 constexpr float least_exact_weight(Depth depth) noexcept { return depth == kDepth8 ? 0x1p-20f : 0x1p-12f; }
 
-// The following three are inlined because compilers drop calls of functions that only prefetch.
-
-// Bytes [begin, end) of a row, into the L1.
+// Bytes [begin, end) of a row, into the L1. Inlined because compilers drop calls of functions that only
+// prefetch.
 [[gnu::always_inline]] inline void prefetch_bytes(const std::uint8_t* row, Index begin, Index end) noexcept {
   for (Index at = begin; at < end; at += kLine) prefetch<true>(row + at);
   prefetch<true>(row + end - 1);
@@ -107,6 +106,27 @@ void TransposedRows::clear_slack(Index count) const noexcept {
   }
 }
 
+// Fetches what is needed behind a segment of a strip. The processor follows the rows of a few groups by
+// itself and is only late: they get the next segment. Those of grey batches are too many for it: a share of
+// the next batch comes with each segment.
+[[gnu::always_inline]] inline void TransposedRows::prefetch_after(const Strip& segment, const Strip& strip,
+                                                                  const Window& window, const RowBatch& batch,
+                                                                  const SourceRows& source) const noexcept {
+  const TapSpan* const spans = table_.spans + strip.first;
+  const Index end = segment.first + segment.count;
+  const auto byte_of = [&](Index position) noexcept {
+    return std::clamp<Index>(position, 0, usable_size_) * format_.pixel_bytes();
+  };
+  if (format_.channels == 1 && batch.groups > 1) {
+    const NextBatch next(batch, source, byte_of(spans[0].first), byte_of(spans[strip.count - 1].end()));
+    next.prefetch(segment.first, end, strip.count);
+  } else if (end < strip.count) {
+    const Index from = window.converted * sample_bytes(format_.depth);
+    const Index to = byte_of(spans[std::min(end + segment_, strip.count) - 1].end());
+    for (Index i = 0; from < to && i < batch.rows; ++i) prefetch_bytes(batch.sources[i], from, to);
+  }
+}
+
 Index TransposedRows::run(Index first_row, const Strip& strip, const SourceRows& source,
                           const RowRing& ring) noexcept {
   const bool is_last_grey = format_.channels == 1 && source.end - first_row <= kernels_->lanes;
@@ -114,31 +134,11 @@ Index TransposedRows::run(Index first_row, const Strip& strip, const SourceRows&
                        ring);
   const auto sum = kernels_->sum[pixel_size(batch, format_.channels)][sums_];
   const TapSpan* const spans = table_.spans + strip.first;
-  const Index bytes = format_.pixel_bytes();
-  const auto byte_of = [&](Index position) noexcept {
-    return std::clamp<Index>(position, 0, usable_size_) * bytes;
-  };
-  const Index begin_byte = byte_of(spans[0].first);
-  const Index row_lines = (byte_of(spans[strip.count - 1].end()) - begin_byte + kLine - 1) / kLine;
-  const Index next_row = first_row + batch.rows;
-  const std::int64_t next_lines = std::int64_t{std::min(batch.sample, source.end - next_row)} * row_lines;
-  const auto share = [&](Index pixel) noexcept {
-    return static_cast<Index>(next_lines * pixel / strip.count);
-  };
-
   Window window{spans[0].first, spans[0].first, std::max<Index>(spans[0].first, 0) * format_.channels};
   for (Index first = 0; first < strip.count; first += segment_) {
     const Index end = std::min(first + segment_, strip.count);
     advance(window, batch, spans[first], spans[end - 1]);
-    // The processor follows the rows of a few groups by itself and is only late; those of grey batches are
-    // too many for it.
-    if (prefetches_ && format_.channels == 1 && batch.groups > 1) {
-      prefetch_lines(source, next_row, begin_byte, row_lines, share(first), share(end));
-    } else if (prefetches_ && end < strip.count) {
-      const Index from = window.converted * sample_bytes(format_.depth);
-      const Index to = byte_of(spans[std::min(end + segment_, strip.count) - 1].end());
-      for (Index i = 0; from < to && i < batch.rows; ++i) prefetch_bytes(batch.sources[i], from, to);
-    }
+    if (prefetches_) prefetch_after({first, end - first}, strip, window, batch, source);
     sum({.samples = room_.samples,
          .origin = window.origin,
          .table = table_,

@@ -34,6 +34,8 @@ class TransposedRows {
   void clear_slack(Index count) const noexcept;
   void advance(Window& window, const RowBatch& batch, const TapSpan& first,
                const TapSpan& last) const noexcept;
+  void prefetch_after(const Strip& segment, const Strip& strip, const Window& window, const RowBatch& batch,
+                      const SourceRows& source) const noexcept;
   void repeat_pixel(const Window& window, const RowBatch& batch, Index from, Index first,
                     Index end) const noexcept;
 
