@@ -19,6 +19,8 @@ struct ModeName {
   int mode;
   const char* name;
 };
+
+void PrintTo(const ModeName& mode, std::ostream* out) { *out << mode.name; }
 constexpr ModeName kModes[] = {{1, "nearest"}, {2, "linear"}, {4, "cubic"}, {8, "super"}, {16, "lanczos"}};
 
 // Super-sampling reduces only: the destination must not be larger than the region.
