@@ -16,6 +16,7 @@
 #include "common/timing.h"
 #include "psfotf/conversion.h"
 #include "psfotf/dft_service.h"
+#include "runtime/aligned_memory.h"
 #include "runtime/dispatch.h"
 
 namespace kyv::bench {
@@ -122,12 +123,15 @@ class Interleaved {
 };
 
 void plan_only(psfotf::Precision precision, Size size, const psfotf::Kernels& kernels) {
+  const std::uint64_t bytes = psfotf::array_workspace_bytes(precision, {size.width, size.height}, kernels);
+  void* workspace = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
   for (int p = 0; p < kPlanes; ++p) {
     psfotf::Descriptor* d = psfotf::create_descriptor(precision, {size.width, size.height}, kernels);
-    psfotf::commit_for_arrays(d);
+    psfotf::commit_for_arrays(d, workspace);
     keep(d);
     psfotf::DftiFreeDescriptor(&d);
   }
+  runtime::aligned_free(workspace);
 }
 
 template <class T>

@@ -53,7 +53,7 @@ class PlaneTransform {
   // False when it could not be set up, with nothing written.
   bool run(const PlaneArrays& plane, void* workspace) noexcept {
     if (descriptor_ == nullptr) create();
-    commit_for_arrays(descriptor_);
+    commit_for_arrays(descriptor_, workspace);
     return compute_arrays(descriptor_, direction_, plane, workspace) == DFTI_NO_ERROR;
   }
 

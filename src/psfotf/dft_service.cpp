@@ -31,7 +31,8 @@ TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T
 }
 
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
-// its columns, and its rows too, by half at least, where a row cannot be cut into whole vectors.
+// its columns, and its rows too, by half at least, where a row is not whole vectors or is a convolution: one
+// row beside empty lanes would pay for them in memory.
 template <class T>
 const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept {
   for (const Kernels* kernels = &widest; kernels != nullptr; kernels = kernels->narrower) {
@@ -39,9 +40,9 @@ const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept 
   }
   const Kernels* kernels = &widest;
   while (kernels->narrower != nullptr) {
-    const std::int32_t lanes = precision_of<T>(*kernels).lanes;
-    const bool rows_fill = shape.rows >= lanes - lanes / 2 || shape.row_length % lanes == 0;
-    if (shape.row_length >= lanes && rows_fill) break;
+    const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
+    const bool rows_fill = shape.rows > 1 && shape.rows >= of_precision.lanes / 2;
+    if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
     kernels = kernels->narrower;
   }
   return *kernels;
@@ -75,23 +76,21 @@ class Descriptor {
   }
 
   // Plans; false when there is no memory.
-  bool commit() noexcept {
+  bool commit(void* workspace) noexcept {
     release();
-    committed_ =
-        precision_ == Precision::kSingle ? plan(single_square_, single_) : plan(double_square_, double_);
-    return committed_;
+    return make_plan(workspace);
   }
 
   // Plans and takes the memory for interleaved transforms: a workspace and the plane's separate parts.
   bool commit_interleaved() noexcept {
-    if (!commit()) return false;
+    release();
     const std::int32_t lengths[2] = {shape_.rows, shape_.row_length};
     const std::uint64_t workspace = array_workspace_bytes(precision_, lengths, kernels_);
     const std::uint64_t parts = 2 * sizeof(double) * elements();
     if (parts <= SIZE_MAX && workspace <= SIZE_MAX - parts) {
       interleaved_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(workspace + parts));
     }
-    if (interleaved_memory_ == nullptr) {
+    if (interleaved_memory_ == nullptr || !make_plan(interleaved_memory_)) {
       release();
       return false;
     }
@@ -125,8 +124,14 @@ class Descriptor {
     return static_cast<std::uint64_t>(shape_.rows) * static_cast<std::uint64_t>(shape_.row_length);
   }
 
+  bool make_plan(void* workspace) noexcept {
+    committed_ = precision_ == Precision::kSingle ? plan(workspace, single_square_, single_)
+                                                  : plan(workspace, double_square_, double_);
+    return committed_;
+  }
+
   template <class T>
-  bool plan(TransformSquare<T>& square, const PlanePlan<T>*& result) noexcept {
+  bool plan(void* workspace, TransformSquare<T>& square, const PlanePlan<T>*& result) noexcept {
     square = square_code(shape_, precision_of<T>(kernels_));
     if (square != nullptr) return true;
     const std::uint64_t bytes = plan_bytes<T>(shape_, kernels_);
@@ -136,7 +141,7 @@ class Descriptor {
       plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
       memory = plan_memory_;
     }
-    if (memory != nullptr) result = make_plane_plan<T>(shape_, kernels_, memory);
+    if (memory != nullptr) result = make_plane_plan<T>(shape_, kernels_, memory, workspace);
     return memory != nullptr;
   }
 
@@ -320,9 +325,9 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
   return new (memory) Descriptor(precision, shape, fitting(kernels, precision, shape), room == nullptr);
 }
 
-std::int32_t commit_for_arrays(Descriptor* descriptor) noexcept {
+std::int32_t commit_for_arrays(Descriptor* descriptor, void* workspace) noexcept {
   if (!is_sound(descriptor)) return DFTI_BAD_DESCRIPTOR;
-  return descriptor->is_committed() || descriptor->commit() ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
+  return descriptor->is_committed() || descriptor->commit(workspace) ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
 }
 
 namespace {

@@ -46,6 +46,25 @@ void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stag
   }
 }
 
+// What needs no table.
+template <class T>
+LinePlan<T> mixed_radix_plan(const LineShape& shape, PartGap gap) noexcept {
+  LinePlan<T> plan{};
+  plan.length = shape.length;
+  plan.method = LineMethod::kMixedRadix;
+  plan.stages = shape.stages;
+  std::copy(shape.radices, shape.radices + kMaxStages, plan.radices);
+  plan.part_pitch = part_pitch(shape, gap);
+  return plan;
+}
+
+template <class T>
+void set_roots(LinePlan<T>& plan, const RootTable<T>& roots) noexcept {
+  plan.root_re = roots.re;
+  plan.root_im = roots.im;
+  plan.root_count = roots.order;
+}
+
 }  // namespace
 
 template <class T>
@@ -63,18 +82,11 @@ const LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const Ro
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
   if (arena.is_counting()) return nullptr;
-  *plan = {};
-  plan->length = shape.length;
-  plan->method = shape.method;
-  plan->stages = shape.stages;
-  std::copy(shape.radices, shape.radices + kMaxStages, plan->radices);
+  *plan = mixed_radix_plan<T>(shape, gap);
   fill_positions(shape, gap, positions);
-  plan->part_pitch = part_pitch(shape, gap);
   fill_stage_roots(shape, roots, stage_roots);
   plan->stage_roots = stage_roots;
-  plan->root_re = roots.re;
-  plan->root_im = roots.im;
-  plan->root_count = roots.order;
+  set_roots(*plan, roots);
   plan->positions = positions;
   return plan;
 }
@@ -112,85 +124,107 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
   return g;
 }
 
-// Doubles that a convolution's tables are computed in, whatever the precision of the transform.
-struct Sequence {
-  double* re;
-  double* im;
+// The elements of one line of a convolution, pairs of real and imaginary part, with the gaps between its
+// parts.
+class InnerLine {
+ public:
+  InnerLine(double* values, const LinePlan<double>& plan) noexcept
+      : values_(values), part_(plan.length / plan.radices[0]), pitch_(plan.part_pitch) {}
+  double* values() const noexcept { return values_; }
+  double* element(std::int32_t k) const noexcept {
+    return values_ + 2 * static_cast<std::ptrdiff_t>(k / part_ * pitch_ + k % part_);
+  }
+  void set(std::int32_t k, double re, double im) const noexcept {
+    element(k)[0] = re;
+    element(k)[1] = im;
+  }
+
+ private:
+  double* values_;
+  std::int32_t part_;
+  std::int32_t pitch_;
 };
 
 // b[q] = w^(g^-q), w the first root of unity of the prime length.
-void fill_rader_kernel(const double* root_re, const double* root_im, const std::int32_t* inverse_powers,
-                       std::int32_t count, const Sequence& b) noexcept {
-  for (std::int32_t q = 0; q < count; ++q) {
-    b.re[q] = root_re[inverse_powers[q]];
-    b.im[q] = root_im[inverse_powers[q]];
-  }
+void fill_rader_kernel(const RootTable<double>& roots, const std::int32_t* inverse_powers, std::int32_t count,
+                       const InnerLine& b) noexcept {
+  for (std::int32_t q = 0; q < count; ++q) b.set(q, roots.re[inverse_powers[q]], roots.im[inverse_powers[q]]);
 }
 
-// b[m] = exp(+pi i m^2 / n) for |m| < n, cyclic; the roots are those of order 2n.
-void fill_bluestein_kernel(const double* root_re, const double* root_im, std::int32_t n,
-                           std::int32_t inner_length, const Sequence& b) noexcept {
-  std::fill(b.re, b.re + inner_length, 0.0);
-  std::fill(b.im, b.im + inner_length, 0.0);
+// The chirp exp(-pi i m^2 / n), m < n, from roots of order 2n; and b[m], its conjugate for |m| < n, cyclic.
+template <class T>
+void fill_chirp(const RootTable<double>& roots, std::int32_t n, std::int32_t inner_length, T* re, T* im,
+                const InnerLine& b) noexcept {
+  for (std::int32_t m = 0; m < inner_length; ++m) b.set(m, 0.0, 0.0);
   for (std::int64_t m = 0; m < n; ++m) {
     const std::int64_t square = m * m % (2 * static_cast<std::int64_t>(n));
-    const std::int64_t mirrored = m == 0 ? 0 : inner_length - m;
-    b.re[m] = b.re[mirrored] = root_re[square];
-    b.im[m] = b.im[mirrored] = -root_im[square];
+    re[m] = static_cast<T>(roots.re[square]);
+    im[m] = static_cast<T>(roots.im[square]);
+    b.set(static_cast<std::int32_t>(m), roots.re[square], -roots.im[square]);
+    if (m != 0) b.set(static_cast<std::int32_t>(inner_length - m), roots.re[square], -roots.im[square]);
   }
 }
 
 // The transform of `b` in double precision, divided by its length, in the order of the elements.
 template <class T>
-void fill_spectrum(const PrecisionKernels<double>& one_line, const LinePlan<double>& plan, const Sequence& b,
-                   double* work, T* re, T* im) noexcept {
-  const std::int32_t n = plan.length;
-  const std::int32_t part = n / plan.radices[0];
-  const auto element = [&](std::int32_t k) {
-    return work + 2 * static_cast<std::ptrdiff_t>(k / part * plan.part_pitch + k % part);
-  };
-  for (std::int32_t k = 0; k < n; ++k) {
-    element(k)[0] = b.re[k];
-    element(k)[1] = b.im[k];
-  }
-  one_line.transform_lines(plan, work, nullptr);
-  for (std::int32_t k = 0; k < n; ++k) {
-    re[k] = static_cast<T>(element(k)[0] / n);
-    im[k] = static_cast<T>(element(k)[1] / n);
+void fill_spectrum(const PrecisionKernels<double>& one_line, const LinePlan<double>& plan, const InnerLine& b,
+                   T* re, T* im) noexcept {
+  one_line.transform_lines(plan, b.values(), nullptr);
+  for (std::int32_t k = 0; k < plan.length; ++k) {
+    re[k] = static_cast<T>(b.element(k)[0] / plan.length);
+    im[k] = static_cast<T>(b.element(k)[1] / plan.length);
   }
 }
 
+// The transform over a convolution's inner length. Nothing asks where its results are left, and the roots of
+// the whole circle are kept only where a radix, the first one then, is summed directly: else they lie in
+// `scratch` for a while, or behind what is kept in the arena where that is null.
 template <class T>
-const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernels,
-                                   runtime::Arena& arena) noexcept {
+const LinePlan<T>* lay_inner(const LineShape& shape, runtime::Arena& arena, const runtime::Arena* scratch,
+                             PlanningMemory& memory) noexcept {
+  auto* plan = arena.take<LinePlan<T>>(1);
+  auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
+  runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
+  const bool keeps_roots = shape.radices[0] > kMaxFixedRadix;
+  const RootTable<T> roots = lay_roots<T>(shape.length, keeps_roots ? arena : beyond);
+  memory.count(beyond);
+  if (arena.is_counting()) return nullptr;
+  *plan = mixed_radix_plan<T>(shape, gap_of(shape));
+  fill_stage_roots(shape, roots, stage_roots);
+  plan->stage_roots = stage_roots;
+  if (keeps_roots) set_roots(*plan, roots);
+  return plan;
+}
+
+template <class T>
+const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernels, runtime::Arena& arena,
+                                   PlanningMemory& memory) noexcept {
   LineShape inner_shape;
   factorize(inner_shape, shape.inner_length, precision_of<T>(kernels).radices);
-  const PrecisionKernels<double>& one_line = narrowest(kernels).double_precision;
-  const PartGap gap = gap_of(inner_shape);
   const bool rader = shape.method == LineMethod::kRader;
   const auto n = static_cast<std::uint64_t>(shape.length);
   const auto inner_n = static_cast<std::uint64_t>(shape.inner_length);
-  const std::uint64_t root_count = rader ? n : 2 * n;
 
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(n);
   auto* spectrum_re = arena.take<T>(inner_n);
   auto* spectrum_im = arena.take<T>(inner_n);
-  auto* first_table = arena.take<T>(rader ? 0 : n);
-  auto* second_table = arena.take<T>(rader ? 0 : n);
+  auto* chirp_re = arena.take<T>(rader ? 0 : n);
+  auto* chirp_im = arena.take<T>(rader ? 0 : n);
   auto* gather = arena.take<std::int32_t>(rader ? n : 0);
   auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
-  const LinePlan<T>* inner = lay_mixed_radix<T>(inner_shape, gap, arena);
+  runtime::Arena scratch = memory.arena();
+  const LinePlan<T>* inner = lay_inner<T>(inner_shape, arena, &scratch, memory);
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
     exact_inner = inner;
   } else {
-    exact_inner = lay_mixed_radix<double>(inner_shape, gap, arena);
+    exact_inner = lay_inner<double>(inner_shape, scratch, nullptr, memory);
   }
-  auto* root_re = arena.take<double>(root_count);
-  auto* root_im = arena.take<double>(root_count);
-  const Sequence kernel{arena.take<double>(inner_n), arena.take<double>(inner_n)};
-  auto* work = arena.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
+  const std::int32_t order = rader ? shape.length : 2 * shape.length;
+  auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
+  const RootTable<double> roots = lay_roots<double>(order, scratch);
+  memory.count(scratch);
   if (arena.is_counting()) return nullptr;
 
   *plan = {};
@@ -201,8 +235,7 @@ const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernel
   plan->spectrum_re = spectrum_re;
   plan->spectrum_im = spectrum_im;
   for (std::int32_t k = 0; k < shape.length; ++k) positions[k] = k;
-  const auto order = static_cast<std::int32_t>(root_count);
-  fill_roots(order, order, root_re, root_im);
+  const InnerLine b(line, *exact_inner);
   if (rader) {
     const std::int64_t g = generator(inner_shape);
     const std::int64_t inverse = power_mod(g, shape.length - 2, shape.length);
@@ -213,17 +246,13 @@ const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernel
     }
     plan->gather = gather;
     plan->scatter = scatter;
-    fill_rader_kernel(root_re, root_im, scatter, shape.inner_length, kernel);
+    fill_rader_kernel(roots, scatter, shape.inner_length, b);
   } else {
-    fill_bluestein_kernel(root_re, root_im, shape.length, shape.inner_length, kernel);
-    for (std::int32_t k = 0; k < shape.length; ++k) {
-      first_table[k] = static_cast<T>(kernel.re[k]);
-      second_table[k] = static_cast<T>(-kernel.im[k]);
-    }
-    plan->chirp_re = first_table;
-    plan->chirp_im = second_table;
+    fill_chirp(roots, shape.length, shape.inner_length, chirp_re, chirp_im, b);
+    plan->chirp_re = chirp_re;
+    plan->chirp_im = chirp_im;
   }
-  fill_spectrum(one_line, *exact_inner, kernel, work, spectrum_re, spectrum_im);
+  fill_spectrum(narrowest(kernels).double_precision, *exact_inner, b, spectrum_re, spectrum_im);
   return plan;
 }
 
@@ -231,18 +260,19 @@ const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernel
 
 template <class T>
 const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
-                            runtime::Arena& arena) noexcept {
+                            runtime::Arena& arena, PlanningMemory& memory) noexcept {
   return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, gap, arena)
-                                                 : lay_convolution<T>(shape, kernels, arena);
+                                                 : lay_convolution<T>(shape, kernels, arena, memory);
 }
 
 template RootTable<float> lay_roots(std::int32_t, runtime::Arena&) noexcept;
-template const LinePlan<float>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&) noexcept;
+template const LinePlan<float>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
+                                         PlanningMemory&) noexcept;
 template const LinePlan<float>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<float>&,
                                                 runtime::Arena&) noexcept;
 template RootTable<double> lay_roots(std::int32_t, runtime::Arena&) noexcept;
-template const LinePlan<double>* lay_line(const LineShape&, PartGap, const Kernels&,
-                                          runtime::Arena&) noexcept;
+template const LinePlan<double>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
+                                          PlanningMemory&) noexcept;
 template const LinePlan<double>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<double>&,
                                                  runtime::Arena&) noexcept;
 

@@ -3,6 +3,7 @@
 // Everything is laid into an arena. While that only counts, nothing is computed and the results are null.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "psfotf/factorisation.h"
@@ -23,10 +24,24 @@ struct RootTable {
 template <class T>
 RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept;
 
-// A line of any method, with roots of its own.
+// What planning needs for a while, over and over from its start; where there is none, it only counts.
+class PlanningMemory {
+ public:
+  explicit PlanningMemory(void* memory = nullptr) noexcept : memory_(memory) {}
+  runtime::Arena arena() const noexcept { return runtime::Arena(memory_); }
+  void count(const runtime::Arena& used) noexcept { bytes_ = std::max(bytes_, used.aligned_bytes()); }
+  // The most that was in use at one time.
+  std::uint64_t bytes() const noexcept { return bytes_; }
+
+ private:
+  void* memory_;
+  std::uint64_t bytes_ = 0;
+};
+
+// A line of any method, with roots of its own. The convolution methods take planning memory.
 template <class T>
 const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
-                            runtime::Arena& arena) noexcept;
+                            runtime::Arena& arena, PlanningMemory& memory) noexcept;
 
 // A line of mixed radix with roots whose order is a multiple of the length.
 template <class T>

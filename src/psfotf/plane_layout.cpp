@@ -166,11 +166,11 @@ void fill_row_twiddles(const RootTable<T>& roots, std::int32_t elements, std::in
 // Axes of equal length share their tables.
 template <class T>
 PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, const Kernels& kernels,
-                        runtime::Arena& arena) noexcept {
+                        runtime::Arena& arena, PlanningMemory& memory) noexcept {
   const std::int32_t lanes = precision_of<T>(kernels).lanes;
   const bool square = shape.rows == shape.row_length;
   auto* plan = arena.take<PlanePlan<T>>(1);
-  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), kernels, arena);
+  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), kernels, arena, memory);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
   RootTable<T> roots;
@@ -182,7 +182,7 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (!arena.is_counting()) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
-    row = lay_line<T>(method.row, PartGap::kNone, kernels, arena);
+    row = lay_line<T>(method.row, PartGap::kNone, kernels, arena, memory);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
@@ -214,7 +214,8 @@ std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexce
   const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   runtime::Arena arena;
-  lay_plane<T>(shape, method, kernels, arena);
+  PlanningMemory memory;
+  lay_plane<T>(shape, method, kernels, arena, memory);
   return arena.aligned_bytes();
 }
 
@@ -222,20 +223,38 @@ template <class T>
 std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept {
   const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
-  return lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
+  const std::uint64_t bytes =
+      lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
+  if (method.row.method == LineMethod::kMixedRadix && method.column.method == LineMethod::kMixedRadix) {
+    return bytes;
+  }
+  runtime::Arena arena;
+  PlanningMemory memory;
+  lay_plane<T>(shape, method, kernels, arena, memory);
+  return std::max(bytes, memory.bytes());
 }
 
 template <class T>
-const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory) noexcept {
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory,
+                                    void* workspace) noexcept {
   runtime::Arena arena(memory);
-  return lay_plane<T>(shape, choose_plane(shape, precision_of<T>(kernels)), kernels, arena);
+  PlanningMemory for_a_while(workspace);
+  return lay_plane<T>(shape, choose_plane(shape, precision_of<T>(kernels)), kernels, arena, for_a_while);
+}
+
+template <class T>
+bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  return shape.row_length % kernels.lanes == 0 &&
+         choose_plane(shape, kernels).row.method == LineMethod::kMixedRadix;
 }
 
 template std::uint64_t plan_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
 template std::uint64_t plan_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
 template std::uint64_t workspace_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
 template std::uint64_t workspace_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
-template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const Kernels&, void*) noexcept;
-template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const Kernels&, void*) noexcept;
+template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const Kernels&, void*, void*) noexcept;
+template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const Kernels&, void*, void*) noexcept;
+template bool fills_vectors(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+template bool fills_vectors(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
 
 }  // namespace kyv::psfotf

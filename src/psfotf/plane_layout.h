@@ -15,12 +15,20 @@ inline constexpr std::uint64_t kImpossible = UINT64_MAX;  // the byte count of w
 template <class T>
 std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept;
 
-// Bytes that a transform of the plane works in.
+// Bytes that a transform of the plane works in, and its planning.
 template <class T>
 std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept;
 
-// The plan of a plane, laid out in plan_bytes() bytes of `memory`, aligned to a cache line.
+// The plan of a plane, laid out in plan_bytes() bytes of `memory`; workspace_bytes() bytes of `workspace`
+// hold what planning needs for a while. Both are aligned to a cache line.
 template <class T>
-const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory) noexcept;
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory,
+                                    void* workspace) noexcept;
+
+// Whether few rows fill the vectors: a row is whole vectors and no convolution. It is then transformed within
+// the lanes, or across them where a radix is summed directly: slow in either case, and slower in narrower
+// vectors.
+template <class T>
+bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept;
 
 }  // namespace kyv::psfotf

@@ -137,7 +137,7 @@ struct PlannedCase : PlaneCase {
         workspace(work_bytes) {
     paint(plan_memory, plan_bytes);
     paint(workspace, work_bytes);
-    plan = psfotf::make_plane_plan<T>(shape, kernels, plan_memory.data());
+    plan = psfotf::make_plane_plan<T>(shape, kernels, plan_memory.data(), workspace.data());
   }
   std::string verdict() const {
     const bool stayed = plan_memory.intact() && workspace.intact();

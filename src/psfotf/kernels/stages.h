@@ -329,9 +329,9 @@ constexpr RadixCode<V> radix_code() noexcept {
   RadixCode<V> code{};
   code.twiddled = twiddled_stage<V, R, Decimation::kInFrequency>;
   code.last = last_stage<V, R>;
-  // One lane is for planes of one row or very few columns.
+  // One lane is for planes of one row or very few columns; its composite radices are for tables alone.
   constexpr bool one_lane = V::kLanes == 1;
-  if constexpr (!one_lane || sizeof(LaneOf<V>) < sizeof(double)) {
+  if constexpr (!one_lane || R < 6 || R == 7 || R == 8 || R == 11 || R == 13) {
     code.twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>;
   }
   if constexpr (!one_lane) code.store_last = store_last_stage<V, R, Stored::kOnce>;
