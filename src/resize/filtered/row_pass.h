@@ -71,9 +71,10 @@ struct SourceRows {
 // The row results' place for `count` source rows from `first_row` on; rows that are not needed share one.
 inline void list_targets(Index first_row, Index count, const SourceRows& source, const RowRing& ring,
                          float** targets) noexcept {
-  for (Index i = 0; i < count; ++i) {
-    targets[i] = first_row + i < source.end ? ring.row(first_row + i) : ring.unwanted();
-  }
+  float* row = ring.row(first_row);
+  const Index wanted = std::min(count, source.end - first_row);
+  for (Index i = 0; i < wanted; ++i, row = ring.row_after(row)) targets[i] = row;
+  std::fill(targets + wanted, targets + count, ring.unwanted());
 }
 
 }  // namespace kyv::resize
