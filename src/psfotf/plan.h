@@ -38,20 +38,21 @@ struct LinePlan {
   // (length - L) others: butterfly j has exp(-2 pi i j q / L) for q = 1 to R - 1, real and imaginary part in
   // turn.
   const T* stage_roots;
-  const T* root_re;  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length; null in `inner`
-                     // where no radix is summed directly
+  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length; null in `inner` where no radix is
+  // summed directly.
+  const T* root_re;
   const T* root_im;
   std::int32_t root_count;
 
   // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
   // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
   std::int32_t part_pitch;
-  const std::int32_t*
-      positions;  // result k of the finished transform is element positions[k]; null in `inner`
+  // Result k of the finished transform is element positions[k]; null in `inner`.
+  const std::int32_t* positions;
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, in the
-  // order that the inner stages leave it in; the
-  // elements to take and to fill (Rader: powers of a generator and of its inverse), the chirp (Bluestein).
+  // order that the inner stages leave it in; the elements to take and to fill (Rader: powers of a generator
+  // and of its inverse), the chirp (Bluestein).
   const LinePlan* inner;
   const T* spectrum_re;
   const T* spectrum_im;
