@@ -12,8 +12,9 @@ namespace kyv::host {
 // The picture as seen through the PSF: its convolution with it.
 Image blur(const Library& library, const Image& image, const ComplexPlanes& psf, Precision precision);
 
-// Undoes the blur by Wiener's filter conj(H) / (|H|^2 + 1/snr), scaled to keep the mean brightness. `snr` is
-// the ratio of the powers of signal and noise, above 0, taken as equal at all frequencies.
+// Undoes the blur by Wiener's filter conj(H) / (|H|^2 + n), scaled to keep the mean brightness. `snr` is the
+// ratio of the powers of signal and noise, above 0; n, its inverse by frequency, grows with the square of the
+// frequency as in photographs under white noise.
 Image deblur(const Library& library, const Image& image, const ComplexPlanes& psf, double snr,
              Precision precision);
 
