@@ -12,13 +12,22 @@ bool has_normal_products(const BuiltTable& x, const BuiltTable& y) noexcept {
   return static_cast<double>(x.smallest) * static_cast<double>(y.smallest) >= 0x1p-101;
 }
 
-// Destination pixels that the ring's memory has room for: wide strips, because memory likes long runs.
-Index strip_width(const Workspace& work, Index ring_rows, Index multiple, bool has_totals,
+// Floats of a ring's rows for strips of so many pixels.
+std::uint64_t ring_pitch(Index pixels, std::int32_t channels) noexcept {
+  return RowRing::pitch_of(static_cast<std::uint64_t>(pixels) * static_cast<std::uint64_t>(channels),
+                           kRingSlack);
+}
+
+// Destination pixels of a strip, at most `most`: all of them, or as few strips as the ring's memory has room
+// for, because memory likes long runs, and these alike.
+Index strip_width(const Workspace& work, Index ring_rows, Index multiple, Index count, Index most,
                   std::int32_t channels) noexcept {
   const Index floats = std::min(work.ring_floats, kRingFloats) / (ring_rows + 1);
-  const Index fitting = (floats - 2 * kRingSlack) / channels;
-  return std::max<Index>((has_totals ? std::min(fitting, work.longest_strip) : fitting) / multiple, 1) *
-         multiple;
+  if (most >= count && ring_pitch(count, channels) <= static_cast<std::uint64_t>(floats)) return count;
+  const Index fitting = std::max<Index>(std::min((floats - 2 * kRingSlack) / channels, most) / multiple, 1);
+  const Index blocks = (count + multiple - 1) / multiple;
+  const Index strips = (blocks + fitting - 1) / fitting;
+  return (blocks + strips - 1) / strips * multiple;
 }
 
 }  // namespace
@@ -36,12 +45,11 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
   const auto [at_once, multiple] = with_row_pass(
       planned.pass, [](const auto& pass) { return std::pair(pass.rows_at_once(), pass.strip_multiple()); });
   const Index ring_rows = work.ring_rows(at_once);
-  const bool has_totals = y.table.stride > kTapBlock;
-  const Index width = std::min<Index>(strip_width(work, ring_rows, multiple, has_totals, job.format.channels),
-                                      geometry.x.count);
+  const Index count = geometry.x.count;
+  const Index most = y.table.stride > kTapBlock ? work.longest_strip : count;
+  const Index width = strip_width(work, ring_rows, multiple, count, most, job.format.channels);
   const Index samples = width * job.format.channels;
-  const RowRing ring(work.ring, ring_rows,
-                     static_cast<Index>(RowRing::pitch_of(static_cast<std::uint64_t>(samples), kRingSlack)));
+  const RowRing ring(work.ring, ring_rows, static_cast<Index>(ring_pitch(width, job.format.channels)));
   ring.clear_slack(samples, rounded_up(samples, kColumnGroup) - samples);
 
   ColumnRows columns(job, y, has_normal_products(x, y), work, kernels);
@@ -52,8 +60,8 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
       .step = job.src_step,
       .usable_size = geometry.y.usable_size,
       .end = std::clamp<Index>(y.table.spans[geometry.y.count - 1].end() - 1, 0, last_source) + 1};
-  for (Index first = 0; first < geometry.x.count; first += width) {
-    const Strip strip{first, std::min<Index>(width, geometry.x.count - first)};
+  for (Index first = 0; first < count; first += width) {
+    const Strip strip{first, std::min(width, count - first)};
     columns.begin(strip);
     for (Index row = first_row; row < source.end;) {
       row += with_row_pass(planned.pass, [&](auto& pass) { return pass.run(row, strip, source, ring); });
