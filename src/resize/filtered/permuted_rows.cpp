@@ -37,13 +37,24 @@ PermutedRows::PermutedRows(const RowPassFacts& facts, const PermutedRoom& room,
       usable_size_(facts.geometry.x.usable_size),
       copies_(room.ends),
       copy_bytes_(room.end_samples * sample_bytes(format_.depth)) {
+  const PermutedShape& shape = plan.shape;
   const PermutedDepth& kernels = facts.kernels.permuted.depth[format_.depth];
-  pass_ = kernels.pass[plan.shape.window][plan.shape.pixels - 1];
-  code_step_ = format_.channels * static_cast<std::int32_t>(kernels.codes.step);
-  const Index groups = plan.shape.group_count;
+  pass_ = kernels.pass[shape.window][shape.pixels - 1];
+  const Index pixel_bytes = format_.pixel_bytes();
+  args_ = {.lanes = plan.lanes,
+           .weights = plan.weights,
+           .weights_stride = plan.weights_stride,
+           .taps = {shape.taps[0], shape.taps[1]},
+           .lead = shape.lead,
+           .code_step = format_.channels * static_cast<std::int32_t>(kernels.codes.step),
+           .window_positions = shape.window_positions,
+           .window_step = shape.window_positions * pixel_bytes,
+           .pixel_bytes = pixel_bytes,
+           .group_samples = shape.group_pixels * format_.channels,
+           .channels = format_.channels};
+  const Index groups = shape.group_count;
   if (facts.source_bytes() > runtime::kL2Bytes && groups > 1) {
-    prefetched_ =
-        (plan.groups[groups - 1].first - plan.groups[0].first) * format_.pixel_bytes() / (groups - 1);
+    prefetched_ = (plan.groups[groups - 1].first - plan.groups[0].first) * pixel_bytes / (groups - 1);
   }
   find_ends(facts.last_span());
   std::fill_n(copies_, kCopies * copy_bytes_, std::uint8_t{0});
@@ -60,44 +71,23 @@ void PermutedRows::find_ends(const TapSpan& last_span) noexcept {
   const PermutedGroup* const groups = plan_.groups;
   const Index group_count = plan_.shape.group_count;
   const Index reach = plan_.shape.reach;
-  while (left_.end < group_count && groups[left_.end].first < 0) ++left_.end;
-  if (left_.end > 0) {
+  while (left_.groups.end < group_count && groups[left_.groups.end].first < 0) ++left_.groups.end;
+  if (left_.groups.end > 0) {
     left_.first = groups[0].first;
-    const Index reached = groups[left_.end - 1].first + (reach + format_.channels - 1) / format_.channels;
+    const Index reached =
+        groups[left_.groups.end - 1].first + (reach + format_.channels - 1) / format_.channels;
     left_.last = std::min(reached, last_span.end());
   }
-  right_.begin = right_.end = group_count;
-  while (right_.begin > left_.end &&
-         groups[right_.begin - 1].first * Index{format_.channels} + reach > usable_size_ * format_.channels) {
-    --right_.begin;
+  right_.groups.begin = right_.groups.end = group_count;
+  while (right_.groups.begin > left_.groups.end &&
+         groups[right_.groups.begin - 1].first * Index{format_.channels} + reach >
+             usable_size_ * format_.channels) {
+    --right_.groups.begin;
   }
-  if (right_.begin < right_.end) {
-    right_.first = groups[right_.begin].first;
+  if (right_.groups.begin < right_.groups.end) {
+    right_.first = groups[right_.groups.begin].first;
     right_.last = last_span.end();
   }
-}
-
-// But for the groups and where their results go.
-PermutedArgs PermutedRows::arguments(const std::uint8_t* const* rows, Index first_row,
-                                     const SourceRows& source) const noexcept {
-  const PermutedShape& shape = plan_.shape;
-  const Index pixel_bytes = format_.pixel_bytes();
-  const bool is_followed = first_row + 2 * kPermutedRows <= source.end;
-  return {.rows = rows,
-          .lanes = plan_.lanes,
-          .weights = plan_.weights,
-          .weights_stride = plan_.weights_stride,
-          .taps = {shape.taps[0], shape.taps[1]},
-          .lead = shape.lead,
-          .code_step = code_step_,
-          .window_positions = shape.window_positions,
-          .window_step = shape.window_positions * pixel_bytes,
-          .pixel_bytes = pixel_bytes,
-          .group_samples = shape.group_pixels * format_.channels,
-          .ahead = is_followed ? kPermutedRows * source.step : 0,
-          .prefetched = is_followed ? prefetched_ : 0,
-          .channels = format_.channels,
-          .interleave = interleave_};
 }
 
 Index PermutedRows::run(Index first_row, const Strip& strip, const SourceRows& source,
@@ -106,40 +96,52 @@ Index PermutedRows::run(Index first_row, const Strip& strip, const SourceRows& s
   float* targets[kPermutedRows];
   for (Index i = 0; i < kPermutedRows; ++i) rows[i] = source.row(std::min(first_row + i, source.end - 1));
   list_targets(first_row, kPermutedRows, source, ring, targets);
-  const Index begin = strip.first / plan_.shape.group_pixels;
-  const Index end = (strip.first + strip.count + plan_.shape.group_pixels - 1) / plan_.shape.group_pixels;
-  const PermutedArgs args = arguments(rows, first_row, source);
+  const GroupRange groups{
+      strip.first / plan_.shape.group_pixels,
+      (strip.first + strip.count + plan_.shape.group_pixels - 1) / plan_.shape.group_pixels};
 
-  // From group `from` to `to`, both of the strip, the first of which has its results where the strip begins.
-  const auto run_groups = [&](PermutedArgs part, Index from, Index to) noexcept {
-    from = std::max(from, begin);
-    to = std::min(to, end);
-    if (from >= to) return;
-    part.groups = plan_.groups + from;
-    part.count = to - from;
-    float* out[kPermutedRows];
-    for (Index i = 0; i < kPermutedRows; ++i) out[i] = targets[i] + (from - begin) * part.group_samples;
-    part.out = out;
-    pass_(part);
-  };
-  const auto run_end = [&](const End& part, Index side) noexcept {
-    if (std::max(part.begin, begin) >= std::min(part.end, end)) return;
-    const std::uint8_t* copies[kPermutedRows];
-    for (Index i = 0; i < kPermutedRows; ++i) {
-      std::uint8_t* const copy = copies_ + (2 * i + side) * copy_bytes_;
-      copy_end(part, rows[i], copy);
-      copies[i] = copy;
-    }
-    PermutedArgs of_copies = args;
-    of_copies.rows = copies;
-    of_copies.origin = part.first;
-    of_copies.ahead = of_copies.prefetched = 0;
-    run_groups(of_copies, part.begin, part.end);
-  };
-  run_end(left_, 0);
-  run_groups(args, left_.end, right_.begin);
-  run_end(right_, 1);
+  // Filled anew for each part: a copy would wait for what was just stored.
+  PermutedArgs args = args_;
+  args.interleave = interleave_;
+  run_end(left_, 0, rows, groups, targets, args);
+  const bool is_followed = first_row + 2 * kPermutedRows <= source.end;
+  args.rows = rows;
+  args.origin = 0;
+  args.ahead = is_followed ? kPermutedRows * source.step : 0;
+  args.prefetched = is_followed ? prefetched_ : 0;
+  run_groups({left_.groups.end, right_.groups.begin}, groups, targets, args);
+  args.ahead = args.prefetched = 0;
+  run_end(right_, 1, rows, groups, targets, args);
   return std::min(kPermutedRows, source.end - first_row);
+}
+
+void PermutedRows::run_end(const End& end, Index side, const std::uint8_t* const* rows,
+                           const GroupRange& strip, float* const* targets,
+                           PermutedArgs& args) const noexcept {
+  if (std::max(end.groups.begin, strip.begin) >= std::min(end.groups.end, strip.end)) return;
+  const std::uint8_t* copies[kPermutedRows];
+  for (Index i = 0; i < kPermutedRows; ++i) {
+    std::uint8_t* const copy = copies_ + (2 * i + side) * copy_bytes_;
+    copy_end(end, rows[i], copy);
+    copies[i] = copy;
+  }
+  args.rows = copies;
+  args.origin = end.first;
+  run_groups(end.groups, strip, targets, args);
+}
+
+// The groups of a part that lie in the strip, whose results begin at the targets.
+void PermutedRows::run_groups(const GroupRange& part, const GroupRange& strip, float* const* targets,
+                              PermutedArgs& args) const noexcept {
+  const Index begin = std::max(part.begin, strip.begin);
+  const Index end = std::min(part.end, strip.end);
+  if (begin >= end) return;
+  float* out[kPermutedRows];
+  for (Index i = 0; i < kPermutedRows; ++i) out[i] = targets[i] + (begin - strip.begin) * args.group_samples;
+  args.groups = plan_.groups + begin;
+  args.count = end - begin;
+  args.out = out;
+  pass_(args);
 }
 
 void PermutedRows::copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept {

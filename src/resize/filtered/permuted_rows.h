@@ -25,25 +25,30 @@ class PermutedRows {
   Index run(Index first_row, const Strip& strip, const SourceRows& source, const RowRing& ring) noexcept;
 
  private:
-  // Groups [begin, end) read a copy of the positions from `first` on.
-  struct End {
+  struct GroupRange {
     Index begin = 0;
     Index end = 0;
+  };
+  // Groups that read a copy of the positions from `first` on.
+  struct End {
+    GroupRange groups;
     Index first = 0;
     Index last = 0;  // one past the last position that any weight but 0 meets
   };
 
   void find_ends(const TapSpan& last_span) noexcept;
-  PermutedArgs arguments(const std::uint8_t* const* rows, Index first_row,
-                         const SourceRows& source) const noexcept;
+  void run_end(const End& end, Index side, const std::uint8_t* const* rows, const GroupRange& strip,
+               float* const* targets, PermutedArgs& args) const noexcept;
+  void run_groups(const GroupRange& part, const GroupRange& strip, float* const* targets,
+                  PermutedArgs& args) const noexcept;
   void copy_end(const End& end, const std::uint8_t* row, std::uint8_t* copy) const noexcept;
 
   PermutedPlan plan_;
   PermutedPass* pass_;
   PixelFormat format_;
-  Index usable_size_;       // pixels of a row
-  std::int32_t code_step_;  // from a sample's code to that of the next position
-  Index prefetched_ = 0;    // bytes of the next rows for each group
+  PermutedArgs args_;     // what every part of a row has
+  Index usable_size_;     // pixels of a row
+  Index prefetched_ = 0;  // bytes of the next rows for each group
   std::uint8_t* copies_;
   Index copy_bytes_;
   End left_;
