@@ -31,6 +31,11 @@ constexpr double kRgbaRunningInverse[2] = {2.9, 4.5};
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
 
+// Fewest samples of the source, by channels, for which the weights of running sums are listed. Those of a
+// grey pixel are no more than the taps and serve one sample; small pictures are up to 1.5 times as fast
+// transposed.
+constexpr std::uint64_t kRunningSource[5] = {0, 192 << 10, 0, 256 << 10, 64 << 10};
+
 // A reason is a text, or null where the pass is not the fastest one.
 using Reason = const char*;
 
@@ -102,6 +107,7 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
 Reason running_is_fastest(const RowPassFacts& facts) noexcept {
   const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
   const double inverse = facts.geometry.x.inverse;
+  if (facts.source_samples() < kRunningSource[facts.format.channels]) return nullptr;
   // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
   if (!has_many_registers && facts.format.channels == 3) return nullptr;
   if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {

@@ -42,10 +42,12 @@ struct RowPassFacts {
   const Kernels& kernels;
   Tuning tuning;
 
-  std::uint64_t source_bytes() const noexcept {
+  std::uint64_t source_samples() const noexcept {
     return static_cast<std::uint64_t>(geometry.x.usable_size) *
-           static_cast<std::uint64_t>(geometry.y.usable_size) *
-           static_cast<std::uint64_t>(format.pixel_bytes());
+           static_cast<std::uint64_t>(geometry.y.usable_size) * static_cast<std::uint64_t>(format.channels);
+  }
+  std::uint64_t source_bytes() const noexcept {
+    return source_samples() * static_cast<std::uint64_t>(sample_bytes(format.depth));
   }
   const TapSpan& first_span() const noexcept { return x.table.spans[0]; }
   const TapSpan& last_span() const noexcept { return x.table.spans[geometry.x.count - 1]; }
