@@ -11,7 +11,7 @@ namespace {
 constexpr Index kMostVectors = 4;            // of a pixel
 constexpr Index kWindowFloats = 4096;        // converted samples that stay in the L1
 constexpr Index kSegment = 32;               // most destination pixels of a segment
-constexpr double kSegmentSource = 4096.0;    // its source pixels, unless a destination pixel has more
+constexpr double kSegmentSource = 4096.0;    // source pixels from its first pixel to its last, at most
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose batch has several groups
 // Bytes of a row that are prefetched at once, unless the segment gets smaller than this for it.
 constexpr double kPrefetchedBytes = 256.0;
@@ -49,7 +49,7 @@ TransposedRoom TransposedRows::take_room(runtime::Arena& arena, const Geometry& 
   const auto taps = static_cast<double>(tap_room(geometry.x, geometry.mode));
   const double inverse = std::min(std::max(geometry.x.inverse, 0.0), taps);
   const double reached = geometry.x.usable_size + taps;
-  const double stretch = std::min(kSegment * inverse, std::max(kSegmentSource, inverse));
+  const double stretch = std::min((kSegment - 1) * inverse, kSegmentSource);
   const double source = std::min(ceil_of(stretch), reached) + taps + 2.0 * kChunkBytes;
   const auto whole = [](double n) noexcept { return static_cast<std::uint64_t>(integer_of(n)); };
 
