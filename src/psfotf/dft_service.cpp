@@ -21,13 +21,18 @@ PlaneShape shape_of(const std::int32_t (&lengths)[2]) noexcept {
 
 // The fixed code for planes of these lengths, or null.
 template <class T>
-TransformSquare<T> square_code(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+const SquareCode<T>* square_code(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
   std::int32_t side = 8;
-  for (const TransformSquare<T> code : kernels.transform_squares) {
-    if (shape.rows == side && shape.row_length == side) return code;
+  for (const SquareCode<T>& code : kernels.squares) {
+    if (shape.rows == side && shape.row_length == side) return code.transform != nullptr ? &code : nullptr;
     side *= 2;
   }
   return nullptr;
+}
+
+// The backward transform is the forward one with real and imaginary parts exchanged on both sides.
+PlaneArrays exchanged(const PlaneArrays& arrays) noexcept {
+  return {.src_re = arrays.src_im, .src_im = arrays.src_re, .dst_re = arrays.dst_im, .dst_im = arrays.dst_re};
 }
 
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
@@ -131,7 +136,7 @@ class Descriptor {
   }
 
   template <class T>
-  bool plan(void* workspace, TransformSquare<T>& square, const PlanePlan<T>*& result) noexcept {
+  bool plan(void* workspace, const SquareCode<T>*& square, const PlanePlan<T>*& result) noexcept {
     square = square_code(shape_, precision_of<T>(kernels_));
     if (square != nullptr) return true;
     const std::uint64_t bytes = plan_bytes<T>(shape_, kernels_);
@@ -146,31 +151,29 @@ class Descriptor {
   }
 
   template <class T>
-  void compute(Direction direction, const PlaneArrays& arrays, void* workspace,
-               const TransformSquare<T>& square, const PlanePlan<T>* plan) const noexcept {
-    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
+  void compute(Direction direction, const PlaneArrays& arrays, void* workspace, const SquareCode<T>* square,
+               const PlanePlan<T>* plan) const noexcept {
     const bool forward = direction == Direction::kForward;
     const auto scale = static_cast<T>(forward ? forward_scale_ : backward_scale_);
-    const bool has_halves = plan != nullptr && plan->has_halves;
+    if (square == nullptr) return compute(forward, scale, arrays, workspace, *plan);
+    const auto transform_half = forward ? square->transform_real : square->transform_hermitian;
+    if (transform_half != nullptr && transform_half(scale, arrays)) return;
+    square->transform(scale, forward ? arrays : exchanged(arrays));
+  }
+
+  template <class T>
+  void compute(bool forward, T scale, const PlaneArrays& arrays, void* workspace,
+               const PlanePlan<T>& plan) const noexcept {
+    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
     bool is_half = false;
-    if (has_halves) {
+    if (plan.has_halves) {
       const auto transform = forward ? kernels.transform_real_plane : kernels.transform_hermitian_plane;
-      if (transform(*plan, scale, arrays, workspace)) return;
+      if (transform(plan, scale, arrays, workspace)) return;
     } else {
       is_half = forward ? kernels.are_zeros(arrays.src_im, static_cast<std::size_t>(elements()))
                         : kernels.is_hermitian(shape_, arrays.src_re, arrays.src_im);
     }
-    // The backward transform is the forward one with real and imaginary parts exchanged on both sides.
-    const PlaneArrays ordered = forward ? arrays
-                                        : PlaneArrays{.src_re = arrays.src_im,
-                                                      .src_im = arrays.src_re,
-                                                      .dst_re = arrays.dst_im,
-                                                      .dst_im = arrays.dst_re};
-    if (square != nullptr) {
-      square(scale, ordered);
-    } else {
-      kernels.transform_plane(*plan, scale, ordered, workspace);
-    }
+    kernels.transform_plane(plan, scale, forward ? arrays : exchanged(arrays), workspace);
     if (!is_half) return;
     if (forward) {
       kernels.make_hermitian(shape_, arrays.dst_re, arrays.dst_im);
@@ -214,8 +217,8 @@ class Descriptor {
   const Kernels& kernels_;
   double forward_scale_ = 1.0;
   double backward_scale_ = 1.0;
-  TransformSquare<float> single_square_ = nullptr;
-  TransformSquare<double> double_square_ = nullptr;
+  const SquareCode<float>* single_square_ = nullptr;
+  const SquareCode<double>* double_square_ = nullptr;
   const PlanePlan<float>* single_ = nullptr;
   const PlanePlan<double>* double_ = nullptr;
   void* plan_memory_ = nullptr;

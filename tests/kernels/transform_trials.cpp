@@ -2,6 +2,7 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <numbers>
 #include <utility>
@@ -94,6 +95,8 @@ struct PlaneCase {
   std::vector<double> im;
   Canaried<double> out_re;
   Canaried<double> out_im;
+  std::vector<double> conjugate;  // of the imaginary parts
+  bool done = false;
 };
 
 template <class T>
@@ -101,15 +104,63 @@ constexpr double kBound = sizeof(T) == sizeof(float) ? 6e-7 : 2e-15;
 template <class T>
 constexpr const char* kPrecision = sizeof(T) == sizeof(float) ? " float" : " double";
 
+template <class Case>
+using TransformHalf = std::function<bool(Case&, const psfotf::PlaneArrays&)>;
+
+// A real plane's transform, exactly Hermitian, and the backward one of a Hermitian plane.
+template <class T, class Case>
+void add_halves(const std::string& name, const std::shared_ptr<Case>& real,
+                const TransformHalf<Case>& transform_real, const std::shared_ptr<Case>& back,
+                const TransformHalf<Case>& transform_hermitian, const psfotf::PrecisionKernels<T>& kernels,
+                Trials& trials) {
+  const psfotf::PlaneShape shape{static_cast<std::int32_t>(real->rows),
+                                 static_cast<std::int32_t>(real->columns)};
+  std::fill(real->im.begin(), real->im.end(), 0.0);
+  trials.push_back({"transform real " + name, real->operations(), "operation",
+                    [real, transform_real] { real->done = transform_real(*real, real->arrays()); },
+                    [real, shape, &kernels] {
+                      if (!real->done) return std::string("refused");
+                      const std::vector<double> re = real->out_re.values();
+                      const std::vector<double> im = real->out_im.values();
+                      return kernels.is_hermitian(shape, re.data(), im.data()) ? real->verdict(kBound<T>)
+                                                                               : "not Hermitian";
+                    }});
+
+  // The backward transform of a plane is the forward one of its conjugate, where that is real.
+  kernels.make_hermitian(shape, back->re.data(), back->im.data());
+  for (const double value : back->im) back->conjugate.push_back(-value);
+  trials.push_back({"transform Hermitian " + name, back->operations(), "operation",
+                    [back, transform_hermitian] {
+                      psfotf::PlaneArrays arrays = back->arrays();
+                      arrays.src_im = back->conjugate.data();
+                      back->done = transform_hermitian(*back, arrays);
+                    },
+                    [back] { return back->done ? back->verdict(kBound<T>) : std::string("refused"); }});
+}
+
 template <class T>
 void add_squares(const psfotf::PrecisionKernels<T>& kernels, Inputs inputs, Random& random, Trials& trials) {
   std::size_t side = 8;
-  for (const psfotf::TransformSquare<T> kernel : kernels.transform_squares) {
-    if (kernel != nullptr) {
-      const auto c = std::make_shared<PlaneCase>(side, side, inputs, random);
-      trials.push_back({"transform square " + std::to_string(side) + kPrecision<T>, c->operations(),
-                        "operation", [c, kernel] { kernel(T{1}, c->arrays()); },
+  for (const psfotf::SquareCode<T>& code : kernels.squares) {
+    if (code.transform != nullptr) {
+      const auto make_case = [&] { return std::make_shared<PlaneCase>(side, side, inputs, random); };
+      const std::string name = "square " + std::to_string(side) + kPrecision<T>;
+      const auto c = make_case();
+      trials.push_back({"transform " + name, c->operations(), "operation",
+                        [c, &code] { code.transform(T{1}, c->arrays()); },
                         [c] { return c->verdict(kBound<T>); }});
+      add_halves<T, PlaneCase>(
+          name, make_case(),
+          [&code](PlaneCase&, const psfotf::PlaneArrays& arrays) {
+            if (code.transform_real != nullptr) return code.transform_real(T{1}, arrays);
+            code.transform(T{1}, arrays);
+            return true;
+          },
+          make_case(),
+          [&code](PlaneCase&, const psfotf::PlaneArrays& arrays) {
+            return code.transform_hermitian(T{1}, arrays);
+          },
+          kernels, trials);
     }
     side *= 2;
   }
@@ -139,9 +190,9 @@ struct PlannedCase : PlaneCase {
     paint(workspace, work_bytes);
     plan = psfotf::make_plane_plan<T>(shape, kernels, plan_memory.data(), workspace.data());
   }
-  std::string verdict() const {
+  std::string verdict(double bound) const {
     const bool stayed = plan_memory.intact() && workspace.intact();
-    return stayed ? PlaneCase::verdict(kBound<T>) : "wrote outside its plan or workspace";
+    return stayed ? PlaneCase::verdict(bound) : "wrote outside its plan or workspace";
   }
   psfotf::PlaneShape shape;
   std::size_t plan_bytes;
@@ -149,8 +200,6 @@ struct PlannedCase : PlaneCase {
   Painted plan_memory;
   Painted workspace;
   const psfotf::PlanePlan<T>* plan = nullptr;
-  std::vector<double> conjugate;  // of the imaginary parts
-  bool done = false;
 };
 
 template <class T>
@@ -163,34 +212,18 @@ void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, T
     trials.push_back(
         {"transform plane " + name, c->operations(), "operation",
          [c, kernel = table.transform_plane] { kernel(*c->plan, T{1}, c->arrays(), c->workspace.data()); },
-         [c] { return c->verdict(); }});
+         [c] { return c->verdict(kBound<T>); }});
     if (!c->plan->has_halves) continue;
 
-    const auto real = std::make_shared<PlannedCase<T>>(size, kernels, inputs, random);
-    std::fill(real->im.begin(), real->im.end(), 0.0);
-    trials.push_back({"transform real plane " + name, real->operations(), "operation",
-                      [real, kernel = table.transform_real_plane] {
-                        real->done = kernel(*real->plan, T{1}, real->arrays(), real->workspace.data());
-                      },
-                      [real, &table] {
-                        if (!real->done) return std::string("refused");
-                        const std::vector<double> re = real->out_re.values();
-                        const std::vector<double> im = real->out_im.values();
-                        return table.is_hermitian(real->shape, re.data(), im.data()) ? real->verdict()
-                                                                                     : "not Hermitian";
-                      }});
-
-    // The backward transform of a plane is the forward one of its conjugate, where that is real.
-    const auto back = std::make_shared<PlannedCase<T>>(size, kernels, inputs, random);
-    table.make_hermitian(back->shape, back->re.data(), back->im.data());
-    for (const double value : back->im) back->conjugate.push_back(-value);
-    trials.push_back({"transform Hermitian plane " + name, back->operations(), "operation",
-                      [back, kernel = table.transform_hermitian_plane] {
-                        psfotf::PlaneArrays arrays = back->arrays();
-                        arrays.src_im = back->conjugate.data();
-                        back->done = kernel(*back->plan, T{1}, arrays, back->workspace.data());
-                      },
-                      [back] { return back->done ? back->verdict() : std::string("refused"); }});
+    const auto with = [](const psfotf::TransformHalves<T> kernel) {
+      return [kernel](PlannedCase<T>& half, const psfotf::PlaneArrays& arrays) {
+        return kernel(*half.plan, T{1}, arrays, half.workspace.data());
+      };
+    };
+    add_halves<T, PlannedCase<T>>(
+        "plane " + name, std::make_shared<PlannedCase<T>>(size, kernels, inputs, random),
+        with(table.transform_real_plane), std::make_shared<PlannedCase<T>>(size, kernels, inputs, random),
+        with(table.transform_hermitian_plane), table, trials);
   }
 }
 

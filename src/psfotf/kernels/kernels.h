@@ -8,10 +8,22 @@
 
 namespace kyv::psfotf {
 
-// Transforms one square plane of a fixed size and scales the results; every value is read before any is
+// The code for square planes of one fixed size. It scales the results; every value is read before any is
 // written.
 template <class T>
-using TransformSquare = void (*)(T scale, const PlaneArrays& arrays) noexcept;
+struct SquareCode {
+  using Transform = void (*)(T scale, const PlaneArrays& arrays) noexcept;
+  // False, with nothing written, where the plane turns out to be another.
+  using TransformHalf = bool (*)(T scale, const PlaneArrays& arrays) noexcept;
+
+  Transform transform;  // null where there is no such code
+  // Planes whose imaginary values are all zeros, to an exactly Hermitian transform; null where `transform`
+  // does that.
+  TransformHalf transform_real;
+  // Hermitian planes, backward without any exchange of real and imaginary parts; leaves zeros for imaginary
+  // ones.
+  TransformHalf transform_hermitian;
+};
 
 // Transforms a real or a Hermitian plane; false, with nothing written, where the plane turns out to be
 // another.
@@ -40,8 +52,7 @@ struct PrecisionKernels {
   // methods those of plan.inner with their gaps in `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
-  // Squares of 8, 16, 32 and 64; null where there is no such code.
-  TransformSquare<T> transform_squares[4];
+  SquareCode<T> squares[4];  // of 8, 16, 32 and 64
 
   // Where there are no halves: whether all values are zeros; whether every value is finite and the conjugate
   // of its mirror image; and making it so, from the first half of the plane.

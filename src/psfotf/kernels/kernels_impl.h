@@ -56,8 +56,7 @@ constexpr PrecisionKernels<LaneOf<V>> make_kernels() noexcept {
           .transform_real_plane = real_plane_code<V>(),
           .transform_hermitian_plane = hermitian_plane_code<V>(),
           .transform_lines = transform_lines<V>,
-          .transform_squares = {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(),
-                                square_code<V, 64>()},
+          .squares = {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()},
           .are_zeros = are_zeros,
           .is_hermitian = is_hermitian,
           .make_hermitian = make_hermitian};

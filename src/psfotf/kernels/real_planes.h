@@ -59,17 +59,6 @@ void transform_row_within(const PlanePlan<LaneOf<V>>& plan, V scale, const doubl
   finish_plain_row<V>(plan, scale, work, row_re, row_im);
 }
 
-// The transforms of two real rows a and b from that of a + i b, of which z is a vector and m the mirrored
-// one.
-template <class V>
-struct TwoRows {
-  Complex<V> first;
-  Complex<V> second;
-
-  [[gnu::always_inline]] TwoRows(const Complex<V>& z, const Complex<V>& m) noexcept
-      : first{z.re + m.re, z.im - m.im}, second{z.im + m.im, m.re - z.re} {}
-};
-
 // Rows two at a time, each pair in itself.
 template <class V>
 bool transform_row_pairs_within(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
@@ -405,16 +394,6 @@ bool transform_real_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, con
   }
   return true;
 }
-
-// Row j of two columns, a and b, of what rows gave, times i; and row rows - j. Together they are one column.
-template <class V>
-struct TwoColumns {
-  Complex<V> element;
-  Complex<V> image;
-
-  [[gnu::always_inline]] TwoColumns(const Complex<V>& a, const Complex<V>& b) noexcept
-      : element{a.im + b.re, b.im - a.re}, image{a.im - b.re, b.im + a.re} {}
-};
 
 // Rows 0 to rows / 2 of a Hermitian plane, each in itself.
 template <class V>

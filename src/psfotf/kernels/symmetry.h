@@ -30,10 +30,9 @@ inline constexpr std::size_t kAhead = 1024;
     const double* p = values + at;
 #pragma GCC unroll 4
     for (std::size_t line = 0; line < 4 * lanes; line += 8) prefetch_for_later(p + kAhead + line);
-    if (!simd::all_zero(simd::load(p)) || !simd::all_zero(simd::load(p + lanes)) ||
-        !simd::all_zero(simd::load(p + 2 * lanes)) || !simd::all_zero(simd::load(p + 3 * lanes))) {
-      return false;
-    }
+    const simd::F64 first = simd::load(p) | simd::load(p + lanes);
+    const simd::F64 second = simd::load(p + 2 * lanes) | simd::load(p + 3 * lanes);
+    if (!simd::all_zero(first | second)) return false;
   }
   for (; at < count; ++at) {
     if (load_double(values + at) != 0) return false;
@@ -93,6 +92,31 @@ inline bool are_images(const double* row, const double* image, std::ptrdiff_t le
          are_images<Part::kImaginary>(im + at, im + image, length, end);
 }
 
+// Whether a square plane whose side is whole vectors is Hermitian.
+[[gnu::noinline, maybe_unused]] bool is_square_hermitian(const double* re, const double* im,
+                                                         std::ptrdiff_t side) noexcept {
+  constexpr std::ptrdiff_t lanes = simd::F64::kLanes;
+  if (load_double(im) != 0) return false;  // its own mirror image: most others are known by it
+  for (std::ptrdiff_t row = 0; row <= side / 2; ++row) {
+    const std::ptrdiff_t at = row * side;
+    const std::ptrdiff_t image = row == 0 ? 0 : (side - row) * side;
+    simd::F64 lacks = simd::broadcast(0.0);
+    simd::F64 next_re = simd::load(re + image);
+    simd::F64 next_im = simd::load(im + image);
+    for (std::ptrdiff_t c = 0; c < side; c += lanes) {
+      const std::ptrdiff_t last = image + side - lanes - c;
+      const simd::F64 last_re = simd::load(re + last);
+      const simd::F64 last_im = simd::load(im + last);
+      lacks = lacks | lack<Part::kReal>(simd::load(re + at + c), simd::mirror(last_re, next_re)) |
+              lack<Part::kImaginary>(simd::load(im + at + c), simd::mirror(last_im, next_im));
+      next_re = last_re;
+      next_im = last_im;
+    }
+    if (!simd::all_zero(lacks)) return false;
+  }
+  return true;
+}
+
 inline bool is_hermitian(const PlaneShape& shape, const double* re, const double* im) noexcept {
   for (std::int32_t row = 0; row <= shape.rows / 2; ++row) {
     if (!is_row_hermitian(shape, re, im, row)) return false;
@@ -142,6 +166,27 @@ inline void make_hermitian(const PlaneShape& shape, double* re, double* im) noex
     write_image<Part::kImaginary>(im + at, im + image, length, length);
   }
 }
+
+// The transforms of two real rows a and b from that of a + i b, of which z is a vector and m the mirrored
+// one.
+template <class V>
+struct TwoRows {
+  Complex<V> first;
+  Complex<V> second;
+
+  [[gnu::always_inline]] TwoRows(const Complex<V>& z, const Complex<V>& m) noexcept
+      : first{z.re + m.re, z.im - m.im}, second{z.im + m.im, m.re - z.re} {}
+};
+
+// Row j of two columns, a and b, of what rows gave, times i; and row rows - j. Together they are one column.
+template <class V>
+struct TwoColumns {
+  Complex<V> element;
+  Complex<V> image;
+
+  [[gnu::always_inline]] TwoColumns(const Complex<V>& a, const Complex<V>& b) noexcept
+      : element{a.im + b.re, b.im - a.re}, image{a.im - b.re, b.im + a.re} {}
+};
 
 }  // namespace
 }  // namespace kyv::psfotf

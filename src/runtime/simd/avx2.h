@@ -69,15 +69,6 @@ inline void store_doubles(double* p, F64 a) noexcept { _mm256_storeu_pd(p, a.v);
 // Keeps a loaded vector in its register: the compiler would rather load it again for each use.
 [[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+x"(a.v)); }
 [[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+x"(a.v)); }
-// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
-inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
-  _mm256_storeu_pd(lower, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));
-  _mm256_storeu_pd(upper, _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1)));
-}
-inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
-  _mm_storeu_pd(lower, _mm256_castpd256_pd128(a.v));
-  _mm_storeu_pd(upper, _mm256_extractf128_pd(a.v, 1));
-}
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept {
   _mm256_stream_pd(p, _mm256_cvtps_pd(_mm256_castps256_ps128(a.v)));
@@ -91,6 +82,27 @@ inline F32 reverse(F32 a) noexcept {
   return {_mm256_permute_ps(_mm256_permute2f128_ps(a.v, a.v, 0x01), 0x1B)};
 }
 inline F64 reverse(F64 a) noexcept { return {_mm256_permute4x64_pd(a.v, 0x1B)}; }
+// Lane 0 of `next`, then lanes kLanes - 1 to 1 of a.
+inline F32 mirror(F32 a, F32 next) noexcept {
+  const __m256i order = _mm256_setr_epi32(0, 7, 6, 5, 4, 3, 2, 1);
+  return {_mm256_permutevar8x32_ps(_mm256_blend_ps(a.v, next.v, 0x01), order)};
+}
+inline F64 mirror(F64 a, F64 next) noexcept {
+  return {_mm256_permute4x64_pd(_mm256_blend_pd(a.v, next.v, 0x1), 0x6C)};
+}
+// The upper half of a and the lower half of b change places.
+inline void exchange_halves(F32& a, F32& b) noexcept {
+  const __m256 lower = _mm256_permute2f128_ps(a.v, b.v, 0x20);
+  b.v = _mm256_permute2f128_ps(a.v, b.v, 0x31);
+  a.v = lower;
+}
+inline void exchange_halves(F64& a, F64& b) noexcept {
+  const __m256d lower = _mm256_permute2f128_pd(a.v, b.v, 0x20);
+  b.v = _mm256_permute2f128_pd(a.v, b.v, 0x31);
+  a.v = lower;
+}
+// The bits of both: zeros, of whatever sign, where both are.
+inline F64 operator|(F64 a, F64 b) noexcept { return {_mm256_or_pd(a.v, b.v)}; }
 // Whether every lane is a zero of either sign.
 inline bool all_zero(F64 a) noexcept {
   return _mm256_movemask_pd(_mm256_cmp_pd(a.v, _mm256_setzero_pd(), _CMP_EQ_OQ)) == 0xF;

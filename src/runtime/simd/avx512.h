@@ -69,15 +69,6 @@ inline void store_doubles(double* p, F64 a) noexcept { _mm512_storeu_pd(p, a.v);
 // Keeps a loaded vector in its register: the compiler would rather load it again for each use.
 [[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+v"(a.v)); }
 [[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+v"(a.v)); }
-// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
-inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
-  _mm512_storeu_pd(lower, _mm512_cvtps_pd(_mm512_castps512_ps256(a.v)));
-  _mm512_storeu_pd(upper, _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1)));
-}
-inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
-  _mm256_storeu_pd(lower, _mm512_castpd512_pd256(a.v));
-  _mm256_storeu_pd(upper, _mm512_extractf64x4_pd(a.v, 1));
-}
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept {
   _mm512_stream_pd(p, _mm512_cvtps_pd(_mm512_castps512_ps256(a.v)));
@@ -94,6 +85,27 @@ inline F32 reverse(F32 a) noexcept {
 inline F64 reverse(F64 a) noexcept {
   return {_mm512_permutexvar_pd(_mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0), a.v)};
 }
+// Lane 0 of `next`, then lanes kLanes - 1 to 1 of a.
+inline F32 mirror(F32 a, F32 next) noexcept {
+  const __m512i order = _mm512_setr_epi32(16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1);
+  return {_mm512_permutex2var_ps(a.v, order, next.v)};
+}
+inline F64 mirror(F64 a, F64 next) noexcept {
+  return {_mm512_permutex2var_pd(a.v, _mm512_setr_epi64(8, 7, 6, 5, 4, 3, 2, 1), next.v)};
+}
+// The upper half of a and the lower half of b change places.
+inline void exchange_halves(F32& a, F32& b) noexcept {
+  const __m512 lower = _mm512_shuffle_f32x4(a.v, b.v, 0x44);
+  b.v = _mm512_shuffle_f32x4(a.v, b.v, 0xEE);
+  a.v = lower;
+}
+inline void exchange_halves(F64& a, F64& b) noexcept {
+  const __m512d lower = _mm512_shuffle_f64x2(a.v, b.v, 0x44);
+  b.v = _mm512_shuffle_f64x2(a.v, b.v, 0xEE);
+  a.v = lower;
+}
+// The bits of both: zeros, of whatever sign, where both are.
+inline F64 operator|(F64 a, F64 b) noexcept { return {_mm512_or_pd(a.v, b.v)}; }
 // Whether every lane is a zero of either sign.
 inline bool all_zero(F64 a) noexcept {
   return _mm512_cmp_pd_mask(a.v, _mm512_setzero_pd(), _CMP_EQ_OQ) == 0xFF;

@@ -77,20 +77,14 @@ inline void load_doubles(F32& a, const double* p) noexcept {
   a.v = vcvt_high_f32_f64(vcvt_f32_f64(load(p).v), load(p + 2).v);
 }
 inline void load_doubles(F64& a, const double* p) noexcept { a = load(p); }
+inline void store_doubles(double* p, F32 a) noexcept {
+  store(p, F64{vcvt_f64_f32(vget_low_f32(a.v))});
+  store(p + 2, F64{vcvt_high_f64_f32(a.v)});
+}
 inline void store_doubles(double* p, F64 a) noexcept { store(p, a); }
 // Keeps a loaded vector in its register: the compiler would rather load it again for each use.
 [[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+w"(a.v)); }
 [[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+w"(a.v)); }
-// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
-inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
-  store(lower, F64{vcvt_f64_f32(vget_low_f32(a.v))});
-  store(upper, F64{vcvt_high_f64_f32(a.v)});
-}
-inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
-  detail::store_bytes(lower, vget_low_f64(a.v));
-  detail::store_bytes(upper, vget_high_f64(a.v));
-}
-inline void store_doubles(double* p, F32 a) noexcept { store_doubles(p, p + 2, a); }
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept { store_doubles(p, a); }
 inline void stream_doubles(double* p, F64 a) noexcept { store(p, a); }
@@ -102,6 +96,10 @@ inline F32 reverse(F32 a) noexcept {
   return {vextq_f32(pairs, pairs, 2)};
 }
 inline F64 reverse(F64 a) noexcept { return {vextq_f64(a.v, a.v, 1)}; }
+// The bits of both: zeros, of whatever sign, where both are.
+inline F64 operator|(F64 a, F64 b) noexcept {
+  return {vreinterpretq_f64_u64(vorrq_u64(vreinterpretq_u64_f64(a.v), vreinterpretq_u64_f64(b.v)))};
+}
 // Whether every lane is a zero of either sign.
 inline bool all_zero(F64 a) noexcept { return vminvq_u32(vreinterpretq_u32_u64(vceqzq_f64(a.v))) != 0; }
 
@@ -116,6 +114,26 @@ namespace detail {
 }
 
 }  // namespace detail
+
+// Lane 0 of `next`, then lanes kLanes - 1 to 1 of a.
+inline F32 mirror(F32 a, F32 next) noexcept {
+  const float32x4_t reversed = reverse(a).v;
+  return {vextq_f32(vdupq_laneq_f32(next.v, 0), reversed, 3)};
+}
+inline F64 mirror(F64 a, F64 next) noexcept {
+  return {vcombine_f64(vget_low_f64(next.v), vget_high_f64(a.v))};
+}
+// The upper half of a and the lower half of b change places.
+inline void exchange_halves(F32& a, F32& b) noexcept {
+  const float32x4_t lower = detail::lower_halves(a.v, b.v);
+  b.v = detail::upper_halves(a.v, b.v);
+  a.v = lower;
+}
+inline void exchange_halves(F64& a, F64& b) noexcept {
+  const float64x2_t lower = vtrn1q_f64(a.v, b.v);
+  b.v = vtrn2q_f64(a.v, b.v);
+  a.v = lower;
+}
 
 // Row i, lane j of kLanes rows becomes row j, lane i.
 [[gnu::always_inline]] inline void transpose(F32* r) noexcept {

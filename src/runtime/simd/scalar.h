@@ -73,9 +73,6 @@ inline void store_doubles(double* p, F32 a) noexcept { store(p, F64{static_cast<
 // Keeps a loaded vector in its register: the compiler would rather load it again for each use.
 [[gnu::always_inline]] inline void keep_loaded(F32&) noexcept {}
 [[gnu::always_inline]] inline void keep_loaded(F64&) noexcept {}
-// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
-inline void store_doubles(double* lower, double*, F32 a) noexcept { store_doubles(lower, a); }
-inline void store_doubles(double* lower, double*, F64 a) noexcept { store_doubles(lower, a); }
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept { *p = static_cast<double>(a.v); }
 inline void stream_doubles(double* p, F64 a) noexcept { *p = a.v; }
@@ -84,6 +81,14 @@ inline void stream_fence() noexcept {}
 // The lanes in reverse order.
 inline F32 reverse(F32 a) noexcept { return a; }
 inline F64 reverse(F64 a) noexcept { return a; }
+// Lane 0 of `next`, then lanes kLanes - 1 to 1 of a.
+inline F32 mirror(F32, F32 next) noexcept { return next; }
+inline F64 mirror(F64, F64 next) noexcept { return next; }
+// The upper half of a and the lower half of b change places; a single lane is a lower half.
+inline void exchange_halves(F32&, F32&) noexcept {}
+inline void exchange_halves(F64&, F64&) noexcept {}
+// The bits of both: zeros, of whatever sign, where both are.
+inline F64 operator|(F64 a, F64 b) noexcept { return a.v == 0 ? b : a; }
 // Whether every lane is a zero of either sign.
 inline bool all_zero(F64 a) noexcept { return a.v == 0; }
 

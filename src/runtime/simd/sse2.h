@@ -67,15 +67,6 @@ inline void store_doubles(double* p, F64 a) noexcept { _mm_storeu_pd(p, a.v); }
 // Keeps a loaded vector in its register: the compiler would rather load it again for each use.
 [[gnu::always_inline]] inline void keep_loaded(F32& a) noexcept { asm("" : "+x"(a.v)); }
 [[gnu::always_inline]] inline void keep_loaded(F64& a) noexcept { asm("" : "+x"(a.v)); }
-// The lower half of the lanes at one place and the upper half at another; a single lane is a lower half.
-inline void store_doubles(double* lower, double* upper, F32 a) noexcept {
-  _mm_storeu_pd(lower, _mm_cvtps_pd(a.v));
-  _mm_storeu_pd(upper, _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v)));
-}
-inline void store_doubles(double* lower, double* upper, F64 a) noexcept {
-  _mm_storel_pd(lower, a.v);
-  _mm_storeh_pd(upper, a.v);
-}
 // The same past the caches; p aligned to 64 bytes or to the vector, whichever is less.
 inline void stream_doubles(double* p, F32 a) noexcept {
   _mm_stream_pd(p, _mm_cvtps_pd(a.v));
@@ -87,6 +78,25 @@ inline void stream_fence() noexcept { _mm_sfence(); }
 // The lanes in reverse order.
 inline F32 reverse(F32 a) noexcept { return {_mm_shuffle_ps(a.v, a.v, 0x1B)}; }
 inline F64 reverse(F64 a) noexcept { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
+// Lane 0 of `next`, then lanes kLanes - 1 to 1 of a.
+inline F32 mirror(F32 a, F32 next) noexcept {
+  const __m128 moved = _mm_move_ss(a.v, next.v);
+  return {_mm_shuffle_ps(moved, moved, 0x6C)};
+}
+inline F64 mirror(F64 a, F64 next) noexcept { return {_mm_move_sd(a.v, next.v)}; }
+// The upper half of a and the lower half of b change places.
+inline void exchange_halves(F32& a, F32& b) noexcept {
+  const __m128 lower = _mm_movelh_ps(a.v, b.v);
+  b.v = _mm_movehl_ps(b.v, a.v);
+  a.v = lower;
+}
+inline void exchange_halves(F64& a, F64& b) noexcept {
+  const __m128d lower = _mm_unpacklo_pd(a.v, b.v);
+  b.v = _mm_unpackhi_pd(a.v, b.v);
+  a.v = lower;
+}
+// The bits of both: zeros, of whatever sign, where both are.
+inline F64 operator|(F64 a, F64 b) noexcept { return {_mm_or_pd(a.v, b.v)}; }
 // Whether every lane is a zero of either sign.
 inline bool all_zero(F64 a) noexcept { return _mm_movemask_pd(_mm_cmpeq_pd(a.v, _mm_setzero_pd())) == 3; }
 
