@@ -21,7 +21,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COMMANDS = ["demo", "demo win32", "lint", "bench", "package linux", "package win32", "fuzz 1", "coverage", "test linux",
-            "test linux-asan", "test linux32-short", "test win32", "test linux-arm64-short"]
+            "test linux-asan", "test linux32-short", "test win32", "test win64-short", "test linux-arm64-short"]
 NO_CHECKOUT = {".git", "build", "dist", "demo"}  # at the top: what commands leave there
 # Stand in front of the real ones: a command that gets as far as building, or as its first tool on the sources, has all
 # that its configuration asks for.
