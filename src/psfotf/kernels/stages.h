@@ -125,14 +125,20 @@ void load_first_stage(const double* re, const double* im, std::ptrdiff_t ahead, 
   }
 }
 
+// A butterfly of R elements that lie side by side.
+template <class V, int R>
+[[gnu::always_inline]] inline void transform_elements(const LaneOf<V>* from, Complex<V>* x) noexcept {
+#pragma GCC unroll 16
+  for (int i = 0; i < R; ++i) x[i] = load_element<V>(from + i * kElement<V>);
+  Butterfly<R>::apply(x);
+}
+
 // From one place to another, or in place.
 template <class V, int R>
 void last_stage(const LaneOf<V>* from, LaneOf<V>* to, std::int32_t groups) noexcept {
   for (std::int32_t g = 0; g < groups; ++g, from += R * kElement<V>, to += R * kElement<V>) {
     Complex<V> x[R];
-#pragma GCC unroll 16
-    for (int i = 0; i < R; ++i) x[i] = load_element<V>(from + i * kElement<V>);
-    Butterfly<R>::apply(x);
+    transform_elements<V, R>(from, x);
 #pragma GCC unroll 16
     for (int i = 0; i < R; ++i) store_element<V>(to + i * kElement<V>, x[i]);
   }
@@ -189,21 +195,27 @@ template <class V, Stored S, class Get>
   }
 }
 
-// Butterflies first_group to last_group - 1 of every block.
-template <class V, int R, Stored S>
-void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
-                      std::int32_t last_group) noexcept {
+// Butterflies first_group to last_group - 1 of every block, each handed to store(results, block, group).
+template <class V, int R, class Store>
+[[gnu::always_inline]] inline void for_last_butterflies(const ColumnOutput<LaneOf<V>>& out,
+                                                        std::int32_t first_group, std::int32_t last_group,
+                                                        const Store& store) noexcept {
   for (std::int32_t g = first_group; g < last_group; ++g) {
     const std::ptrdiff_t position = out.positions[g] * kElement<V>;
     for (int b = 0; b < out.count; ++b) {
-      const LaneOf<V>* data = out.blocks[b] + position;
       Complex<V> x[R];
-#pragma GCC unroll 16
-      for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
-      Butterfly<R>::apply(x);
-      store_results<V, S>(out, b, R, S == Stored::kOnce ? g - first_group : g, [&](int q) { return x[q]; });
+      transform_elements<V, R>(out.blocks[b] + position, x);
+      store(x, b, g);
     }
   }
+}
+
+template <class V, int R, Stored S>
+void store_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
+                      std::int32_t last_group) noexcept {
+  for_last_butterflies<V, R>(out, first_group, last_group, [&](const Complex<V>* x, int b, std::int32_t g) {
+    store_results<V, S>(out, b, R, S == Stored::kOnce ? g - first_group : g, [&](int q) { return x[q]; });
+  });
 }
 
 // Blocks whose rows fill cache lines together.
@@ -238,21 +250,13 @@ template <class V, StreamedParts P, class Get>
   }
 }
 
-// The butterflies of every block, each a line in itself.
+// Blocks that are each a line in themselves.
 template <class V, int R>
 void stream_last_stage(const ColumnOutput<LaneOf<V>>& out, std::int32_t first_group,
                        std::int32_t last_group) noexcept {
-  for (std::int32_t g = first_group; g < last_group; ++g) {
-    const std::ptrdiff_t position = out.positions[g] * kElement<V>;
-    for (int b = 0; b < out.count; ++b) {
-      const LaneOf<V>* data = out.blocks[b] + position;
-      Complex<V> x[R];
-#pragma GCC unroll 16
-      for (int i = 0; i < R; ++i) x[i] = load_element<V>(data + i * kElement<V>);
-      Butterfly<R>::apply(x);
-      stream_results<V, StreamedParts::kBoth>(out, b, R, g - first_group, [&](int, int q) { return x[q]; });
-    }
-  }
+  for_last_butterflies<V, R>(out, first_group, last_group, [&](const Complex<V>* x, int b, std::int32_t g) {
+    stream_results<V, StreamedParts::kBoth>(out, b, R, g - first_group, [&](int, int q) { return x[q]; });
+  });
 }
 
 // An odd radix without code of its own, summed directly.
@@ -309,8 +313,9 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
   }
 }
 
-// The code of a radix. All of them have `twiddled` and `last`; null elsewhere stands for a buffer and `last`,
-// a little slower, where few lengths come by: this is what compilers spend their time on.
+// The code of a radix. All of them have `twiddled` and `last`; null elsewhere stands for these two with what
+// they need in between, a little slower, where few lengths come by: this is what compilers spend their time
+// on.
 template <class V>
 struct RadixCode {
   void (*twiddled)(LaneOf<V>*, std::int32_t, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
@@ -393,22 +398,15 @@ void load_first(int radix, const double* re, const double* im, std::ptrdiff_t ah
                 std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
   const auto code = kRadixCode<V>[radix].load_first;
   if (code != nullptr) return code(re, im, ahead, data, m, pitch, roots);
-  const LaneOf<V>* own = roots.own;
-  Buffer<V> buffer;
-  for (std::int32_t j = 0; j < m; ++j, own += 2 * (radix - 1), data += kElement<V>) {
-    for (int i = 0; i < radix; ++i) {
-      const std::ptrdiff_t at = (i * static_cast<std::ptrdiff_t>(m) + j) * V::kLanes;
+  for (int i = 0; i < radix; ++i) {
+    LaneOf<V>* part = data + i * static_cast<std::ptrdiff_t>(pitch) * kElement<V>;
+    for (std::int32_t j = 0; j < m; ++j, re += V::kLanes, im += V::kLanes, part += kElement<V>) {
       Complex<V> x;
-      load_row_elements<V, 1>(re + at, im + at, 0, ahead, &x);
-      buffer.set(i, x);
-    }
-    buffer.apply(radix);
-    store_element<V>(data, buffer.get(0));
-    for (int q = 1; q < radix; ++q) {
-      store_element<V>(data + q * static_cast<std::ptrdiff_t>(pitch) * kElement<V>,
-                       multiply(buffer.get(q), own, q));
+      load_row_elements<V, 1>(re, im, 0, ahead, &x);
+      store_element<V>(part, x);
     }
   }
+  kRadixCode<V>[radix].twiddled(data, 1, m, pitch, roots);
 }
 
 template <class V>
