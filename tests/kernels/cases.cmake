@@ -5,6 +5,7 @@ add_library(kyvmath_kernel_cases STATIC EXCLUDE_FROM_ALL
   ${folder}/byte_trials.cpp
   ${folder}/column_trials.cpp
   ${folder}/permuted_trials.cpp
+  ${folder}/running_trials.cpp
   ${folder}/shuffled_trials.cpp
   ${folder}/transform_trials.cpp
   ${folder}/transposed_trials.cpp

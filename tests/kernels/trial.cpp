@@ -14,6 +14,7 @@ Trials trials_of(const runtime::KernelSet& set, Inputs inputs, std::uint32_t see
   add_column_trials(set, inputs, random, trials);
   add_transposed_trials(set, inputs, random, trials);
   add_permuted_trials(set, inputs, random, trials);
+  add_running_trials(set, inputs, random, trials);
   add_shuffled_trials(set, inputs, random, trials);
   add_byte_trials(set, inputs, random, trials);
   add_weight_trials(set, inputs, random, trials);

@@ -102,6 +102,7 @@ std::string verdict_on(const Canaried<T>& written, const std::vector<T>& expecte
 void add_column_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
 void add_transposed_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
 void add_permuted_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
+void add_running_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
 void add_shuffled_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
 void add_byte_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
 void add_weight_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials);
