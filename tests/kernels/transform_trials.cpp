@@ -227,6 +227,71 @@ void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, T
   }
 }
 
+// Lines side by side in the lanes: mixed radix, Rader's method and Bluestein's.
+template <class T>
+struct LinesCase {
+  LinesCase(std::int32_t line_length, const psfotf::Kernels& kernels, Random& random)
+      : plane({64, line_length}, kernels, Inputs::kPicture, random),
+        length(static_cast<std::size_t>(plane.plan->row->length)),
+        lanes(static_cast<std::size_t>(psfotf::precision_of<T>(kernels).lanes)),
+        parts(plane.plan->row->inner == nullptr ? plane.plan->row->radices[0] : 1),
+        pitch(parts > 1 ? static_cast<std::size_t>(plane.plan->row->part_pitch) : length),
+        values(2 * lanes * parts * pitch),
+        data(values.size()),
+        work(8 * values.size()) {
+    for (T& value : values) value = static_cast<T>(random.unit() - 0.4);
+    std::memset(work.data(), 0xFF, work.values().size() * sizeof(T));
+  }
+
+  std::string verdict() const {
+    if (!data.intact() || !work.intact()) return "wrote outside its memory";
+    const std::vector<T> results = data.values();
+    const auto element = [this](const std::vector<T>& of, std::size_t i, std::size_t lane) {
+      return Complex(of[2 * lanes * i + lane], of[2 * lanes * i + lanes + lane]);
+    };
+    for (std::size_t lane = 0; lane < lanes; ++lane) {
+      std::vector<Complex> line;
+      for (std::size_t i = 0; i < length; ++i) {
+        line.push_back(element(values, i / (length / parts) * pitch + i % (length / parts), lane));
+      }
+      const std::vector<Complex> expected = transformed(line, 1, length);
+      double error = 0.0;
+      double energy = 0.0;
+      for (std::size_t k = 0; k < length; ++k) {
+        const auto place = static_cast<std::size_t>(plane.plan->row->positions[k]);
+        error += std::norm(element(results, place, lane) - expected[k]);
+        energy += std::norm(expected[k]);
+      }
+      if (std::sqrt(error / energy) > kBound<T>) return "lane " + std::to_string(lane) + " is wrong";
+    }
+    return {};
+  }
+
+  PlannedCase<T> plane;  // whose rows are the lines
+  std::size_t length;
+  std::size_t lanes;
+  std::size_t parts;
+  std::size_t pitch;  // elements from part to part
+  std::vector<T> values;
+  Canaried<T> data;
+  Canaried<T> work;
+};
+
+template <class T>
+void add_lines(const psfotf::Kernels& kernels, Random& random, Trials& trials) {
+  for (const std::int32_t length : {60, 101, 118}) {
+    const auto c = std::make_shared<LinesCase<T>>(length, kernels, random);
+    const auto n = static_cast<double>(length);
+    trials.push_back({"transform lines of " + std::to_string(length) + kPrecision<T>,
+                      5 * n * std::log2(n) * static_cast<double>(c->lanes), "operation",
+                      [c, kernel = psfotf::precision_of<T>(kernels).transform_lines] {
+                        std::copy(c->values.begin(), c->values.end(), c->data.data());
+                        kernel(*c->plane.plan->row, c->data.data(), c->work.data());
+                      },
+                      [c] { return c->verdict(); }});
+  }
+}
+
 // Recognising planes and making them symmetric, at lengths around those of vectors.
 template <class T>
 void add_symmetry(const psfotf::PrecisionKernels<T>& kernels, Random& random, Trials& trials) {
@@ -272,6 +337,8 @@ void add_transform_trials(const runtime::KernelSet& set, Inputs inputs, Random& 
   add_squares(set.psfotf->double_precision, inputs, random, trials);
   add_planes<float>(*set.psfotf, inputs, random, trials);
   add_planes<double>(*set.psfotf, inputs, random, trials);
+  add_lines<float>(*set.psfotf, random, trials);
+  add_lines<double>(*set.psfotf, random, trials);
   add_symmetry(set.psfotf->single_precision, random, trials);
   add_symmetry(set.psfotf->double_precision, random, trials);
 }
