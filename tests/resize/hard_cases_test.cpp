@@ -54,6 +54,11 @@ TEST_P(HardCases, BlocksOfRowsThatEndIncompleteInSeveralStrips) {
   }
 }
 
+// Long sums down narrow pictures: rows shorter than what a strip's width is a multiple of, in little memory.
+TEST_P(HardCases, LongSumsOfRowsShorterThanAStrip) {
+  for (const auto& format : kFormats) expect_reference(trial_of(8, format, 110, 502, 110, 1));
+}
+
 TEST_P(HardCases, WindowsThatMoveOverManySegments) {
   for (const auto& format : kFormats) {
     for (const int mode : {2, 4, 16}) {

@@ -27,7 +27,7 @@ Index strip_width(const Workspace& work, Index ring_rows, Index multiple, Index 
   const Index fitting = std::max<Index>(std::min((floats - 2 * kRingSlack) / channels, most) / multiple, 1);
   const Index blocks = (count + multiple - 1) / multiple;
   const Index strips = (blocks + fitting - 1) / fitting;
-  return (blocks + strips - 1) / strips * multiple;
+  return std::min((blocks + strips - 1) / strips * multiple, count);
 }
 
 }  // namespace
