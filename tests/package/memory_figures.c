@@ -24,13 +24,13 @@ void* calloc(size_t count, size_t size) {
   return __libc_calloc(count, size);
 }
 
-/* Bytes that a resize may take: 2 MiB, what every destination column and row has, and the taps of a sum,
+/* Bytes that a resize may take: 8 MiB, what every destination column and row has, and the taps of a sum,
    across a row with their samples in 16 rows. */
 static double promised(unsigned int mode, int channels, int columns, int rows, int width, int height) {
   const double lobes = mode == KYVMATH_SUPER ? 1 : mode == KYVMATH_LINEAR ? 2 : mode == KYVMATH_CUBIC ? 4 : 6;
   const double across = mode == KYVMATH_NEAREST ? 0 : lobes * columns / width;
   const double down = mode == KYVMATH_NEAREST ? 0 : lobes * rows / height;
-  return (2 << 20) + 51.0 * width + 48.0 * height + (12 + 64 * channels) * across + 12 * down;
+  return (8 << 20) + 51.0 * width + 48.0 * height + (12 + 64 * channels) * across + 12 * down;
 }
 
 static int resize(unsigned int mode, int channels, int bits, int columns, int rows, int width, int height) {

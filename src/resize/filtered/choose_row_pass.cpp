@@ -35,9 +35,8 @@ constexpr double kRgbaRunningInverse[2] = {2.9, 4.5};
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
 
-// Fewest samples of the source, by channels, for which the weights of running sums are listed. Those of a
-// grey pixel are no more than the taps and serve one sample; small pictures are up to 1.5 times as fast
-// transposed.
+// Fewest samples of the source, by channels, that make up for listing the weights of running sums: smaller
+// pictures are up to 1.5 times as fast transposed.
 constexpr std::uint64_t kRunningSource[5] = {0, 192 << 10, 0, 256 << 10, 64 << 10};
 
 // A reason is a text, or null where the pass is not the fastest one.
