@@ -37,6 +37,7 @@ struct PixelRows {
   Index dst_step;
   Index pixel;      // bytes
   Index row_bytes;  // of the destination
+  std::uint64_t streamed_bytes;
 
   explicit PixelRows(const ResizeJob& job) noexcept
       : src(job.first_source()),
@@ -44,15 +45,16 @@ struct PixelRows {
         src_step(job.src_step),
         dst_step(job.dst_step),
         pixel(job.format.pixel_bytes()),
-        row_bytes(job.geometry.x.count * pixel) {}
+        row_bytes(job.geometry.x.count * pixel),
+        streamed_bytes(job.tuning.streamed_destination) {}
 
   std::uint8_t* dst_row(Index i) const noexcept { return dst + i * dst_step; }
 
-  // Whether a destination of `count` rows would push everything else out of the caches, and itself in the
-  // end.
+  // Whether a destination of `count` rows is.
   bool are_streamed(Index count, const ByteKernels& kernels) const noexcept {
-    constexpr auto kStreamed = static_cast<Index>(runtime::kLastCacheBytes);
-    return kernels.stream != nullptr && row_bytes >= 4 * kLine && row_bytes >= kStreamed / count;
+    const auto row = static_cast<std::uint64_t>(row_bytes);
+    return kernels.stream != nullptr && row_bytes >= 4 * kLine &&
+           row >= streamed_bytes / static_cast<std::uint64_t>(count);
   }
 };
 

@@ -30,7 +30,7 @@ constexpr Index kGreyWidePositions = 24;
 
 // Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
 // with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos) earlier.
-constexpr double kRunningInverse[2] = {3.9, 5.5};
+constexpr double kRunningInverse[2] = {4.5, 5.5};
 constexpr double kRgbaRunningInverse[2] = {2.9, 4.5};
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
@@ -93,10 +93,9 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   if (!facts.kernels.permuted.quarters) {
     if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
     if (is_short) return "short sums";
-    // Super-sampling picks each sample about once: what a permutation of two registers costs does not matter
-    // then.
-    // Where it costs three operations: super-sampling picks each sample about once, and other passes take
-    // four times as many rows of grey at a time, each from a page of its own.
+    // What a permutation of two registers costs does not matter to super-sampling, which picks each sample
+    // about once, nor to grey, of which other passes take four times as many rows at a time, each from a page
+    // of its own.
     const bool is_light =
         is_sparse(facts, shape, 1) || (channels == 1 && shape.positions <= kGreyWidePositions);
     const bool pays = facts.tuning.has_cheap_wide_permutations || is_light;

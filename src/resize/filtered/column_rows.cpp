@@ -1,5 +1,7 @@
 #include "resize/filtered/column_rows.h"
 
+#include "runtime/memory_model.h"
+
 namespace kyv::resize {
 namespace {
 
@@ -7,6 +9,14 @@ namespace {
 // sums of many taps, whose chunks would be too short to stream.
 constexpr Index kChunkTaps = 8192;
 constexpr Index kLeastChunk = 512;
+
+// Samples of a destination row that go past the caches together.
+constexpr Index kStreamedSamples = 1024;
+
+bool is_streamed(const ResizeJob& job) noexcept {
+  const auto bytes = static_cast<std::uint64_t>(job.geometry.x.count * job.format.pixel_bytes());
+  return bytes >= job.tuning.streamed_destination / static_cast<std::uint64_t>(job.geometry.y.count);
+}
 
 }  // namespace
 
@@ -19,10 +29,7 @@ ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, bool norma
       count_(job.geometry.y.count),
       last_source_(job.geometry.y.usable_size - 1),
       normal_(normal),
-      streamed_(kernels.bytes.stream != nullptr &&
-                is_streamed(static_cast<std::uint64_t>(job.geometry.x.count) *
-                                static_cast<std::uint64_t>(job.format.pixel_bytes()),
-                            job.geometry.y.count)) {}
+      streamed_(kernels.bytes.stream != nullptr && is_streamed(job)) {}
 
 void ColumnRows::begin(const Strip& strip) noexcept {
   strip_ = strip;
@@ -68,16 +75,16 @@ void ColumnRows::write_chunk(Index row, Index rows, Index x, Index samples,
   const float* taps[3 * kTapBlock];
   ring.list(span->first, last.end(), last_source_, x, taps);
 
+  alignas(runtime::kCacheLine) std::uint8_t staged[2][sizeof(std::uint16_t) * kStreamedSamples];
   ColumnArgs args{.rows = taps, .lead = last.first - span->first, .samples = samples, .normal = normal_};
   for (Index r = 0; r < rows; ++r) {
     args.weights[r] = table_.weights_of(span[r]);
     args.count[r] = span[r].count;
-    args.dst[r] = streamed_ ? work_.staged + r * kStagedBytes : destination(row + r, x);
+    args.dst[r] = streamed_ ? staged[r] : destination(row + r, x);
   }
   kernels_.columns.sum[job_.format.depth](args);
   for (Index r = 0; streamed_ && r < rows; ++r) {
-    kernels_.bytes.stream(work_.staged + r * kStagedBytes, destination(row + r, x),
-                          samples * sample_bytes(job_.format.depth));
+    kernels_.bytes.stream(staged[r], destination(row + r, x), samples * sample_bytes(job_.format.depth));
   }
 }
 

@@ -3,8 +3,6 @@
 #include <cstring>
 #include <limits>
 
-#include "runtime/memory_model.h"
-
 namespace kyv::resize {
 namespace {
 
@@ -53,7 +51,7 @@ PermutedRows::PermutedRows(const RowPassFacts& facts, const PermutedRoom& room,
            .group_samples = shape.group_pixels * format_.channels,
            .channels = format_.channels};
   const Index groups = shape.group_count;
-  if (facts.source_bytes() > runtime::kL2Bytes && groups > 1) {
+  if (facts.source_bytes() > facts.tuning.prefetched_source && groups > 1) {
     prefetched_ = (plan.groups[groups - 1].first - plan.groups[0].first) * pixel_bytes / (groups - 1);
   }
   find_ends(facts.last_span());

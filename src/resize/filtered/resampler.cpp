@@ -5,8 +5,6 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Index kRingFloats = 98304;  // row results that stay in the L2
-
 // Row results are multiples of the last place of the weights, which is at least 2^-24 of them.
 bool has_normal_products(const BuiltTable& x, const BuiltTable& y) noexcept {
   return static_cast<double>(x.smallest) * static_cast<double>(y.smallest) >= 0x1p-101;
@@ -20,9 +18,9 @@ std::uint64_t ring_pitch(Index pixels, std::int32_t channels) noexcept {
 
 // Destination pixels of a strip, at most `most`: all of them, or as few strips as the ring's memory has room
 // for, because memory likes long runs, and these alike.
-Index strip_width(const Workspace& work, Index ring_rows, Index multiple, Index count, Index most,
+Index strip_width(Index ring_floats, Index ring_rows, Index multiple, Index count, Index most,
                   std::int32_t channels) noexcept {
-  const Index floats = std::min(work.ring_floats, kRingFloats) / (ring_rows + 1);
+  const Index floats = ring_floats / (ring_rows + 1);
   if (most >= count && ring_pitch(count, channels) <= static_cast<std::uint64_t>(floats)) return count;
   const Index fitting = std::max<Index>(std::min((floats - 2 * kRingSlack) / channels, most) / multiple, 1);
   const Index blocks = (count + multiple - 1) / multiple;
@@ -47,7 +45,8 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
   const Index ring_rows = work.ring_rows(at_once);
   const Index count = geometry.x.count;
   const Index most = y.table.stride > kTapBlock ? work.longest_strip : count;
-  const Index width = strip_width(work, ring_rows, multiple, count, most, job.format.channels);
+  const Index width = strip_width(std::min(work.ring_floats, job.tuning.ring_floats), ring_rows, multiple,
+                                  count, most, job.format.channels);
   const Index samples = width * job.format.channels;
   const RowRing ring(work.ring, ring_rows, static_cast<Index>(ring_pitch(width, job.format.channels)));
   ring.clear_slack(samples, rounded_up(samples, kColumnGroup) - samples);

@@ -74,7 +74,7 @@ RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) 
       usable_size_(facts.geometry.x.usable_size),
       chunk_(format_.channels == 1 || format_.pixel_bytes() == 4 ? kChunk : kLargePixelChunk),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
-      prefetches_(facts.source_bytes() > runtime::kL2Bytes),
+      prefetches_(facts.source_bytes() > facts.tuning.prefetched_source),
       has_blocks_(facts.x.most_taps > kTapBlock) {
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;

@@ -77,7 +77,7 @@ TransposedRows::TransposedRows(const RowPassFacts& facts, const TransposedRoom& 
       usable_size_(facts.geometry.x.usable_size),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
       sums_(facts.x.smallest >= least_exact_weight(format_.depth) ? kExactSums : kRoundedSums),
-      prefetches_(facts.source_bytes() > runtime::kL2Bytes) {
+      prefetches_(facts.source_bytes() > facts.tuning.prefetched_source) {
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
   set_segment(facts);

@@ -1,7 +1,6 @@
 #include "resize/filtered/workspace.h"
 
 #include "resize/rounding.h"
-#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
@@ -12,10 +11,6 @@ constexpr Index kStripStep = 32;       // destination pixels
 std::uint64_t unsigned_of(Index n) noexcept { return static_cast<std::uint64_t>(n); }
 
 }  // namespace
-
-bool is_streamed(std::uint64_t row_bytes, Index rows) noexcept {
-  return row_bytes >= runtime::kLastCacheBytes / static_cast<std::uint64_t>(rows);
-}
 
 Workspace::Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
   x = take_tap_table(arena, geometry.x, geometry.mode);
@@ -34,9 +29,6 @@ Workspace::Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32
       (unsigned_of(ring_rows(TransposedRows::most_rows_at_once(channels))) + 1) * pitch;
   ring = arena.take<float>(floats);
   ring_floats = static_cast<Index>(floats);
-  const std::uint64_t row_bytes = static_cast<std::uint64_t>(geometry.x.count) *
-                                  static_cast<std::uint64_t>(channels) * sizeof(std::uint16_t);
-  staged = arena.take<std::uint8_t>(is_streamed(row_bytes, geometry.y.count) ? 2 * kStagedBytes : 0);
   totals_pitch = static_cast<Index>(pitch);
   totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * pitch : 0);
 }

@@ -18,8 +18,7 @@ struct Workspace {
   Index ring_floats = 0;
   float* ring = nullptr;
   Index totals_pitch = 0;
-  float* totals = nullptr;         // of kActiveRows destination rows
-  std::uint8_t* staged = nullptr;  // pieces of two destination rows, on their way past the caches
+  float* totals = nullptr;  // of kActiveRows destination rows
 
   Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept;
 
@@ -32,12 +31,5 @@ static_assert(std::max({kTransposedSlack, kPermutedSlack, kShuffledSlack, kColum
 
 // Destination rows that a source row contributes to, where they have totals.
 inline constexpr Index kActiveRows = 8;
-
-// Samples of a destination row that go past the caches together.
-inline constexpr Index kStreamedSamples = 1024;
-inline constexpr Index kStagedBytes = 2 * kStreamedSamples;
-
-// Whether a destination would push everything else out of the caches, and itself in the end.
-bool is_streamed(std::uint64_t row_bytes, Index rows) noexcept;
 
 }  // namespace kyv::resize
