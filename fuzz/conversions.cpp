@@ -19,18 +19,39 @@ namespace {
 using namespace kyv;
 
 constexpr std::int32_t kMostValues = 20000;
-constexpr std::size_t kArenaBytes = (kMostValues + 64) * sizeof(double);
+constexpr std::int32_t kMostLargeValues = 600000;  // larger than what the library keeps in the caches
+constexpr std::size_t kArenaBytes = (kMostLargeValues + 64) * sizeof(double);
 
 struct Call {
   std::int32_t width = 0;
   std::int32_t height = 0;
   std::int32_t planes = 0;
+  std::int32_t most = kMostValues;
   psfotf::Direction direction = psfotf::Direction::kForward;
   psfotf::Precision precision = psfotf::Precision::kSingle;
   bool in_place = false;
   bool any_bits = false;  // values are any doubles: infinities, NaNs, denormals
   bool sparse = false;    // few values are not zero
 };
+
+// A square, often of a size that is common; or any shape, rarely a large one.
+void read_good_size(fuzz::Input& in, std::uint8_t kinds, Call& c) {
+  const std::uint8_t shape = in.byte();
+  if (shape < 32) {
+    c.width = c.height = shape < 16 ? 4 << shape % 5 : 1 + in.below(140);
+    c.planes = 1;
+    return;
+  }
+  const bool large = shape == 255 && in.byte() == 255;
+  if (large) c.most = kMostLargeValues;
+  const std::int32_t most = large ? kMostLargeValues : in.size(kMostValues);
+  const std::int32_t longer = shape < 80 ? most : 1 + (large ? 20 : 1) * in.below(large ? most / 20 : most);
+  const std::int32_t shorter = large ? most / longer : 1 + in.below(most / longer);
+  const bool upright = kinds % 64 < 32;
+  c.width = upright ? longer : shorter;
+  c.height = upright ? shorter : longer;
+  c.planes = kinds < 192 ? 1 : 1 + in.below(std::min(4, most / (longer * shorter)));
+}
 
 Call read_call(fuzz::Input& in) {
   Call c;
@@ -41,12 +62,7 @@ Call read_call(fuzz::Input& in) {
   c.any_bits = kinds / 8 % 8 == 0;
   c.sparse = kinds / 8 % 8 >= 4;
   if (in.byte() < 205) {
-    const std::int32_t longer = in.size(kMostValues);
-    const std::int32_t shorter = 1 + in.below(kMostValues / longer);
-    const bool upright = kinds % 64 < 32;
-    c.width = upright ? longer : shorter;
-    c.height = upright ? shorter : longer;
-    c.planes = kinds < 192 ? 1 : 1 + in.below(std::min(4, kMostValues / (longer * shorter)));
+    read_good_size(in, kinds, c);
   } else {
     c.width = in.integer();
     c.height = in.integer();
@@ -66,12 +82,14 @@ std::size_t values_of(const Call& c) {
 }
 
 bool fits(const Call& c) {
-  return c.planes <= kMostValues && std::int64_t{c.width} * c.height <= kMostValues &&
-         std::int64_t{c.width} * c.height * c.planes <= kMostValues;
+  const std::int64_t plane = std::int64_t{c.width} * c.height;
+  return plane <= c.most && c.planes <= c.most / plane;
 }
 
 double value_of(const Call& c, const fuzz::Input& in, std::size_t k) {
-  if (c.sparse && !c.any_bits && k % 2003 > 1) return 0.0;
+  // The definition takes as long as there are values, for each that is not zero.
+  const std::size_t distance = values_of(c) > kMostValues ? 200003 : 2003;
+  if (c.sparse && !c.any_bits && k % distance > 1) return 0.0;
   if (!c.any_bits) return (in.content(k) - 100) / 16.0;
   double value = 0.0;
   std::uint8_t bytes[sizeof value];

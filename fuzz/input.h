@@ -1,6 +1,7 @@
 // Reads the bytes of an input as the arguments of a call: mostly ordinary values, often those at the limits.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -77,9 +78,14 @@ class Input {
     return read<double>();
   }
 
-  // What is left, again and again; zeros when there is nothing.
+  // What is left, again and again; something else when there is nothing.
   std::uint8_t content(std::size_t k) const {
     return size_ == 0 ? static_cast<std::uint8_t>(k * 37) : data_[k % size_];
+  }
+  void fill(std::uint8_t* p, std::size_t bytes) const {
+    const std::size_t period = size_ == 0 ? 256 : size_;
+    for (std::size_t k = 0; k < bytes && k < period; ++k) p[k] = content(k);
+    for (std::size_t k = period; k < bytes; k += period) std::memcpy(p + k, p, std::min(period, bytes - k));
   }
 
  private:

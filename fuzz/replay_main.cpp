@@ -28,13 +28,14 @@ std::vector<fs::path> files_of(const fs::path& path) {
 }
 
 const std::vector<std::uint8_t>* g_input = nullptr;
+char g_name[64] = "failing_input";
 
 void write_input(int signal) {
-  if (std::FILE* const file = std::fopen("failing_input", "wb"); file != nullptr && g_input != nullptr) {
+  if (std::FILE* const file = std::fopen(g_name, "wb"); file != nullptr && g_input != nullptr) {
     std::fwrite(g_input->data(), 1, g_input->size(), file);
     std::fclose(file);
   }
-  std::fprintf(stderr, "signal %d; the input is in the file failing_input\n", signal);
+  std::fprintf(stderr, "signal %d; the input is in the file %s\n", signal, g_name);
   std::_Exit(1);
 }
 
@@ -52,6 +53,7 @@ bool replay(const fs::path& path) {
 }
 
 int run_random(long count, unsigned long seed) {
+  std::snprintf(g_name, sizeof g_name, "failing_input_%lu", seed);
   std::mt19937_64 random(seed);
   const auto start = std::chrono::steady_clock::now();
   std::vector<std::uint8_t> input;

@@ -163,12 +163,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t src_bytes = fuzz::image_bytes(c.src, pixel_bytes);
   const std::size_t dst_bytes = fuzz::image_bytes(c.dst, pixel_bytes);
   if (src_bytes + src_offset > kArenaBytes || dst_bytes + dst_offset > kArenaBytes) return 0;
-  if (fuzz::work_of(c.region.width, c.region.height, c.dst.width, c.dst.height) * c.channels > most_work)
-    return 0;
+  const std::int64_t work = fuzz::work_of(c.mode, c.region.width, c.region.height, c.dst.width, c.dst.height);
+  if (work * c.channels > most_work) return 0;
 
   std::uint8_t* const src = source.take(src_bytes, at_end, src_offset);
   std::uint8_t* const dst = destination.take(dst_bytes, at_end, dst_offset);
-  fuzz::fill(src, src_bytes, in);
+  in.fill(src, src_bytes);
   require_status(make(c, src, dst), KYVMATH_OK);
 
   reference::PrimitiveCall call;

@@ -20,10 +20,11 @@ struct ImageArguments {
 
 // What the reference takes for a resize of `width` x `height` pixels to `dst_width` x `dst_height`, in
 // samples times taps of one channel.
-inline std::int64_t work_of(std::int32_t width, std::int32_t height, std::int32_t dst_width,
-                            std::int32_t dst_height) {
-  const std::int64_t row_taps = 6 * std::int64_t{1 + width / dst_width};
-  const std::int64_t column_taps = 6 * std::int64_t{1 + height / dst_height};
+inline std::int64_t work_of(std::uint32_t mode, std::int32_t width, std::int32_t height,
+                            std::int32_t dst_width, std::int32_t dst_height) {
+  const std::int64_t taps = mode == 1 || mode == 8 ? 1 : mode == 2 ? 2 : mode == 16 ? 6 : 4;
+  const std::int64_t row_taps = taps * (1 + width / dst_width);
+  const std::int64_t column_taps = taps * (1 + height / dst_height);
   return std::int64_t{dst_width} * height * row_taps + std::int64_t{dst_width} * dst_height * column_taps;
 }
 
@@ -38,10 +39,6 @@ inline std::size_t image_bytes(const ImageArguments& image, std::int32_t pixel_b
   if (row > absurd) return absurd;
   const std::int64_t rows = std::int64_t{image.height - 1} * image.step;
   return static_cast<std::size_t>(rows > absurd ? absurd : rows + row);
-}
-
-inline void fill(std::uint8_t* p, std::size_t bytes, const Input& in) {
-  for (std::size_t k = 0; k < bytes; ++k) p[k] = in.content(k);
 }
 
 // Compares what was written with the reference, then makes it untouched again.

@@ -1,12 +1,14 @@
-// The primitives with any words, rectangles, factors and shifts: the status in the order of the checks, the
-// reference's pixels from every variant, and nothing else touched.
+// The primitives with any words, rectangles, factors and shifts, every row pass and lowered thresholds: the
+// status in the order of the checks, the reference's pixels from every variant, and nothing else touched.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
 #include "arena.h"
 #include "fuzz_target.h"
 #include "input.h"
+#include "resize/filtered/row_pass.h"
 #include "resize/primitive.h"
 #include "resize/reference.h"
 #include "resize_image.h"
@@ -27,6 +29,7 @@ struct Call {
   fuzz::ImageArguments dst;
   resize::ResizeSqrPixelArguments arguments;
   std::uint8_t nulls = 0;
+  resize::RowPassProbe probe;
 };
 
 resize::IppiRect read_rect(fuzz::Input& in, std::int32_t width, std::int32_t height) {
@@ -80,6 +83,25 @@ void read_any_geometry(fuzz::Input& in, Call& c) {
   a.y_shift = in.real();
 }
 
+// Half of the inputs lower thresholds, so that small pictures take the paths of large ones.
+resize::Tuning read_tuning(fuzz::Input& in) {
+  resize::Tuning tuning;
+  const std::uint8_t kinds = in.byte();
+  if (kinds % 2 == 0) return tuning;
+  if (kinds / 2 % 2 == 1) tuning.large_source = tuning.huge_source = 0;
+  if (kinds / 4 % 2 == 1) tuning.prefetched_source = 0;
+  if (kinds / 8 % 2 == 1) tuning.streamed_destination = 0;
+  if (kinds / 16 % 2 == 1) tuning.ring_floats = 1 + in.below(20000);
+  tuning.has_cheap_wide_permutations = kinds / 32 % 2 == 1;
+  return tuning;
+}
+
+std::optional<resize::RowPassKind> read_row_pass(fuzz::Input& in) {
+  const std::uint8_t kind = in.byte();
+  if (kind >= 128) return std::nullopt;
+  return static_cast<resize::RowPassKind>(kind % 4);
+}
+
 Call read_call(fuzz::Input& in) {
   constexpr std::uint32_t modes[] = {1, 2, 4, 5, 8, 16};
   constexpr std::int32_t channels[] = {1, 3, 4};
@@ -97,6 +119,8 @@ Call read_call(fuzz::Input& in) {
   c.dst.height = in.size(kLongestSide);
   c.src.step = c.src.width * c.channels * c.bits / 8 + in.below(40);
   c.dst.step = c.dst.width * c.channels * c.bits / 8 + in.below(40);
+  a.tuning = read_tuning(in);
+  c.probe.wanted = read_row_pass(in);
   a.src_size = {c.src.width, c.src.height};
   a.src_step = c.src.step;
   a.dst_step = c.dst.step;
@@ -175,7 +199,7 @@ void check_rect_query(const resize::ResizeSqrPixelArguments& a) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static fuzz::Arena source(kArenaBytes);
   static fuzz::Arena destination(kArenaBytes);
-  static fuzz::Arena work(std::size_t{kMostWorkBytes});
+  static fuzz::Arena work_memory(std::size_t{kMostWorkBytes});
   fuzz::Input in(data, size);
   const std::uint8_t places = in.byte();
   const bool at_end = places % 2 == 0;
@@ -184,6 +208,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::int64_t most_work = fuzz::most_work(in);
   Call c = read_call(in);
   resize::ResizeSqrPixelArguments& a = c.arguments;
+  a.probe = &c.probe;
   check_rect_query(a);
 
   std::int32_t work_bytes = 0;
@@ -193,10 +218,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t src_bytes = fuzz::image_bytes(c.src, c.channels * c.bits / 8);
   const std::size_t dst_bytes = fuzz::image_bytes(c.dst, c.channels * c.bits / 8);
   if (src_bytes + src_offset > kArenaBytes || dst_bytes + dst_offset > kArenaBytes) return 0;
-  if (fuzz::work_of(c.src.width, c.src.height, c.dst.width, c.dst.height) * c.channels > most_work) return 0;
+  const std::int64_t work =
+      fuzz::work_of(a.interpolation % 32, c.src.width, c.src.height, c.dst.width, c.dst.height);
+  if (work * c.channels > most_work) return 0;
   std::uint8_t* const src = source.take(src_bytes, at_end, src_offset);
   std::uint8_t* const dst = destination.take(dst_bytes, at_end, dst_offset);
-  fuzz::fill(src, src_bytes, in);
+  in.fill(src, src_bytes);
 
   const bool has_null = (c.nulls & 7) != 0;
   const resize::IppStatus expected = checked(a, has_null);
@@ -206,7 +233,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (expected == 0 && !real) return 0;
 
   const auto mask = static_cast<std::uintptr_t>(runtime::kMemoryAlignment - 1);
-  std::uint8_t* const work_end = work.take((static_cast<std::size_t>(work_bytes) + mask) & ~mask, true);
+  std::uint8_t* const work_end =
+      work_memory.take((static_cast<std::size_t>(work_bytes) + mask) & ~mask, true);
   a.work = (c.nulls & 4) != 0 ? nullptr : work_end;
 
   reference::Result result;
@@ -227,7 +255,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     "%s: refused with status %d", set.name, status);
     }
     fuzz::require(destination.untouched(true), "%s: bytes outside were written", set.name);
-    fuzz::require(work.untouched(false), "%s: bytes before the work buffer were written", set.name);
+    fuzz::require(work_memory.untouched(false), "%s: bytes before the work buffer were written", set.name);
   });
   return 0;
 }
