@@ -88,7 +88,6 @@ ExtendedRoot root(std::int64_t k, std::int64_t n) noexcept {
 
 constexpr std::int32_t kMaxFine = 256;
 
-// About the square root of n, and at most a sixteenth of the circle.
 // The roots of order kSmallOrder, ready: small powers of two cost no sine.
 constexpr std::int32_t kSmallOrder = 64;
 
@@ -122,6 +121,7 @@ constexpr SmallRoots small_roots() noexcept {
 
 constexpr SmallRoots kSmallRoots = small_roots();
 
+// About the square root of n, and at most a sixteenth of the circle.
 std::int32_t fine_count(std::int32_t n) noexcept {
   std::int32_t size = 1;
   while (size < kMaxFine && size * size < n && 32 * size <= n) size *= 2;

@@ -5,7 +5,7 @@
 
 namespace kyv::psfotf {
 
-// re[k] + i im[k] = exp(-2 pi i k / n) for k < count <= n, each part within 0.85 of the last place of a
+// re[k] + i im[k] = exp(-2 pi i k / n) for k < count <= n, each part within 1.5 of the last place of a
 // number between 1/2 and 1. About 2 sqrt(n) sines are evaluated; the rest are products of a coarse and a fine
 // root.
 template <class T>
