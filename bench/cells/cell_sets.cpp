@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <random>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -187,6 +188,29 @@ std::vector<ResizeCell> cells_of_size(const std::string& text) {
   if (!sound) throw std::invalid_argument("a size is written like 1921x1081:777x555, not " + text);
   std::vector<ResizeCell> cells;
   add_size(cells, "X", size, kModes);
+  return cells;
+}
+
+std::vector<ConversionCell> random_squares(int count, int primes, std::uint64_t seed) {
+  constexpr int shortest = 20;
+  constexpr int longest = 1500;
+  const auto is_prime = [](int n) {
+    int divisor = 2;
+    while (divisor * divisor <= n && n % divisor != 0) ++divisor;
+    return divisor * divisor > n;
+  };
+  Random random(seed);
+  std::set<int> any;
+  while (static_cast<int>(any.size()) < count) any.insert(shortest + random.below(longest - shortest + 1));
+  std::set<int> prime;
+  while (static_cast<int>(prime.size()) < primes) {
+    const int side = shortest + random.below(longest - shortest + 1);
+    if (is_prime(side) && !any.contains(side)) prime.insert(side);
+  }
+  std::vector<ConversionCell> cells;
+  for (const std::set<int>* sides : {&any, &prime}) {
+    for (const int side : *sides) cells.push_back({.columns = side, .rows = side});
+  }
   return cells;
 }
 

@@ -1,10 +1,11 @@
-// Which resizes are measured: named sets, and cells drawn at random.
+// Which cells are measured: named sets, and such as are drawn at random.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "cells/conversion_cell.h"
 #include "cells/resize_cell.h"
 
 namespace kyv::bench {
@@ -27,5 +28,9 @@ std::vector<ResizeCell> random_cells(int count, std::uint64_t seed);
 // Every format and filter for one size given as "1921x1081:777x555". Throws std::invalid_argument for other
 // text.
 std::vector<ResizeCell> cells_of_size(const std::string& size);
+
+// Squares in double precision whose sides, 20 to 1500, depend on the seed alone and differ: `count` of any
+// length and then `primes` of a prime one, each part in ascending order.
+std::vector<ConversionCell> random_squares(int count, int primes, std::uint64_t seed);
 
 }  // namespace kyv::bench

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "KyvMath.h"
+#include "cells/cell_sets.h"
 #include "cells/conversion_cell.h"
 #include "common/csv.h"
 #include "common/eviction.h"
@@ -21,6 +22,7 @@ namespace {
 // One row of the table: a cell, and what peers reached on it on another machine.
 struct FftRow {
   ConversionCell cell;
+  bool with_fftw = true;  // whose plans for odd lengths take longer to make than all else
   std::string best_peer = "-";
   double best_us = kUnknown;         // the best known peer's whole call of three planes, elsewhere
   double fftw_us = kUnknown;         // one execution of FFTW's measured plan, on that machine
@@ -50,9 +52,21 @@ std::vector<FftRow> read_rows(const std::string& folder) {
   return rows;
 }
 
+std::vector<FftRow> rows_of_set(const Options& options) {
+  if (options.conversions == "standard") return read_rows(options.data);
+  if (options.conversions != "random") {
+    throw std::runtime_error("no set of conversions '" + options.conversions + "'");
+  }
+  std::vector<FftRow> rows;
+  for (const ConversionCell& cell : random_squares(100, 20, 1)) {
+    rows.push_back({.cell = cell, .with_fftw = false});
+  }
+  return rows;
+}
+
 // The rows that the user chose and that this program can hold.
 std::vector<FftRow> chosen_rows(const Options& options) {
-  std::vector<FftRow> rows = read_rows(options.data);
+  std::vector<FftRow> rows = rows_of_set(options);
   std::erase_if(rows, [&](const FftRow& row) {
     return !std::regex_search(row.cell.name(), options.filter) || !row.cell.fits_in_memory();
   });
@@ -174,13 +188,14 @@ Contest contest_of(const FftRow& row, const PlaneArrays& arrays, const Options& 
     contest.add([single = cell.single, stack, variant] { convert_once(stack, single, *variant); });
   }
   if (!options.peers) return contest;
-  const bool comparable = !cell.real && (peers.from_folder() || !std::isnan(row.fftw_us));
+  const bool comparable = row.with_fftw && !cell.real && (peers.from_folder() || !std::isnan(row.fftw_us));
   if (comparable) contest.fftw = contest.add(peers::fftw_execute(cell.columns, cell.rows, cell.single));
   if (!peers.from_folder()) return contest;
   const peers::ConversionTask task = {cell.columns,      cell.rows,         cell.single,
                                       cell.real,         arrays.src_real(), arrays.src_imag(),
                                       arrays.dst_real(), arrays.dst_imag(), kPlanes};
   for (peers::ConversionPeer& peer : peers.conversions(task, highest_level(options))) {
+    if (!row.with_fftw && peer.name.starts_with("FFTW")) continue;
     const std::size_t call = contest.add(std::move(peer.call));
     contest.peers.push_back({peer.name, peer.level, call, contest.add(std::move(peer.execute))});
   }

@@ -34,6 +34,9 @@ const char* usage() noexcept {
          "  --cells SETS     resizes: standard, own, ratios, thumbnails, small, sizes, with commas between, "
          "or\n"
          "                   none; default: standard,own\n"
+         "  --conversions S  standard (default), or random: 100 squares and 20 of a prime side, all double, "
+         "beside\n"
+         "                   peers from the folder alone\n"
          "  --placement P    arrays of conversions: malloc (default), aligned, misaligned (by 8 bytes) or "
          "both\n"
          "  --cold           the destination is not in the caches when a call begins\n"
@@ -85,6 +88,8 @@ std::optional<Options> parse_options(int argc, char** argv) {
       options.effort.max_rounds = 1 << 20;
     } else if (flag == "--cells") {
       options.cells = value();
+    } else if (flag == "--conversions") {
+      options.conversions = value();
     } else if (flag == "--placement") {
       options.placements = placements_named(value());
     } else if (flag == "--cold") {
