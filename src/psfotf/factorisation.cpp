@@ -6,17 +6,19 @@
 namespace kyv::psfotf {
 namespace {
 
-double radix_cost(int radix) noexcept {
+double radix_cost(std::int32_t radix) noexcept {
   if (radix > kMaxFixedRadix) return 4.0 + 0.7 * radix;
   constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0,
                                                 3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4};
   return costs[radix];
 }
 
-void add_stage(LineShape& shape, int radix) noexcept {
-  shape.radices[shape.stages++] = static_cast<std::uint8_t>(radix);
-  shape.cost += radix_cost(radix);
+void add_stage(LineShape& shape, std::int32_t radix, double cost) noexcept {
+  shape.radices[shape.stages++] = radix;
+  shape.cost += cost;
 }
+
+void add_stage(LineShape& shape, std::int32_t radix) noexcept { add_stage(shape, radix, radix_cost(radix)); }
 
 void add_powers_of_two(LineShape& shape, int exponent, RadixSet radices) noexcept {
   const int log_max = radices == RadixSet::kSmall ? 2 : 3;
@@ -82,23 +84,37 @@ int take_factors(std::int32_t& length, std::int32_t factor) noexcept {
   return count;
 }
 
+// A length's factors 2, 3 and 5, and its larger primes in ascending order.
+struct Factors {
+  SmallFactors small;
+  std::int32_t primes[kMaxStages];
+  int prime_count = 0;
+
+  // Stops at the first prime above `most`; what is left then, or 1, is the rest.
+  Factors(std::int32_t length, std::int32_t most) noexcept : rest(length) {
+    small.twos = std::countr_zero(static_cast<std::uint32_t>(length));
+    rest >>= small.twos;
+    small.threes = take_factors(rest, 3);
+    small.fives = take_factors(rest, 5);
+    for (std::int32_t f = 7; f <= most && static_cast<std::int64_t>(f) * f <= rest; f += 2) {
+      for (; rest % f == 0; rest /= f) primes[prime_count++] = f;
+    }
+    if (rest == 1 || rest > most) return;
+    primes[prime_count++] = rest;
+    rest = 1;
+  }
+
+  std::int32_t rest;
+};
+
 }  // namespace
 
 bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept {
   shape.length = length;
-  SmallFactors small;
-  small.twos = std::countr_zero(static_cast<std::uint32_t>(length));
-  std::int32_t rest = length >> small.twos;
-  small.threes = take_factors(rest, 3);
-  small.fives = take_factors(rest, 5);
-  std::uint8_t large[kMaxStages];
-  int count = 0;
-  for (std::int32_t f = 7; rest > 1; f += 2) {
-    if (f > kMaxDirectRadix) return false;
-    for (; rest % f == 0; rest /= f) large[count++] = static_cast<std::uint8_t>(f);
-  }
-  while (count > 0) add_stage(shape, large[--count]);
-  add_small_factors(shape, small, radices);
+  Factors factors(length, kMaxDirectRadix);
+  if (factors.rest > 1) return false;
+  while (factors.prime_count > 0) add_stage(shape, factors.primes[--factors.prime_count]);
+  add_small_factors(shape, factors.small, radices);
   return true;
 }
 
@@ -114,35 +130,32 @@ std::int32_t elements_with_gaps(const LineShape& shape, PartGap gap) noexcept {
   return part_pitch(shape, gap) * (shape.stages > 0 ? shape.radices[0] : 1);
 }
 
+// Beside a large prime factor parts are hardly a power of two apart, and without gaps the rows and columns of
+// a square share their tables.
 PartGap gap_of(const LineShape& shape) noexcept {
-  return shape.method == LineMethod::kMixedRadix && shape.stages > 1 ? PartGap::kOneElement : PartGap::kNone;
+  const bool has_convolutions = shape.work_elements > 0;
+  return shape.stages > 1 && !has_convolutions ? PartGap::kOneElement : PartGap::kNone;
 }
 
 namespace {
 
-bool is_prime(std::int32_t n) noexcept {
-  if (n % 2 == 0) return n == 2;
-  for (std::int32_t f = 3; static_cast<std::int64_t>(f) * f <= n; f += 2) {
-    if (n % f == 0) return false;
-  }
-  return n > 1;
-}
-
-constexpr double kConvolutionPassCost = 2.0;
+constexpr double kConvolutionPassCost = 6.5;
+constexpr std::int32_t kLeastConvolution = 37;  // smaller primes are summed directly (measured)
 
 // A convolution costs two transforms of the inner length and three passes over it.
 double convolution_cost(const LineShape& inner, std::int32_t length) noexcept {
   return (2 * inner.cost + 3 * kConvolutionPassCost) * inner.length / length;
 }
 
-// The cheapest smooth length from `least` on; a cost below 0 tells that there is none in range.
+// The cheapest smooth length from `least` on; a cost below 0 tells that there is none in range. Longer than
+// by a third it is never the cheapest.
 LineShape convolution_length(std::int64_t least, RadixSet radices) noexcept {
   LineShape best;
   best.cost = -1;
-  for (const std::int64_t odd : {1, 3, 5, 7, 9, 15}) {
+  for (const std::int64_t odd : {1, 3, 5, 7, 9, 15, 21, 25, 27, 45}) {
     std::int64_t length = odd;
     while (length < least) length *= 2;
-    if (length > INT32_MAX) continue;
+    if (length > INT32_MAX || 3 * length > 4 * least) continue;
     LineShape candidate;
     factorize(candidate, static_cast<std::int32_t>(length), radices);
     const double cost = (candidate.cost + kConvolutionPassCost) * static_cast<double>(length);
@@ -159,29 +172,88 @@ void use_convolution(LineShape& shape, LineMethod method, const LineShape& inner
   shape.cost = convolution_cost(inner, shape.length);
 }
 
-}  // namespace
-
-LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
-  LineShape direct;
-  if (factorize(direct, length, radices)) return direct;
-
+LineShape bluestein(std::int32_t length, RadixSet radices) noexcept {
   LineShape shape;
   shape.length = length;
   shape.method = LineMethod::kBluestein;
   const LineShape padded = convolution_length(2 * static_cast<std::int64_t>(length) - 1, radices);
-  if (padded.cost < 0) return shape;
-  use_convolution(shape, LineMethod::kBluestein, padded);
-
-  LineShape cyclic;
-  if (is_prime(length) && factorize(cyclic, length - 1, radices) &&
-      convolution_cost(cyclic, length) < shape.cost) {
-    use_convolution(shape, LineMethod::kRader, cyclic);
-  }
+  if (padded.cost >= 0) use_convolution(shape, LineMethod::kBluestein, padded);
   return shape;
+}
+
+// The prime factors of a length whose butterflies are convolutions. Their stages are the last, so that their
+// elements lie side by side; two of them, with elements apart in the first one, put them together.
+struct Convolutions {
+  std::int32_t primes[kMaxStages];
+  double costs[kMaxStages];
+  int count = 0;
+  std::int32_t work_elements = 0;
+
+  void add(const LineShape& line) noexcept {
+    primes[count] = line.length;
+    costs[count++] = line.cost;
+    work_elements = std::max(work_elements, line.work_elements);
+  }
+
+  void add_stages(LineShape& shape) const noexcept {
+    for (int i = 0; i < count; ++i) {
+      shape.convolved[shape.stages] = true;
+      add_stage(shape, primes[i], costs[i]);
+    }
+    shape.work_elements = work_elements + (count > 1 ? primes[0] : 0);
+  }
+};
+
+}  // namespace
+
+LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept {
+  LineShape direct;
+  const bool is_direct = factorize(direct, prime, radices);
+  if (is_direct && prime < kLeastConvolution) return direct;
+  LineShape best = bluestein(prime, radices);
+  LineShape cyclic;
+  if (is_possible(best) && factorize(cyclic, prime - 1, radices) &&
+      convolution_cost(cyclic, prime) < best.cost) {
+    use_convolution(best, LineMethod::kRader, cyclic);
+  }
+  return is_direct && direct.cost <= best.cost ? direct : best;
+}
+
+LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
+  const Factors factors(length, INT32_MAX);
+  LineShape mixed;
+  mixed.length = length;
+  Convolutions convolutions;
+  for (int i = factors.prime_count - 1; i >= 0; --i) {
+    const std::int32_t prime = factors.primes[i];
+    if (prime <= kMaxFixedRadix) {
+      add_stage(mixed, prime);
+      continue;
+    }
+    const LineShape line = choose_prime(prime, radices);
+    if (prime == length || !is_possible(line)) return line;
+    if (line.work_elements == 0) {
+      add_stage(mixed, prime);
+    } else {
+      convolutions.add(line);
+    }
+  }
+  add_small_factors(mixed, factors.small, radices);
+  if (convolutions.count == 0) return mixed;
+  convolutions.add_stages(mixed);
+  const LineShape whole = bluestein(length, radices);
+  return is_possible(whole) && whole.cost < mixed.cost ? whole : mixed;
 }
 
 bool is_possible(const LineShape& shape) noexcept {
   return shape.method == LineMethod::kMixedRadix || shape.inner_length > 0;
+}
+
+bool sums_directly(const LineShape& shape) noexcept {
+  for (int s = 0; s < shape.stages; ++s) {
+    if (shape.radices[s] > kMaxFixedRadix && !shape.convolved[s]) return true;
+  }
+  return false;
 }
 
 }  // namespace kyv::psfotf

@@ -11,18 +11,25 @@ struct LineShape {
   std::int32_t length = 1;
   LineMethod method = LineMethod::kMixedRadix;
   std::uint8_t stages = 0;
-  std::uint8_t radices[kMaxStages] = {};
-  std::int32_t inner_length = 0;   // of the convolution methods
-  std::int32_t work_elements = 0;  // that these take beside the line
-  double cost = 0;                 // of one element, about in nanoseconds times a constant
+  std::int32_t radices[kMaxStages] = {};
+  bool convolved[kMaxStages] = {};  // where the butterflies of a stage are lines of choose_prime()
+  std::int32_t inner_length = 0;    // of the convolution methods
+  std::int32_t work_elements = 0;   // that convolutions take beside the line; 0 where there are none
+  double cost = 0;                  // of one element, about in nanoseconds times a constant
 };
 
 // The cheapest way for any length of at least 1.
 LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
 
+// The same for a prime without code of its own: one stage, summed directly, or a convolution.
+LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept;
+
 // Stages for a length, large primes first, powers of two last. False when a prime factor is too large to be
 // summed directly.
 bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept;
+
+// Whether a stage is summed directly, with roots of the whole circle.
+bool sums_directly(const LineShape& shape) noexcept;
 
 // Whether there is a way at all: not for lengths whose convolution would pass 31 bits.
 bool is_possible(const LineShape& shape) noexcept;

@@ -76,8 +76,8 @@ RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept {
 }
 
 template <class T>
-const LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
-                                   runtime::Arena& arena) noexcept {
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
+                             runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
@@ -92,12 +92,6 @@ const LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const Ro
 }
 
 namespace {
-
-template <class T>
-const LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, runtime::Arena& arena) noexcept {
-  const RootTable<T> roots = lay_roots<T>(shape.length, arena);
-  return lay_mixed_radix<T>(shape, gap, roots, arena);
-}
 
 std::int32_t power_mod(std::int64_t base, std::int32_t exponent, std::int32_t modulus) noexcept {
   std::int64_t result = 1;
@@ -185,7 +179,7 @@ const LinePlan<T>* lay_inner(const LineShape& shape, runtime::Arena& arena, cons
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
   runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
-  const bool keeps_roots = shape.radices[0] > kMaxFixedRadix;
+  const bool keeps_roots = sums_directly(shape);
   const RootTable<T> roots = lay_roots<T>(shape.length, keeps_roots ? arena : beyond);
   memory.count(beyond);
   if (arena.is_counting()) return nullptr;
@@ -256,24 +250,57 @@ const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernel
   return plan;
 }
 
+// The lines that a mixed radix has for butterflies; equal primes follow one another and share theirs.
+template <class T>
+const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kernels, runtime::Arena& arena,
+                                     PlanningMemory& memory) noexcept {
+  auto** primes = arena.take<const LinePlan<T>*>(shape.stages);
+  const LinePlan<T>* line = nullptr;
+  for (int s = 0; s < shape.stages; ++s) {
+    const std::int32_t radix = shape.radices[s];
+    const bool repeated = s > 0 && radix == shape.radices[s - 1];
+    if (!shape.convolved[s]) {
+      line = nullptr;
+    } else if (!repeated) {
+      const LineShape prime = choose_prime(radix, precision_of<T>(kernels).radices);
+      line = lay_convolution<T>(prime, kernels, arena, memory);
+    }
+    if (!arena.is_counting()) primes[s] = line;
+  }
+  return primes;
+}
+
 }  // namespace
 
 template <class T>
 const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
                             runtime::Arena& arena, PlanningMemory& memory) noexcept {
-  return shape.method == LineMethod::kMixedRadix ? lay_mixed_radix<T>(shape, gap, arena)
-                                                 : lay_convolution<T>(shape, kernels, arena, memory);
+  if (shape.method != LineMethod::kMixedRadix) return lay_convolution<T>(shape, kernels, arena, memory);
+  if (shape.work_elements == 0) {
+    const RootTable<T> roots = lay_roots<T>(shape.length, arena);
+    return lay_mixed_radix<T>(shape, gap, roots, arena);
+  }
+  runtime::Arena scratch = memory.arena();
+  const bool keeps_roots = sums_directly(shape);
+  const RootTable<T> roots = lay_roots<T>(shape.length, keeps_roots ? arena : scratch);
+  memory.count(scratch);
+  auto* plan = lay_mixed_radix<T>(shape, gap, roots, arena);
+  const LinePlan<T>* const* primes = lay_primes<T>(shape, kernels, arena, memory);
+  if (plan == nullptr) return nullptr;
+  plan->primes = primes;
+  if (!keeps_roots) set_roots(*plan, {});
+  return plan;
 }
 
 template RootTable<float> lay_roots(std::int32_t, runtime::Arena&) noexcept;
 template const LinePlan<float>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
                                          PlanningMemory&) noexcept;
-template const LinePlan<float>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<float>&,
-                                                runtime::Arena&) noexcept;
+template LinePlan<float>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<float>&,
+                                          runtime::Arena&) noexcept;
 template RootTable<double> lay_roots(std::int32_t, runtime::Arena&) noexcept;
 template const LinePlan<double>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
                                           PlanningMemory&) noexcept;
-template const LinePlan<double>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<double>&,
-                                                 runtime::Arena&) noexcept;
+template LinePlan<double>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<double>&,
+                                           runtime::Arena&) noexcept;
 
 }  // namespace kyv::psfotf

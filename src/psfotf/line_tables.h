@@ -43,9 +43,9 @@ template <class T>
 const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
                             runtime::Arena& arena, PlanningMemory& memory) noexcept;
 
-// A line of mixed radix with roots whose order is a multiple of the length.
+// A line of mixed radix without convolutions, with roots whose order is a multiple of the length.
 template <class T>
-const LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
-                                   runtime::Arena& arena) noexcept;
+LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
+                             runtime::Arena& arena) noexcept;
 
 }  // namespace kyv::psfotf

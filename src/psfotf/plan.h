@@ -8,7 +8,7 @@
 
 namespace kyv::psfotf {
 
-inline constexpr int kMaxStages = 32;
+inline constexpr int kMaxStages = 20;       // 3^19 is the longest
 inline constexpr int kMaxFixedRadix = 15;   // radices with unrolled code of their own
 inline constexpr int kMaxDirectRadix = 97;  // the largest prime that is summed directly
 
@@ -32,14 +32,17 @@ struct LinePlan {
   std::int32_t length;
   LineMethod method;
   std::uint8_t stages;
-  std::uint8_t radices[kMaxStages];  // in the order of use; their product is the length
+  std::int32_t radices[kMaxStages];  // in the order of use; their product is the length
 
   // Mixed radix. Those of the stages that turn transforms of L elements into such of L / R lie behind 2
   // (length - L) others: butterfly j has exp(-2 pi i j q / L) for q = 1 to R - 1, real and imaginary part in
   // turn.
   const T* stage_roots;
-  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length; null in `inner` where no radix is
-  // summed directly.
+  // For each stage the line that its butterflies are, where these are convolutions, else null; all of it null
+  // where none is.
+  const LinePlan* const* primes;
+  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length; null in `inner` and beside
+  // convolutions where no radix is summed directly.
   const T* root_re;
   const T* root_im;
   std::int32_t root_count;

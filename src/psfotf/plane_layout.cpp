@@ -60,19 +60,19 @@ std::uint64_t plane_bytes(const PlaneShape& shape) noexcept {
   return 2 * row_bytes(shape) * static_cast<std::uint64_t>(shape.rows);
 }
 
-RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
-  if (plane_bytes(shape) >= kStreamedPlaneBytes) return RowOutput::kPastCaches;
-  const int radix = column.stages > 0 ? column.radices[column.stages - 1] : 1;
-  if (radix < kCollidingRadix) return RowOutput::kDirect;
-  const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
-  return groups * row_bytes(shape) % runtime::kCollidingStride == 0 ? RowOutput::kWholeLines
-                                                                    : RowOutput::kDirect;
-}
-
 // Whether the last stage is one that writes to the caller.
 bool can_store(const LineShape& column) noexcept {
   return column.method == LineMethod::kMixedRadix && column.stages > 0 &&
          column.radices[column.stages - 1] <= kMaxFixedRadix;
+}
+
+RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
+  if (plane_bytes(shape) >= kStreamedPlaneBytes) return RowOutput::kPastCaches;
+  const int radix = can_store(column) ? column.radices[column.stages - 1] : 1;
+  if (radix < kCollidingRadix) return RowOutput::kDirect;
+  const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
+  return groups * row_bytes(shape) % runtime::kCollidingStride == 0 ? RowOutput::kWholeLines
+                                                                    : RowOutput::kDirect;
 }
 
 // Whether finished rows leave as whole lines straight from the registers, the blocks shifted for it. Rows
@@ -225,9 +225,7 @@ std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) n
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   const std::uint64_t bytes =
       lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
-  if (method.row.method == LineMethod::kMixedRadix && method.column.method == LineMethod::kMixedRadix) {
-    return bytes;
-  }
+  if (method.row.work_elements == 0 && method.column.work_elements == 0) return bytes;
   runtime::Arena arena;
   PlanningMemory memory;
   lay_plane<T>(shape, method, kernels, arena, memory);
@@ -244,8 +242,7 @@ const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kern
 
 template <class T>
 bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  return shape.row_length % kernels.lanes == 0 &&
-         choose_plane(shape, kernels).row.method == LineMethod::kMixedRadix;
+  return shape.row_length % kernels.lanes == 0 && choose_plane(shape, kernels).row.work_elements == 0;
 }
 
 template std::uint64_t plan_bytes<float>(const PlaneShape&, const Kernels&) noexcept;

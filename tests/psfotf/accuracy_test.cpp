@@ -79,12 +79,13 @@ TEST_P(Accuracy, EveryLengthTo260AgainstSmallPartners) {
 }
 
 TEST_P(Accuracy, LargerLengthsOfEveryKind) {
-  // Primes for which p - 1 is smooth, has a large prime, is twice a prime; products with large primes;
-  // powers; lengths of one row or one column.
-  check_long_lines({{257, 18}, {263, 17}, {347, 3},  {3, 503},  {509, 2},  {2, 521},  {661, 5},  {719, 7},
-                    {769, 1},  {1, 787},  {881, 16}, {16, 907}, {997, 4},  {1009, 9}, {9, 1013}, {1019, 8},
-                    {1021, 3}, {3, 1021}, {1018, 2}, {2, 958},  {729, 33}, {33, 625}, {343, 17}, {512, 48},
-                    {500, 30}, {30, 480}, {1000, 5}, {5, 1024}, {1, 4096}, {4096, 1}, {7776, 1}});
+  // Primes for which p - 1 is smooth, has a large prime, is twice a prime; products with one large prime, two
+  // of them, one twice; powers; lengths of one row or one column.
+  check_long_lines({{257, 18},  {263, 17}, {347, 3},  {3, 503},  {509, 2},  {2, 521},  {661, 5},
+                    {393, 16},  {769, 1},  {1, 786},  {881, 16}, {16, 907}, {997, 4},  {1009, 9},
+                    {9, 1013},  {1019, 8}, {1021, 3}, {3, 1021}, {9, 1262}, {16, 407}, {2501, 4},
+                    {17, 1681}, {729, 33}, {33, 625}, {343, 17}, {512, 48}, {500, 30}, {30, 480},
+                    {1000, 5},  {5, 1024}, {1, 4096}, {4096, 1}, {7776, 1}});
 }
 
 TEST_P(Accuracy, SquaresAndTheirLikes) {

@@ -96,15 +96,40 @@ void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* 
 }
 
 template <class V>
-void transform_lines(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
-  switch (plan.method) {
-    case LineMethod::kMixedRadix:
-      return run_stages<V>(plan, data);
-    case LineMethod::kRader:
-      return run_rader<V>(plan, data, work);
-    case LineMethod::kBluestein:
-      return run_bluestein<V>(plan, data, work);
+void run_convolution(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  if (plan.method == LineMethod::kRader) return run_rader<V>(plan, data, work);
+  run_bluestein<V>(plan, data, work);
+}
+
+template <class V>
+void convolution_stage(const LinePlan<LaneOf<V>>& prime, LaneOf<V>* data, std::int32_t groups, std::int32_t m,
+                       std::int32_t pitch, const LaneOf<V>* own_roots, LaneOf<V>* work) noexcept {
+  const std::int32_t radix = prime.length;
+  const std::ptrdiff_t stride = pitch * kElement<V>;
+  for (std::int32_t g = 0; g < groups; ++g, data += radix * stride) {
+    if (m == 1) {
+      run_convolution<V>(prime, data, work);
+      continue;
+    }
+    const LaneOf<V>* own = own_roots;
+    for (std::int32_t j = 0; j < m; ++j, own += 2 * static_cast<std::ptrdiff_t>(radix - 1)) {
+      LaneOf<V>* here = data + j * kElement<V>;
+      for (std::int32_t i = 0; i < radix; ++i) {
+        store_element<V>(work + i * kElement<V>, load_element<V>(here + i * stride));
+      }
+      run_convolution<V>(prime, work, work + radix * kElement<V>);
+      store_element<V>(here, load_element<V>(work));
+      for (std::int32_t q = 1; q < radix; ++q) {
+        store_element<V>(here + q * stride, multiply(load_element<V>(work + q * kElement<V>), own, q));
+      }
+    }
   }
+}
+
+template <class V>
+void transform_lines(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  if (plan.method == LineMethod::kMixedRadix) return run_stages<V>(plan, plan.stages, data, work);
+  run_convolution<V>(plan, data, work);
 }
 
 }  // namespace

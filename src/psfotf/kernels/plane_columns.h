@@ -51,7 +51,7 @@ void prepare_columns(const PlanePlan<LaneOf<V>>& plan, const Cut& cut, const Wor
   for (int i = 0; i < count; ++i) {
     LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(first + i) * plan.block_pitch;
     if (storing_radix(column) > 0) {
-      run_stages<V>(column, column.stages - 1, block);
+      run_stages<V>(column, column.stages - 1, block, workspace.line);
     } else {
       transform_lines<V>(column, block, workspace.line);
     }

@@ -478,23 +478,35 @@ void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, 
   kRadixCode<V>[radix].twiddled(data, groups, m, pitch, roots);
 }
 
-// One stage of `groups` adjacent transforms of `length` elements.
+// The same for a radix whose butterflies are convolutions, which work in `work`.
+template <class V>
+void convolution_stage(const LinePlan<LaneOf<V>>& prime, LaneOf<V>* data, std::int32_t groups, std::int32_t m,
+                       std::int32_t pitch, const LaneOf<V>* own_roots, LaneOf<V>* work) noexcept;
+
+// Stage s, of `groups` adjacent transforms of `length` elements. Lines with convolutions need `work`.
 template <class V, Decimation D = Decimation::kInFrequency>
-void run_stage(const LinePlan<LaneOf<V>>& plan, int radix, std::int32_t groups, std::int32_t length,
-               std::int32_t pitch, LaneOf<V>* data) noexcept {
+void run_stage(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t groups, std::int32_t length,
+               std::int32_t pitch, LaneOf<V>* data, LaneOf<V>* work = nullptr) noexcept {
+  const std::int32_t radix = plan.radices[s];
   const std::int32_t m = length / radix;
   if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, data, groups);
-  run_radix<V, D>(radix, data, groups, m, pitch, stage_roots<V>(plan, length));
+  const Roots<LaneOf<V>> roots = stage_roots<V>(plan, length);
+  if constexpr (D == Decimation::kInFrequency) {
+    const LinePlan<LaneOf<V>>* prime = plan.primes != nullptr ? plan.primes[s] : nullptr;
+    if (prime != nullptr) return convolution_stage<V>(*prime, data, groups, m, pitch, roots.own, work);
+  }
+  run_radix<V, D>(radix, data, groups, m, pitch, roots);
 }
 
 // Stages 1 to last - 1 of a mixed-radix plan on one of the parts.
 template <class V>
-void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part) noexcept {
+void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part,
+              LaneOf<V>* work = nullptr) noexcept {
   std::int32_t groups = 1;
   std::int32_t length = plan.length / plan.radices[0];
   for (int s = 1; s < last; ++s) {
-    const int radix = plan.radices[s];
-    run_stage<V>(plan, radix, groups, length, length / radix, part);
+    const std::int32_t radix = plan.radices[s];
+    run_stage<V>(plan, s, groups, length, length / radix, part, work);
     groups *= radix;
     length /= radix;
   }
@@ -506,33 +518,29 @@ void run_part_in_time(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* part) noexcept
   std::int32_t groups = plan.length / plan.radices[0];
   std::int32_t length = 1;
   for (int s = plan.stages - 1; s >= 1; --s) {
-    const int radix = plan.radices[s];
+    const std::int32_t radix = plan.radices[s];
     groups /= radix;
-    run_stage<V, Decimation::kInTime>(plan, radix, groups, length * radix, length, part);
+    run_stage<V, Decimation::kInTime>(plan, s, groups, length * radix, length, part);
     length *= radix;
   }
 }
 
 // Stages 1 to last - 1, part after part.
 template <class V>
-void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data) noexcept {
+void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data,
+                      LaneOf<V>* work = nullptr) noexcept {
   if (last < 2) return;
-  for (int i = 0; i < plan.radices[0]; ++i, data += plan.part_pitch * kElement<V>) {
-    run_part<V>(plan, last, data);
+  for (std::int32_t i = 0; i < plan.radices[0]; ++i, data += plan.part_pitch * kElement<V>) {
+    run_part<V>(plan, last, data, work);
   }
 }
 
 // Stages 0 to last - 1.
 template <class V>
-void run_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data) noexcept {
+void run_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   if (last < 1) return;
-  run_stage<V>(plan, plan.radices[0], 1, plan.length, plan.part_pitch, data);
-  run_later_stages<V>(plan, last, data);
-}
-
-template <class V>
-void run_stages(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
-  run_stages<V>(plan, plan.stages, data);
+  run_stage<V>(plan, 0, 1, plan.length, plan.part_pitch, data, work);
+  run_later_stages<V>(plan, last, data, work);
 }
 
 }  // namespace
