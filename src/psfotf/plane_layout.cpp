@@ -43,8 +43,9 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
 }
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
-// the caches while they are written.
-constexpr std::uint64_t kStreamedPlaneBytes = runtime::kStreamedBytes;
+// the caches while they are written. A plane's values before and behind the transform and the blocks between
+// are three times as much as the plane.
+constexpr std::uint64_t kStreamedPlaneBytes = 5 * runtime::kL2Bytes / 4;
 constexpr std::uint64_t kStreamedBlockBytes = runtime::kLastCacheBytes;
 
 // Rows that the last stage writes together, this far apart, meet in the same few places of the first cache:

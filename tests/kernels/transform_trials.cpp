@@ -227,7 +227,7 @@ void add_planes(const psfotf::Kernels& kernels, Inputs inputs, Random& random, T
   }
 }
 
-// Lines side by side in the lanes: mixed radix, Rader's method and Bluestein's.
+// Lines side by side in the lanes: mixed radix, Rader's method and Bluestein's, and a stage of Rader's.
 template <class T>
 struct LinesCase {
   LinesCase(std::int32_t line_length, const psfotf::Kernels& kernels, Random& random)
@@ -279,7 +279,7 @@ struct LinesCase {
 
 template <class T>
 void add_lines(const psfotf::Kernels& kernels, Random& random, Trials& trials) {
-  for (const std::int32_t length : {60, 101, 118}) {
+  for (const std::int32_t length : {60, 101, 107, 122}) {
     const auto c = std::make_shared<LinesCase<T>>(length, kernels, random);
     const auto n = static_cast<double>(length);
     trials.push_back({"transform lines of " + std::to_string(length) + kPrecision<T>,

@@ -48,8 +48,8 @@ struct PrecisionKernels {
   TransformHalves<T> transform_real_plane;
   TransformHalves<T> transform_hermitian_plane;
 
-  // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and for the convolution
-  // methods those of plan.inner with their gaps in `work`. Result k is then element plan.positions[k].
+  // Transforms `lanes` lines at a time, in place: plan.length elements in `data`, and those that convolutions
+  // take (LineShape::work_elements) in `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
   SquareCode<T> squares[4];  // of 8, 16, 32 and 64
