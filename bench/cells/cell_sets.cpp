@@ -191,6 +191,21 @@ std::vector<ResizeCell> cells_of_size(const std::string& text) {
   return cells;
 }
 
+std::vector<ConversionCell> conversions_of_sizes(const std::string& sizes) {
+  std::vector<ConversionCell> cells;
+  std::istringstream stream(sizes);
+  for (std::string size; std::getline(stream, size, ',');) {
+    ConversionCell cell;
+    char rest = 0;
+    const int fields = std::sscanf(size.c_str(), "%dx%d%c", &cell.columns, &cell.rows, &rest);
+    if (fields != 2 || cell.columns < 1 || cell.rows < 1) {
+      throw std::invalid_argument("a conversion's size is written like 640x480, not " + size);
+    }
+    cells.push_back(cell);
+  }
+  return cells;
+}
+
 std::vector<ConversionCell> random_squares(int count, int primes, std::uint64_t seed) {
   constexpr int shortest = 20;
   constexpr int longest = 1500;

@@ -29,6 +29,10 @@ std::vector<ResizeCell> random_cells(int count, std::uint64_t seed);
 // text.
 std::vector<ResizeCell> cells_of_size(const std::string& size);
 
+// Conversions in double precision of sizes written like "640x480,1021x64". Throws std::invalid_argument for
+// other text.
+std::vector<ConversionCell> conversions_of_sizes(const std::string& sizes);
+
 // Squares in double precision whose sides, 20 to 1500, depend on the seed alone and differ: `count` of any
 // length and then `primes` of a prime one, each part in ascending order.
 std::vector<ConversionCell> random_squares(int count, int primes, std::uint64_t seed);

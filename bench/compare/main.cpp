@@ -8,7 +8,6 @@
 #include <exception>
 #include <optional>
 #include <regex>
-#include <sstream>
 
 #include "cells/cell_sets.h"
 #include "common/csv.h"
@@ -64,22 +63,15 @@ void add_conversions(std::vector<ConversionCell>& cells, int columns, int rows) 
 std::vector<ConversionCell> conversions_of(const Options& options) {
   std::vector<ConversionCell> cells;
   if (options.conversions == "none") return cells;
-  std::vector<std::string> sizes;
-  if (options.conversions == "standard") {
+  std::string sizes = options.conversions;
+  if (sizes == "standard") {
+    sizes.clear();
     for (const TableRow& row : read_tsv(options.data + "/fft.tsv")) {
-      if (row.at("precision") == "float") sizes.push_back(row.at("size"));
+      if (row.at("precision") == "float") sizes += row.at("size") + ",";
     }
-  } else {
-    std::istringstream stream(options.conversions);
-    for (std::string size; std::getline(stream, size, ',');) sizes.push_back(size);
   }
-  for (const std::string& size : sizes) {
-    int columns = 0;
-    int rows = 0;
-    if (std::sscanf(size.c_str(), "%dx%d", &columns, &rows) != 2 || columns < 1 || rows < 1) {
-      throw std::invalid_argument("a conversion's size is written like 640x480, not " + size);
-    }
-    add_conversions(cells, columns, rows);
+  for (const ConversionCell& cell : conversions_of_sizes(sizes)) {
+    add_conversions(cells, cell.columns, cell.rows);
   }
   std::erase_if(cells, [](const ConversionCell& cell) { return !cell.fits_in_memory(); });
   return cells;

@@ -54,11 +54,10 @@ std::vector<FftRow> read_rows(const std::string& folder) {
 
 std::vector<FftRow> rows_of_set(const Options& options) {
   if (options.conversions == "standard") return read_rows(options.data);
-  if (options.conversions != "random") {
-    throw std::runtime_error("no set of conversions '" + options.conversions + "'");
-  }
   std::vector<FftRow> rows;
-  for (const ConversionCell& cell : random_squares(100, 20, 1)) {
+  for (const ConversionCell& cell : options.conversions == "random"
+                                        ? random_squares(100, 20, 1)
+                                        : conversions_of_sizes(options.conversions)) {
     rows.push_back({.cell = cell, .with_fftw = false});
   }
   return rows;

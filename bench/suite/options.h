@@ -20,7 +20,7 @@ struct Options {
   bool peers = true;
   std::string peer_folder;                                // peers as libraries; empty: none
   std::string cells = "standard,own";                     // sets of resizes, as cells_of_sets
-  std::string conversions = "standard";                   // or "random"
+  std::string conversions = "standard";                   // "random" or sizes
   std::vector<Placement> placements{Placement::kMalloc};  // of the arrays of conversions
   bool cold = false;    // the destination is not in the caches when a call begins
   bool heap = false;    // only time calls whose work memory held other bytes before
