@@ -187,34 +187,5 @@ std::string name_of_case(const testing::TestParamInfo<Param>& info) {
 
 INSTANTIATE_TEST_SUITE_P(Variants, Exactness, testing::ValuesIn(cases()), name_of_case);
 
-class LargeDestinations : public PerVariant {
- protected:
-  void SetUp() override {
-    PerVariant::SetUp();
-    api::initialize();
-  }
-  void TearDown() override { api::terminate(); }
-};
-
-// Written past the caches, in pieces that begin and end within cache lines.
-TEST_P(LargeDestinations, AreWhatSmallOnesAre) {
-  constexpr std::int32_t kBytes = 9 << 20;
-  Trial t;
-  t.mode = 2;
-  t.channels = 4;
-  t.src_width = 700;
-  t.src_height = 40;
-  t.dst_width = 2501;
-  t.bits = 16;
-  t.dst_height = kBytes / (t.dst_width * 8);
-  t.dst_padding = 7;
-  ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
-}
-
-INSTANTIATE_TEST_SUITE_P(Variants, LargeDestinations,
-                         testing::ValuesIn(runtime::all_kernel_sets().begin(),
-                                           runtime::all_kernel_sets().end()),
-                         variant_name);
-
 }  // namespace
 }  // namespace kyv::test

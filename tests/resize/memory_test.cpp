@@ -12,7 +12,7 @@
 #include "api/lifecycle.h"
 #include "resize/primitive.h"
 #include "resize/resize_request.h"
-#include "support/variants.h"
+#include "runtime/dispatch.h"
 #include "thread/thread_context.h"
 
 namespace kyv::test {
@@ -44,11 +44,11 @@ void fill_with_ramp(const Square& s) {
   for (std::int32_t y = 1; y < s.size; ++y) std::memcpy(s.row(y), s.row(0), static_cast<std::size_t>(s.size));
 }
 
-int request(const Square& from, const Square& to, int mode, const runtime::KernelSet& kernels) {
+int request(const Square& from, const Square& to, int mode) {
   const resize::ResizeRequest r{mode,      1,       8,      from.data.get(), from.size, from.size,
                                 from.size, 0,       0,      from.size,       from.size, to.data.get(),
                                 to.size,   to.size, to.size};
-  const int result = resize::run_resize_request(r, kernels);
+  const int result = resize::run_resize_request(r, runtime::active_kernel_set());
   thread::release_thread_context();
   return result;
 }
@@ -61,22 +61,14 @@ std::int32_t queried_bytes(std::int32_t from, std::int32_t to, int channels, int
   return bytes;
 }
 
-class LargeImages : public PerVariant {
+class LargeImages : public testing::Test {
  protected:
-  void SetUp() override {
-    PerVariant::SetUp();
-    api::initialize();
-  }
+  void SetUp() override { api::initialize(); }
   void TearDown() override { api::terminate(); }
-
-  // The largest source on the best variant only: it takes seconds.
-  std::int32_t source_size() const {
-    return GetParam().name == runtime::active_kernel_set().name ? 30000 : 4000;
-  }
 };
 
-TEST_P(LargeImages, ReduceToOnePixelAndToAThumbnail) {
-  const Square source(source_size());
+TEST_F(LargeImages, ReduceToOnePixelAndToAThumbnail) {
+  const Square source(30000);
   if (source.data == nullptr)
     GTEST_SKIP() << "not enough memory for a source of " << source.size << " squared";
   const Square pixel(1);
@@ -84,15 +76,15 @@ TEST_P(LargeImages, ReduceToOnePixelAndToAThumbnail) {
 
   std::memset(source.data.get(), 201,
               static_cast<std::size_t>(source.size) * static_cast<std::size_t>(source.size));
-  ASSERT_EQ(request(source, pixel, 16, GetParam()), 0);
+  ASSERT_EQ(request(source, pixel, 16), 0);
   EXPECT_EQ(pixel.row(0)[0], 201);
-  ASSERT_EQ(request(source, thumbnail, 16, GetParam()), 0);
+  ASSERT_EQ(request(source, thumbnail, 16), 0);
   EXPECT_TRUE(std::all_of(thumbnail.row(0), thumbnail.row(0) + 300 * 300, [](auto v) { return v == 201; }));
 
   fill_with_ramp(source);
-  ASSERT_EQ(request(source, pixel, 8, GetParam()), 0);
+  ASSERT_EQ(request(source, pixel, 8), 0);
   EXPECT_NEAR(pixel.row(0)[0], 127.5, 1.0);
-  ASSERT_EQ(request(source, thumbnail, 16, GetParam()), 0);
+  ASSERT_EQ(request(source, thumbnail, 16), 0);
   const double scale = source.size / 300.0;
   for (std::int32_t y = 0; y < 300; y += 23) {
     for (std::int32_t x = 4; x < 296; ++x) {  // inwards of the edges' replication
@@ -101,12 +93,12 @@ TEST_P(LargeImages, ReduceToOnePixelAndToAThumbnail) {
   }
 }
 
-TEST_P(LargeImages, EnlargeOnePixel) {
+TEST_F(LargeImages, EnlargeOnePixel) {
   const Square pixel(1);
   const Square large(8000);
   if (large.data == nullptr) GTEST_SKIP() << "not enough memory for a destination of 8000 squared";
   pixel.row(0)[0] = 77;
-  ASSERT_EQ(request(pixel, large, 16, GetParam()), 0);
+  ASSERT_EQ(request(pixel, large, 16), 0);
   EXPECT_TRUE(std::all_of(large.row(0), large.row(7999) + 8000, [](auto v) { return v == 77; }));
 }
 
@@ -125,11 +117,6 @@ TEST(WorkBuffer, StaysSmall) {
     }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Variants, LargeImages,
-                         testing::ValuesIn(runtime::all_kernel_sets().begin(),
-                                           runtime::all_kernel_sets().end()),
-                         variant_name);
 
 }  // namespace
 }  // namespace kyv::test

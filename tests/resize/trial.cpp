@@ -163,6 +163,7 @@ resize::IppStatus call_primitive(const DirectCall& c, const GuardedImage& source
                                                   .y_shift = c.y_shift,
                                                   .interpolation = word,
                                                   .work = work.data(),
+                                                  .tuning = t.tuning,
                                                   .probe = &probe};
   std::feclearexcept(FE_INVALID);
   const resize::IppStatus done = resize::resize_sqr_pixel(t.bits, t.channels)(arguments, *kernels.resize);
@@ -230,12 +231,20 @@ std::ostream& operator<<(std::ostream& out, const Trial& t) {
              << r.width << ' ' << r.height << ") -> " << t.dst_width << 'x' << t.dst_height << '+'
              << t.dst_padding << ", " << name_of(t.content) << (t.at_end ? ", at end" : ", at start")
              << (t.route == Route::kRequest ? ", request" : ", primitives") << ", seed " << t.seed
-             << (t.row_pass ? ", row pass " : "")
+             << (t.tuning.streamed_destination == 0 ? ", as large" : "") << (t.row_pass ? ", row pass " : "")
              << (t.row_pass ? std::to_string(static_cast<int>(*t.row_pass)) : "");
 }
 
 std::int32_t between(Random& random, std::int32_t low, std::int32_t high) {
   return low + static_cast<std::int32_t>(random() % static_cast<std::uint32_t>(high - low + 1));
+}
+
+resize::Tuning tuning_of_large_pictures() {
+  return {.large_source = 0,
+          .huge_source = 0,
+          .prefetched_source = 0,
+          .streamed_destination = 0,
+          .ring_floats = 6000};
 }
 
 Trial random_trial(Random& random, int mode, std::int32_t max_width, std::int32_t max_height) {
@@ -254,6 +263,7 @@ Trial random_trial(Random& random, int mode, std::int32_t max_width, std::int32_
   t.at_end = between(random, 0, 1) == 1;
   t.route = static_cast<Route>(between(random, 0, 1));
   t.seed = static_cast<std::uint32_t>(random());
+  if (between(random, 0, 1) == 0) t.tuning = tuning_of_large_pictures();
   if (between(random, 0, 1) == 0) return whole_image(t);
   t.region.x = between(random, 0, t.src_width - 1);
   t.region.y = between(random, 0, t.src_height - 1);

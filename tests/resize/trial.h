@@ -35,7 +35,12 @@ struct Trial {
   // Taken where it fits; makes the route that of the primitives. What ran is told in *chosen, if given.
   std::optional<resize::RowPassKind> row_pass = {};
   resize::RowPassChoice* chosen = nullptr;
+  // On the route of the primitives: what a large picture is.
+  resize::Tuning tuning = {};
 };
+
+// Everything is large: prefetched, streamed and, where rows are longer than some hundred samples, in strips.
+resize::Tuning tuning_of_large_pictures();
 
 std::ostream& operator<<(std::ostream& out, const Trial& trial);
 
@@ -43,7 +48,7 @@ using Random = std::mt19937;
 std::int32_t between(Random& random, std::int32_t low, std::int32_t high);  // both included
 
 // A trial of `mode` with everything else drawn: sizes from 1 to the given ones, a region in half of the
-// cases.
+// cases, paths of large pictures in a quarter.
 Trial random_trial(Random& random, int mode, std::int32_t max_width, std::int32_t max_height);
 
 // Makes the region the whole source.
