@@ -69,15 +69,21 @@ run_coverage() {
   done
   # shellcheck disable=SC2086
   llvm-profdata merge -sparse $profiles -o "$out/all.profdata"
-  reading="-instr-profile=$out/all.profdata -show-branch-summary=0"
   # shellcheck disable=SC2086
-  llvm-cov report $objects $reading -show-region-summary=0 \
+  llvm-cov report $objects "-instr-profile=$out/all.profdata" -show-region-summary=0 -show-branch-summary=0 \
     "-ignore-filename-regex=/(tests|fuzz|usr|api|thread|platform|runtime)/" 2>/dev/null
   echo "functions that no input reached:"
-  # shellcheck disable=SC2046,SC2086
-  llvm-cov report $objects $reading -show-functions \
-    -sources $(find "$PWD/src/resize" "$PWD/src/psfotf" -name '*.h' -o -name '*.cpp') 2>/dev/null |
-    awk '/^File/ { file = $2 } / 0\.00%/ && !/^TOTAL/ { print file ": " $1 }' | sed "s|$PWD/||" | sort -u
+  # shellcheck disable=SC2086
+  llvm-cov export -format=lcov $objects "-instr-profile=$out/all.profdata" 2>/dev/null | awk '
+    /^SF:/ { file = substr($0, 4); sub(/.*src\//, "src/", file) }
+    /^FNDA:/ && file ~ /src\/(resize|psfotf)\// {
+      count = substr($0, 6) + 0
+      name = $0
+      sub(/^FNDA:[0-9]*,([^:]*:)?/, "", name)
+      reached[file " " name] += count
+    }
+    END { for (function_name in reached) if (reached[function_name] == 0) print "  " function_name }' |
+    c++filt | grep -v lambda | sort
 }
 
 run_sanitized() {

@@ -130,9 +130,10 @@ constexpr bool fits_registers() noexcept {
   return kSums * kVectors + kVectors + kWeight <= simd::kRegisters;
 }
 
+// Two vectors at a time are for where four are too many.
 template <int kSums, int kVectors>
 constexpr RunningSums* running_kernel() noexcept {
-  if constexpr (fits_registers<kSums, kVectors>()) {
+  if constexpr (fits_registers<kSums, kVectors>() && !(kVectors == 2 && fits_registers<kSums, 4>())) {
     return running_sums<StoredSamples<kVectors>, kSums, kVectors>;
   } else {
     return nullptr;
