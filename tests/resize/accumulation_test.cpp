@@ -20,8 +20,8 @@ class Accumulation : public PerVariant {
 };
 
 // Sums half-way between two floats, but for a first product too small for a double to hold, or for any float;
-// the last product makes a sample of one float and the next sample of the other. In a few lanes at a time: what
-// one of them needs must not depend on its neighbours.
+// the last product makes a sample of one float and the next sample of the other. In a few lanes at a time:
+// what one of them needs must not depend on its neighbours.
 TEST_P(Accumulation, ColumnSamplesRoundOnce) {
   constexpr std::uint16_t kBelow = 24577;
   constexpr float kHalfWay = 24576.0f;  // times 1 + 2^-23: 24576 and one and a half of its last places
