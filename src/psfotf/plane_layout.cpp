@@ -7,6 +7,7 @@
 #include "psfotf/kernel_sets.h"
 #include "psfotf/line_tables.h"
 #include "runtime/arena.h"
+#include "runtime/cpu_features.h"
 #include "runtime/memory_model.h"
 
 namespace kyv::psfotf {
@@ -44,8 +45,12 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
 // the caches while they are written. A plane's values before and behind the transform and the blocks between
-// are three times as much as the plane.
-constexpr std::uint64_t kStreamedPlaneBytes = 5 * runtime::kL2Bytes / 4;
+// are three times as much as the plane: more than the L2 holds where Intel's cores, whose last cache is slow,
+// begin to gain. Others, on which only larger planes were tried, keep theirs.
+std::uint64_t streamed_plane_bytes() noexcept {
+  const bool is_intel = runtime::this_processor().vendor == runtime::Vendor::kIntel;
+  return is_intel ? 5 * runtime::kL2Bytes / 4 : runtime::kStreamedBytes;
+}
 constexpr std::uint64_t kStreamedBlockBytes = runtime::kLastCacheBytes;
 
 // Rows that the last stage writes together, this far apart, meet in the same few places of the first cache:
@@ -68,7 +73,7 @@ bool can_store(const LineShape& column) noexcept {
 }
 
 RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexcept {
-  if (plane_bytes(shape) >= kStreamedPlaneBytes) return RowOutput::kPastCaches;
+  if (plane_bytes(shape) >= streamed_plane_bytes()) return RowOutput::kPastCaches;
   const int radix = can_store(column) ? column.radices[column.stages - 1] : 1;
   if (radix < kCollidingRadix) return RowOutput::kDirect;
   const auto groups = static_cast<std::uint64_t>(shape.rows / radix);
