@@ -234,7 +234,7 @@ struct LinesCase {
       : plane({64, line_length}, kernels, Inputs::kPicture, random),
         length(static_cast<std::size_t>(plane.plan->row->length)),
         lanes(static_cast<std::size_t>(psfotf::precision_of<T>(kernels).lanes)),
-        parts(plane.plan->row->inner == nullptr ? plane.plan->row->radices[0] : 1),
+        parts(static_cast<std::size_t>(plane.plan->row->inner == nullptr ? plane.plan->row->radices[0] : 1)),
         pitch(parts > 1 ? static_cast<std::size_t>(plane.plan->row->part_pitch) : length),
         values(2 * lanes * parts * pitch),
         data(values.size()),
