@@ -87,8 +87,7 @@ inline Samples multiply_again(Weight w, Samples x) noexcept {
   return multiply(w, x);
 }
 inline Sum add(Sum a, Samples b) noexcept { return {_mm_add_pd(a.lo, b.lo), _mm_add_pd(a.hi, b.hi)}; }
-// A call would cost pictures whose weights are dyadic, as cubic's at 1 : 2 are, a seventh of their time.
-[[gnu::always_inline]] inline Sum add_rounding_once(Sum a, Samples b) noexcept {
+inline Sum add_rounding_once(Sum a, Samples b) noexcept {
   return {round_to_float(add_to_odd(a.lo, b.lo)), round_to_float(add_to_odd(a.hi, b.hi))};
 }
 
