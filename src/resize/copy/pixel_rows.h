@@ -35,9 +35,9 @@ struct PixelRows {
   std::uint8_t* dst;        // first destination pixel
   Index src_step;
   Index dst_step;
-  Index pixel;      // bytes
-  Index row_bytes;  // of the destination
-  std::uint64_t streamed_bytes;
+  Index pixel;                   // bytes
+  Index row_bytes;               // of the destination
+  std::uint64_t streamed_bytes;  // of a destination, from which on it goes past the caches
 
   explicit PixelRows(const ResizeJob& job) noexcept
       : src(job.first_source()),
@@ -50,7 +50,7 @@ struct PixelRows {
 
   std::uint8_t* dst_row(Index i) const noexcept { return dst + i * dst_step; }
 
-  // Whether a destination of `count` rows is.
+  // Whether a destination of `count` rows goes past the caches: only rows of several cache lines gain by it.
   bool are_streamed(Index count, const ByteKernels& kernels) const noexcept {
     const auto row = static_cast<std::uint64_t>(row_bytes);
     return kernels.stream != nullptr && row_bytes >= 4 * kLine &&
