@@ -3,7 +3,8 @@
 namespace kyv::runtime {
 namespace {
 
-constexpr std::uint32_t kDefaultMxcsr = 0x1F80;       // all masked, to nearest, no FTZ, no DAZ
+constexpr std::uint32_t kDefaultMxcsr = 0x1F80;  // all masked, to nearest, no FTZ, no DAZ
+constexpr std::uint32_t kMxcsrFlags = 0x3F;
 constexpr std::uint16_t kDefaultX87Control = 0x037F;  // all masked, to nearest, 64-bit significand
 
 constexpr std::uint16_t kX87Exceptions = 0x00BF;  // the flags, and the summary of unmasked ones
@@ -14,12 +15,21 @@ std::uint16_t read_x87_status() noexcept {
   return status;
 }
 
+std::uint32_t read_mxcsr() noexcept {
+  std::uint32_t mxcsr = 0;
+  __asm__ volatile("stmxcsr %0" : "=m"(mxcsr) : : "memory");
+  return mxcsr;
+}
+
+// As slow as a transform of 8 × 8: only for a change.
+void set_mxcsr(std::uint32_t mxcsr) noexcept { __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr) : "memory"); }
+
 }  // namespace
 
 // None of the x87 instructions here waits, so an exception that the host has pending is neither raised
 // early nor lost: it comes back with the environment.
 // cppcheck-suppress uninitMemberVar
-FloatingPointScope::FloatingPointScope() noexcept : x87_status_(read_x87_status()) {
+FloatingPointScope::FloatingPointScope() noexcept : mxcsr_(read_mxcsr()), x87_status_(read_x87_status()) {
   if ((x87_status_ & kX87Exceptions) != 0) {
     __asm__ volatile("fnstenv %0" : "=m"(x87_) : : "memory");
     __asm__ volatile("fnclex\n\tfldcw %0" : : "m"(kDefaultX87Control) : "memory");
@@ -28,12 +38,11 @@ FloatingPointScope::FloatingPointScope() noexcept : x87_status_(read_x87_status(
     if (x87_control_ != kDefaultX87Control)
       __asm__ volatile("fldcw %0" : : "m"(kDefaultX87Control) : "memory");
   }
-  __asm__ volatile("stmxcsr %0" : "=m"(mxcsr_) : : "memory");
-  if (mxcsr_ != kDefaultMxcsr) __asm__ volatile("ldmxcsr %0" : : "m"(kDefaultMxcsr) : "memory");
+  if ((mxcsr_ & ~kMxcsrFlags) != kDefaultMxcsr) set_mxcsr(kDefaultMxcsr);
 }
 
 FloatingPointScope::~FloatingPointScope() {
-  __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr_) : "memory");
+  if (read_mxcsr() != mxcsr_) set_mxcsr(mxcsr_);
   if ((x87_status_ & kX87Exceptions) != 0) {
     __asm__ volatile("fnclex\n\tfldenv %0" : : "m"(x87_) : "memory");
   } else {
