@@ -123,14 +123,14 @@ class Interleaved {
 };
 
 void plan_only(psfotf::Precision precision, Size size, const psfotf::Kernels& kernels) {
-  const std::uint64_t bytes = psfotf::array_workspace_bytes(precision, {size.width, size.height}, kernels);
-  void* workspace = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
-  for (int p = 0; p < kPlanes; ++p) {
-    psfotf::Descriptor* d = psfotf::create_descriptor(precision, {size.width, size.height}, kernels);
-    psfotf::commit_for_arrays(d, workspace);
-    keep(d);
-    psfotf::DftiFreeDescriptor(&d);
-  }
+  psfotf::DescriptorRoom room;
+  psfotf::Descriptor* descriptor =
+      psfotf::create_descriptor(precision, {size.width, size.height}, kernels, &room);
+  void* workspace =
+      runtime::aligned_allocate(static_cast<std::size_t>(psfotf::array_workspace_bytes(descriptor)));
+  psfotf::commit_for_arrays(descriptor, workspace);
+  keep(descriptor);
+  psfotf::DftiFreeDescriptor(&descriptor);
   runtime::aligned_free(workspace);
 }
 

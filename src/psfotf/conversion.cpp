@@ -12,65 +12,50 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = -1;
 
-class Scratch {
- public:
-  explicit Scratch(std::uint64_t bytes)
-      : memory_(bytes != 0 && bytes <= SIZE_MAX
-                    ? runtime::aligned_allocate_large(static_cast<std::size_t>(bytes))
-                    : nullptr) {}
-  ~Scratch() { runtime::aligned_free(memory_); }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  void* get() const noexcept { return memory_; }
-
- private:
-  void* memory_;
-};
-
 bool sizes_fit(std::int32_t width, std::int32_t height, std::int32_t planes) noexcept {
   const std::int64_t values = static_cast<std::int64_t>(width) * height;
   return values <= INT32_MAX &&
          static_cast<std::uint64_t>(values) <= SIZE_MAX / sizeof(double) / static_cast<std::uint64_t>(planes);
 }
 
-// The transform of the planes of a stack. The descriptor and its plan are made with the first plane; where
-// there is no memory for them, with the next one again.
-class PlaneTransform {
+// The transform of the planes of a stack: one descriptor, on the stack of the call, and one workspace.
+class StackTransform {
  public:
-  // The descriptor lies in `room`, or on the heap where that is null.
-  PlaneTransform(const std::int32_t (&lengths)[2], Direction direction, Precision precision,
-                 const Kernels& kernels, DescriptorRoom* room) noexcept
-      : lengths_{lengths[0], lengths[1]},
-        direction_(direction),
-        precision_(precision),
-        kernels_(kernels),
-        room_(room) {}
-  ~PlaneTransform() { DftiFreeDescriptor(&descriptor_); }
-  PlaneTransform(const PlaneTransform&) = delete;
-  PlaneTransform& operator=(const PlaneTransform&) = delete;
+  StackTransform(const std::int32_t (&lengths)[2], Direction direction, Precision precision,
+                 const Kernels& kernels) noexcept
+      : direction_(direction), descriptor_(create_descriptor(precision, lengths, kernels, &room_)) {
+    if (direction == Direction::kForward) return;
+    const float scale = 1.0f / static_cast<float>(lengths[0] * lengths[1]);
+    DftiSetValue(descriptor_, DFTI_BACKWARD_SCALE, static_cast<double>(scale));
+  }
+  ~StackTransform() {
+    DftiFreeDescriptor(&descriptor_);
+    runtime::aligned_free(workspace_);
+  }
+  StackTransform(const StackTransform&) = delete;
+  StackTransform& operator=(const StackTransform&) = delete;
 
-  // False when it could not be set up, with nothing written.
-  bool run(const PlaneArrays& plane, void* workspace) noexcept {
-    if (descriptor_ == nullptr) create();
-    commit_for_arrays(descriptor_, workspace);
-    return compute_arrays(descriptor_, direction_, plane, workspace) == DFTI_NO_ERROR;
+  // False when there is no memory.
+  bool take_workspace() {
+    const std::uint64_t bytes = array_workspace_bytes(descriptor_);
+    if (bytes > 0 && bytes <= SIZE_MAX) {
+      workspace_ = runtime::aligned_allocate_large(static_cast<std::size_t>(bytes));
+    }
+    return bytes == 0 || workspace_ != nullptr;
+  }
+
+  // False when there was no memory for the plan, with nothing written; the next plane tries again.
+  bool run(const PlaneArrays& plane) noexcept {
+    if (!is_ready_) is_ready_ = commit_for_arrays(descriptor_, workspace_) == DFTI_NO_ERROR;
+    return is_ready_ && compute_arrays(descriptor_, direction_, plane, workspace_) == DFTI_NO_ERROR;
   }
 
  private:
-  void create() noexcept {
-    descriptor_ = create_descriptor(precision_, lengths_, kernels_, room_);
-    if (direction_ == Direction::kForward) return;
-    const float scale = 1.0f / static_cast<float>(lengths_[0] * lengths_[1]);
-    DftiSetValue(descriptor_, DFTI_BACKWARD_SCALE, static_cast<double>(scale));
-  }
-
-  std::int32_t lengths_[2];
   Direction direction_;
-  Precision precision_;
-  const Kernels& kernels_;
-  DescriptorRoom* room_;
-  Descriptor* descriptor_ = nullptr;
+  bool is_ready_ = false;
+  void* workspace_ = nullptr;
+  DescriptorRoom room_;
+  Descriptor* descriptor_;
 };
 
 void copy(const PlaneArrays& plane, std::size_t values, Precision precision) noexcept {
@@ -96,19 +81,15 @@ int convert_planes(const PlaneStack& stack, Direction direction, Precision preci
   if (!sizes_fit(stack.width, stack.height, stack.planes)) return kFailed;
 
   const std::int32_t lengths[2] = {stack.width, stack.height};
-  const std::uint64_t bytes = array_workspace_bytes(precision, lengths, *kernels.psfotf);
-  const bool takes_memory = bytes != 0;
-  const Scratch scratch(bytes);
-  if (takes_memory && scratch.get() == nullptr) return kFailed;
-  DescriptorRoom room;
-  PlaneTransform transform(lengths, direction, precision, *kernels.psfotf, takes_memory ? nullptr : &room);
+  StackTransform transform(lengths, direction, precision, *kernels.psfotf);
+  if (!transform.take_workspace()) return kFailed;
 
   const auto values = static_cast<std::size_t>(stack.width) * static_cast<std::size_t>(stack.height);
   for (std::int32_t p = 0; p < stack.planes; ++p) {
     const std::size_t offset = static_cast<std::size_t>(p) * values;
     const PlaneArrays plane{stack.src_real + offset, stack.src_imag + offset, stack.dst_real + offset,
                             stack.dst_imag + offset};
-    if (!transform.run(plane, scratch.get())) copy(plane, values, precision);
+    if (!transform.run(plane)) copy(plane, values, precision);
   }
   return kDone;
 }

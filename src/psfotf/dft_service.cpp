@@ -80,6 +80,11 @@ class Descriptor {
     release();
   }
 
+  // For computing on arrays.
+  std::uint64_t workspace_bytes() const noexcept {
+    return precision_ == Precision::kSingle ? workspace_bytes_of<float>() : workspace_bytes_of<double>();
+  }
+
   // Plans; false when there is no memory.
   bool commit(void* workspace) noexcept {
     release();
@@ -89,8 +94,7 @@ class Descriptor {
   // Plans and takes the memory for interleaved transforms: a workspace and the plane's separate parts.
   bool commit_interleaved() noexcept {
     release();
-    const std::int32_t lengths[2] = {shape_.rows, shape_.row_length};
-    const std::uint64_t workspace = array_workspace_bytes(precision_, lengths, kernels_);
+    const std::uint64_t workspace = workspace_bytes();
     const std::uint64_t parts = 2 * sizeof(double) * elements();
     if (parts <= SIZE_MAX && workspace <= SIZE_MAX - parts) {
       interleaved_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(workspace + parts));
@@ -127,6 +131,12 @@ class Descriptor {
 
   std::uint64_t elements() const noexcept {
     return static_cast<std::uint64_t>(shape_.rows) * static_cast<std::uint64_t>(shape_.row_length);
+  }
+
+  template <class T>
+  std::uint64_t workspace_bytes_of() const noexcept {
+    const bool is_fixed = square_code(shape_, precision_of<T>(kernels_)) != nullptr;
+    return is_fixed ? 0 : psfotf::workspace_bytes<T>(shape_, kernels_);
   }
 
   bool make_plan(void* workspace) noexcept {
@@ -328,27 +338,13 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
   return new (memory) Descriptor(precision, shape, fitting(kernels, precision, shape), room == nullptr);
 }
 
+std::uint64_t array_workspace_bytes(const Descriptor* descriptor) noexcept {
+  return is_sound(descriptor) ? descriptor->workspace_bytes() : kImpossible;
+}
+
 std::int32_t commit_for_arrays(Descriptor* descriptor, void* workspace) noexcept {
   if (!is_sound(descriptor)) return DFTI_BAD_DESCRIPTOR;
   return descriptor->is_committed() || descriptor->commit(workspace) ? DFTI_NO_ERROR : DFTI_MEMORY_ERROR;
-}
-
-namespace {
-
-template <class T>
-std::uint64_t bytes_of(const PlaneShape& shape, const PrecisionKernels<T>& of_precision,
-                       const Kernels& kernels) noexcept {
-  return square_code(shape, of_precision) != nullptr ? 0 : workspace_bytes<T>(shape, kernels);
-}
-
-}  // namespace
-
-std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
-                                    const Kernels& kernels) noexcept {
-  const PlaneShape shape = shape_of(lengths);
-  const Kernels& used = fitting(kernels, precision, shape);
-  return precision == Precision::kSingle ? bytes_of(shape, used.single_precision, used)
-                                         : bytes_of(shape, used.double_precision, used);
 }
 
 std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,

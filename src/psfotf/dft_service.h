@@ -84,13 +84,13 @@ struct DescriptorRoom {
 // not null, else on the heap.
 Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)[2], const Kernels& kernels,
                               DescriptorRoom* room = nullptr) noexcept;
+
+// Bytes of workspace, aligned to a cache line, for arrays: 0 for small planes that need none, kImpossible
+// when there is no such transform, or no descriptor.
+std::uint64_t array_workspace_bytes(const Descriptor* descriptor) noexcept;
+
 // A descriptor that is committed keeps its plan. The workspace is that of compute_arrays().
 std::int32_t commit_for_arrays(Descriptor* descriptor, void* workspace) noexcept;
-
-// Bytes of workspace, aligned to a cache line, for arrays of these lengths: 0 for small planes that need
-// none, kImpossible when there is no such transform.
-std::uint64_t array_workspace_bytes(Precision precision, const std::int32_t (&lengths)[2],
-                                    const Kernels& kernels) noexcept;
 
 std::int32_t compute_arrays(Descriptor* descriptor, Direction direction, const PlaneArrays& arrays,
                             void* workspace) noexcept;
