@@ -91,6 +91,27 @@ template <int K, int N, class V>
   }
 }
 
+// a + b exp(-i pi / 4), a + b exp(-3 i pi / 4), and the differences. The roots have parts of equal size: one
+// fused step each.
+template <class V>
+[[gnu::always_inline]] inline void add_eighth_turn(const Complex<V>& a, const Complex<V>& b, Complex<V>& sum,
+                                                   Complex<V>& difference) noexcept {
+  const V h = constant<V>(root_of_unity(1, 8).re);
+  const V p = b.re + b.im;
+  const V q = b.im - b.re;
+  sum = {mul_add(h, p, a.re), mul_add(h, q, a.im)};
+  difference = {mul_sub_from(h, p, a.re), mul_sub_from(h, q, a.im)};
+}
+template <class V>
+[[gnu::always_inline]] inline void add_three_eighths_turn(const Complex<V>& a, const Complex<V>& b,
+                                                          Complex<V>& sum, Complex<V>& difference) noexcept {
+  const V h = constant<V>(root_of_unity(1, 8).re);
+  const V p = b.im - b.re;
+  const V q = b.re + b.im;
+  sum = {mul_add(h, p, a.re), mul_sub_from(h, q, a.im)};
+  difference = {mul_sub_from(h, p, a.re), mul_add(h, q, a.im)};
+}
+
 // Odd radices: sums and differences of mirrored inputs, then cosine and sine sums of them. These take one
 // term after another, so that they need each root once and keep all of them in registers.
 template <int R>
@@ -197,9 +218,9 @@ struct Butterfly {
 
 template <>
 struct Butterfly<2> {
-  template <class V>
-  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
-    const Complex<V> a = x[0];
+  template <class C>
+  [[gnu::always_inline]] static inline void apply(C* x) noexcept {
+    const C a = x[0];
     x[0] = a + x[1];
     x[1] = a - x[1];
   }
@@ -207,12 +228,12 @@ struct Butterfly<2> {
 
 template <>
 struct Butterfly<4> {
-  template <class V>
-  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
-    const Complex<V> a = x[0] + x[2];
-    const Complex<V> b = x[0] - x[2];
-    const Complex<V> c = x[1] + x[3];
-    const Complex<V> d = x[1] - x[3];
+  template <class C>
+  [[gnu::always_inline]] static inline void apply(C* x) noexcept {
+    const C a = x[0] + x[2];
+    const C b = x[0] - x[2];
+    const C c = x[1] + x[3];
+    const C d = x[1] - x[3];
     x[0] = a + c;
     x[1] = sub_i(b, d);
     x[2] = a - c;
@@ -222,26 +243,18 @@ struct Butterfly<4> {
 
 template <>
 struct Butterfly<8> {
-  template <class V>
-  [[gnu::always_inline]] static inline void apply(Complex<V>* x) noexcept {
-    Complex<V> even[4] = {x[0], x[2], x[4], x[6]};
-    Complex<V> odd[4] = {x[1], x[3], x[5], x[7]};
+  template <class C>
+  [[gnu::always_inline]] static inline void apply(C* x) noexcept {
+    C even[4] = {x[0], x[2], x[4], x[6]};
+    C odd[4] = {x[1], x[3], x[5], x[7]};
     Butterfly<4>::apply(even);
     Butterfly<4>::apply(odd);
     x[0] = even[0] + odd[0];
     x[4] = even[0] - odd[0];
     x[2] = sub_i(even[2], odd[2]);
     x[6] = add_i(even[2], odd[2]);
-    // exp(-i pi / 4) and exp(-3 i pi / 4) have parts of equal size: one fused step each.
-    const V h = constant<V>(root_of_unity(1, 8).re);
-    const V p1 = odd[1].re + odd[1].im;
-    const V q1 = odd[1].im - odd[1].re;
-    x[1] = {mul_add(h, p1, even[1].re), mul_add(h, q1, even[1].im)};
-    x[5] = {mul_sub_from(h, p1, even[1].re), mul_sub_from(h, q1, even[1].im)};
-    const V p3 = odd[3].im - odd[3].re;
-    const V q3 = odd[3].re + odd[3].im;
-    x[3] = {mul_add(h, p3, even[3].re), mul_sub_from(h, q3, even[3].im)};
-    x[7] = {mul_sub_from(h, p3, even[3].re), mul_add(h, q3, even[3].im)};
+    add_eighth_turn(even[1], odd[1], x[1], x[5]);
+    add_three_eighths_turn(even[3], odd[3], x[3], x[7]);
   }
 };
 

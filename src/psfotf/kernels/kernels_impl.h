@@ -49,14 +49,15 @@ constexpr TransformHalves<LaneOf<V>> hermitian_plane_code() noexcept {
 }
 
 template <class V>
-constexpr PrecisionKernels<LaneOf<V>> make_kernels() noexcept {
+constexpr PrecisionKernels<LaneOf<V>> make_kernels(
+    SquareCode<LaneOf<V>> square_of_8 = square_code<V, 8>()) noexcept {
   return {.lanes = V::kLanes,
           .radices = radix_set<V>(),
           .transform_plane = transform_plane<V>,
           .transform_real_plane = real_plane_code<V>(),
           .transform_hermitian_plane = hermitian_plane_code<V>(),
           .transform_lines = transform_lines<V>,
-          .squares = {square_code<V, 8>(), square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()},
+          .squares = {square_of_8, square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()},
           .are_zeros = are_zeros,
           .is_hermitian = is_hermitian,
           .make_hermitian = make_hermitian};
