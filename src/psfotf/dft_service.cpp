@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "psfotf/kernel_sets.h"
 #include "psfotf/plane_layout.h"
@@ -63,7 +64,13 @@ const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneSh
 class Descriptor {
  public:
   Descriptor(Precision precision, const PlaneShape& shape, const Kernels& kernels, bool on_heap) noexcept
-      : precision_(precision), on_heap_(on_heap), shape_(shape), kernels_(kernels) {}
+      : precision_(precision), on_heap_(on_heap), shape_(shape), kernels_(kernels) {
+    if (precision == Precision::kSingle) {
+      choose<float>();
+    } else {
+      choose<double>();
+    }
+  }
   ~Descriptor() {
     release();
     magic_ = 0;
@@ -133,10 +140,16 @@ class Descriptor {
     return static_cast<std::uint64_t>(shape_.rows) * static_cast<std::uint64_t>(shape_.row_length);
   }
 
+  // Without a method the plane has fixed code.
+  template <class T>
+  void choose() noexcept {
+    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
+    if (square_code(shape_, kernels) == nullptr) method_ = choose_plane(shape_, kernels);
+  }
+
   template <class T>
   std::uint64_t workspace_bytes_of() const noexcept {
-    const bool is_fixed = square_code(shape_, precision_of<T>(kernels_)) != nullptr;
-    return is_fixed ? 0 : psfotf::workspace_bytes<T>(shape_, kernels_);
+    return method_ ? psfotf::workspace_bytes<T>(shape_, *method_, kernels_) : 0;
   }
 
   bool make_plan(void* workspace) noexcept {
@@ -147,16 +160,18 @@ class Descriptor {
 
   template <class T>
   bool plan(void* workspace, const SquareCode<T>*& square, const PlanePlan<T>*& result) noexcept {
-    square = square_code(shape_, precision_of<T>(kernels_));
-    if (square != nullptr) return true;
-    const std::uint64_t bytes = plan_bytes<T>(shape_, kernels_);
+    if (!method_) {
+      square = square_code(shape_, precision_of<T>(kernels_));
+      return true;
+    }
+    const std::uint64_t bytes = plan_bytes<T>(shape_, *method_, kernels_);
     void* memory = inline_memory_;
     if (bytes > kInlineBytes) {
       if (bytes > SIZE_MAX) return false;
       plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
       memory = plan_memory_;
     }
-    if (memory != nullptr) result = make_plane_plan<T>(shape_, kernels_, memory, workspace);
+    if (memory != nullptr) result = make_plane_plan<T>(shape_, *method_, kernels_, memory, workspace);
     return memory != nullptr;
   }
 
@@ -225,6 +240,7 @@ class Descriptor {
   bool committed_ = false;
   PlaneShape shape_;
   const Kernels& kernels_;
+  std::optional<PlaneMethod> method_;
   double forward_scale_ = 1.0;
   double backward_scale_ = 1.0;
   const SquareCode<float>* single_square_ = nullptr;

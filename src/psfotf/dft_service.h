@@ -77,7 +77,7 @@ std::int32_t DftiFreeDescriptor(DFTI_DESCRIPTOR_HANDLE* handle) noexcept;
 
 // A place for a descriptor that its user provides.
 struct DescriptorRoom {
-  alignas(64) std::byte bytes[4352];
+  alignas(64) std::byte bytes[4864];
 };
 
 // Null when there is no memory or the configuration is invalid. The descriptor lies in `room` where that is

@@ -140,7 +140,6 @@ PartGap gap_of(const LineShape& shape) noexcept {
 namespace {
 
 constexpr double kConvolutionPassCost = 6.5;
-constexpr std::int32_t kLeastConvolution = 37;  // smaller primes are summed directly (measured)
 
 // A convolution costs two transforms of the inner length and three passes over it.
 double convolution_cost(const LineShape& inner, std::int32_t length) noexcept {
@@ -184,28 +183,22 @@ LineShape bluestein(std::int32_t length, RadixSet radices) noexcept {
 // The prime factors of a length whose butterflies are convolutions. Their stages are the last, so that their
 // elements lie side by side; two of them, with elements apart in the first one, put them together.
 struct Convolutions {
-  std::int32_t primes[kMaxStages];
-  double costs[kMaxStages];
+  LineShape lines[kMaxConvolvedStages];
   int count = 0;
-  std::int32_t work_elements = 0;
 
-  void add(const LineShape& line) noexcept {
-    primes[count] = line.length;
-    costs[count++] = line.cost;
-    work_elements = std::max(work_elements, line.work_elements);
-  }
+  void add(const LineShape& line) noexcept { lines[count++] = line; }
 
   void add_stages(LineShape& shape) const noexcept {
     for (int i = 0; i < count; ++i) {
-      shape.convolved[shape.stages] = true;
-      add_stage(shape, primes[i], costs[i]);
+      add_stage(shape, lines[i].length, lines[i].cost);
+      shape.convolutions[shape.convolved_stages++] = lines[i].convolution();
+      shape.work_elements = std::max(shape.work_elements, lines[i].work_elements);
     }
-    shape.work_elements = work_elements + (count > 1 ? primes[0] : 0);
+    if (count > 1) shape.work_elements += lines[0].length;
   }
 };
 
-}  // namespace
-
+// The cheapest way for a prime without code of its own: one stage, summed directly, or a convolution.
 LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept {
   LineShape direct;
   const bool is_direct = factorize(direct, prime, radices);
@@ -218,6 +211,8 @@ LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept {
   }
   return is_direct && direct.cost <= best.cost ? direct : best;
 }
+
+}  // namespace
 
 LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
   const Factors factors(length, INT32_MAX);
@@ -250,8 +245,8 @@ bool is_possible(const LineShape& shape) noexcept {
 }
 
 bool sums_directly(const LineShape& shape) noexcept {
-  for (int s = 0; s < shape.stages; ++s) {
-    if (shape.radices[s] > kMaxFixedRadix && !shape.convolved[s]) return true;
+  for (int s = 0; s < shape.direct_stages(); ++s) {
+    if (shape.radices[s] > kMaxFixedRadix) return true;
   }
   return false;
 }

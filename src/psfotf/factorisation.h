@@ -7,22 +7,39 @@
 
 namespace kyv::psfotf {
 
+// A prime without code of its own is a convolution, and there are at most five of them in a length.
+inline constexpr std::int32_t kLeastConvolution = 37;
+inline constexpr int kMaxConvolvedStages = 5;
+static_assert(std::int64_t{kLeastConvolution} * kLeastConvolution * kLeastConvolution * kLeastConvolution *
+                  kLeastConvolution * kLeastConvolution >
+              INT32_MAX);
+
+// A transform of `length` elements as a convolution of `inner_length`.
+struct ConvolutionShape {
+  LineMethod method;
+  std::int32_t length;
+  std::int32_t inner_length;
+  std::int32_t work_elements;  // that it takes beside the line
+};
+
 struct LineShape {
   std::int32_t length = 1;
   LineMethod method = LineMethod::kMixedRadix;
   std::uint8_t stages = 0;
   std::int32_t radices[kMaxStages] = {};
-  bool convolved[kMaxStages] = {};  // where the butterflies of a stage are lines of choose_prime()
-  std::int32_t inner_length = 0;    // of the convolution methods
-  std::int32_t work_elements = 0;   // that convolutions take beside the line; 0 where there are none
-  double cost = 0;                  // of one element, about in nanoseconds times a constant
+  std::uint8_t convolved_stages = 0;  // the last stages, whose butterflies are convolutions
+  ConvolutionShape convolutions[kMaxConvolvedStages] = {};
+  std::int32_t inner_length = 0;   // of the convolution methods
+  std::int32_t work_elements = 0;  // that convolutions take beside the line; 0 where there are none
+  double cost = 0;                 // of one element, about in nanoseconds times a constant
+
+  int direct_stages() const noexcept { return stages - convolved_stages; }
+  // Of the convolution methods: the line itself.
+  ConvolutionShape convolution() const noexcept { return {method, length, inner_length, work_elements}; }
 };
 
 // The cheapest way for any length of at least 1.
 LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
-
-// The same for a prime without code of its own: one stage, summed directly, or a convolution.
-LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept;
 
 // Stages for a length, large primes first, powers of two last. False when a prime factor is too large to be
 // summed directly.

@@ -191,8 +191,8 @@ const LinePlan<T>* lay_inner(const LineShape& shape, runtime::Arena& arena, cons
 }
 
 template <class T>
-const LinePlan<T>* lay_convolution(const LineShape& shape, const Kernels& kernels, runtime::Arena& arena,
-                                   PlanningMemory& memory) noexcept {
+const LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const Kernels& kernels,
+                                   runtime::Arena& arena, PlanningMemory& memory) noexcept {
   LineShape inner_shape;
   factorize(inner_shape, shape.inner_length, precision_of<T>(kernels).radices);
   const bool rader = shape.method == LineMethod::kRader;
@@ -255,17 +255,14 @@ template <class T>
 const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kernels, runtime::Arena& arena,
                                      PlanningMemory& memory) noexcept {
   auto** primes = arena.take<const LinePlan<T>*>(shape.stages);
+  const int direct = shape.direct_stages();
+  if (!arena.is_counting()) std::fill(primes, primes + direct, nullptr);
   const LinePlan<T>* line = nullptr;
-  for (int s = 0; s < shape.stages; ++s) {
-    const std::int32_t radix = shape.radices[s];
-    const bool repeated = s > 0 && radix == shape.radices[s - 1];
-    if (!shape.convolved[s]) {
-      line = nullptr;
-    } else if (!repeated) {
-      const LineShape prime = choose_prime(radix, precision_of<T>(kernels).radices);
-      line = lay_convolution<T>(prime, kernels, arena, memory);
-    }
-    if (!arena.is_counting()) primes[s] = line;
+  for (int i = 0; i < shape.convolved_stages; ++i) {
+    const ConvolutionShape& prime = shape.convolutions[i];
+    const bool repeated = i > 0 && prime.length == shape.convolutions[i - 1].length;
+    if (!repeated) line = lay_convolution<T>(prime, kernels, arena, memory);
+    if (!arena.is_counting()) primes[direct + i] = line;
   }
   return primes;
 }
@@ -275,7 +272,8 @@ const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kern
 template <class T>
 const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
                             runtime::Arena& arena, PlanningMemory& memory) noexcept {
-  if (shape.method != LineMethod::kMixedRadix) return lay_convolution<T>(shape, kernels, arena, memory);
+  if (shape.method != LineMethod::kMixedRadix)
+    return lay_convolution<T>(shape.convolution(), kernels, arena, memory);
   if (shape.work_elements == 0) {
     const RootTable<T> roots = lay_roots<T>(shape.length, arena);
     return lay_mixed_radix<T>(shape, gap, roots, arena);

@@ -13,34 +13,12 @@
 namespace kyv::psfotf {
 namespace {
 
-// How both axes of a plane are transformed.
-struct PlaneMethod {
-  LineShape column;
-  LineShape row;  // of the elements of a row, where rows are transformed within their lanes
-  bool rows_within_lanes;
-};
-
 // A row within its lanes needs whole vectors, unrolled radices, and enough elements to fill the vectors of
 // its last step.
 bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
   if (lanes == 1 || elements.length < lanes) return false;
   return std::all_of(elements.radices, elements.radices + elements.stages,
                      [](int radix) { return radix <= kMaxFixedRadix; });
-}
-
-template <class T>
-PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  const RadixSet radices = kernels.radices;
-  PlaneMethod method{choose_line(shape.rows, radices), {}, false};
-  LineShape elements;
-  if (shape.row_length % kernels.lanes == 0 &&
-      factorize(elements, shape.row_length / kernels.lanes, radices) && fits_lanes(elements, kernels.lanes)) {
-    method.row = elements;
-    method.rows_within_lanes = true;
-  } else {
-    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
-  }
-  return method;
 }
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
@@ -216,8 +194,23 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
 }  // namespace
 
 template <class T>
-std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept {
-  const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
+PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
+  const RadixSet radices = kernels.radices;
+  PlaneMethod method{choose_line(shape.rows, radices), {}, false};
+  LineShape elements;
+  if (shape.row_length % kernels.lanes == 0 &&
+      factorize(elements, shape.row_length / kernels.lanes, radices) && fits_lanes(elements, kernels.lanes)) {
+    method.row = elements;
+    method.rows_within_lanes = true;
+  } else {
+    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
+  }
+  return method;
+}
+
+template <class T>
+std::uint64_t plan_bytes(const PlaneShape& shape, const PlaneMethod& method,
+                         const Kernels& kernels) noexcept {
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   runtime::Arena arena;
   PlanningMemory memory;
@@ -226,8 +219,8 @@ std::uint64_t plan_bytes(const PlaneShape& shape, const Kernels& kernels) noexce
 }
 
 template <class T>
-std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) noexcept {
-  const PlaneMethod method = choose_plane(shape, precision_of<T>(kernels));
+std::uint64_t workspace_bytes(const PlaneShape& shape, const PlaneMethod& method,
+                              const Kernels& kernels) noexcept {
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   const std::uint64_t bytes =
       lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
@@ -239,11 +232,11 @@ std::uint64_t workspace_bytes(const PlaneShape& shape, const Kernels& kernels) n
 }
 
 template <class T>
-const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const Kernels& kernels, void* memory,
-                                    void* workspace) noexcept {
+const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& method,
+                                    const Kernels& kernels, void* memory, void* workspace) noexcept {
   runtime::Arena arena(memory);
   PlanningMemory for_a_while(workspace);
-  return lay_plane<T>(shape, choose_plane(shape, precision_of<T>(kernels)), kernels, arena, for_a_while);
+  return lay_plane<T>(shape, method, kernels, arena, for_a_while);
 }
 
 template <class T>
@@ -251,12 +244,17 @@ bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) 
   return shape.row_length % kernels.lanes == 0 && choose_plane(shape, kernels).row.work_elements == 0;
 }
 
-template std::uint64_t plan_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
-template std::uint64_t plan_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
-template std::uint64_t workspace_bytes<float>(const PlaneShape&, const Kernels&) noexcept;
-template std::uint64_t workspace_bytes<double>(const PlaneShape&, const Kernels&) noexcept;
-template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const Kernels&, void*, void*) noexcept;
-template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const Kernels&, void*, void*) noexcept;
+template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
+template std::uint64_t plan_bytes<float>(const PlaneShape&, const PlaneMethod&, const Kernels&) noexcept;
+template std::uint64_t workspace_bytes<float>(const PlaneShape&, const PlaneMethod&, const Kernels&) noexcept;
+template const PlanePlan<float>* make_plane_plan(const PlaneShape&, const PlaneMethod&, const Kernels&, void*,
+                                                 void*) noexcept;
+template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
+template std::uint64_t plan_bytes<double>(const PlaneShape&, const PlaneMethod&, const Kernels&) noexcept;
+template std::uint64_t workspace_bytes<double>(const PlaneShape&, const PlaneMethod&,
+                                               const Kernels&) noexcept;
+template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const PlaneMethod&, const Kernels&,
+                                                  void*, void*) noexcept;
 template bool fills_vectors(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
 template bool fills_vectors(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
 

@@ -182,19 +182,21 @@ struct PlannedCase : PlaneCase {
       : PlaneCase(static_cast<std::size_t>(size.rows), static_cast<std::size_t>(size.columns), inputs,
                   random),
         shape{size.rows, size.columns},
-        plan_bytes(static_cast<std::size_t>(psfotf::plan_bytes<T>(shape, kernels))),
-        work_bytes(static_cast<std::size_t>(psfotf::workspace_bytes<T>(shape, kernels))),
+        method(choose_plane(shape, psfotf::precision_of<T>(kernels))),
+        plan_bytes(static_cast<std::size_t>(psfotf::plan_bytes<T>(shape, method, kernels))),
+        work_bytes(static_cast<std::size_t>(psfotf::workspace_bytes<T>(shape, method, kernels))),
         plan_memory(plan_bytes),
         workspace(work_bytes) {
     paint(plan_memory, plan_bytes);
     paint(workspace, work_bytes);
-    plan = psfotf::make_plane_plan<T>(shape, kernels, plan_memory.data(), workspace.data());
+    plan = psfotf::make_plane_plan<T>(shape, method, kernels, plan_memory.data(), workspace.data());
   }
   std::string verdict(double bound) const {
     const bool stayed = plan_memory.intact() && workspace.intact();
     return stayed ? PlaneCase::verdict(bound) : "wrote outside its plan or workspace";
   }
   psfotf::PlaneShape shape;
+  psfotf::PlaneMethod method;
   std::size_t plan_bytes;
   std::size_t work_bytes;
   Painted plan_memory;
