@@ -164,7 +164,7 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
     roots.order = shape.row_length;
     row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
-    if (!arena.is_counting()) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
+    if (roots.re != nullptr) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
     row = lay_line<T>(method.row, PartGap::kNone, kernels, arena, memory);
   } else if (gap_of(method.column) != PartGap::kNone) {
