@@ -11,10 +11,12 @@ namespace {
 
 constexpr Index kStagedBytes = 4096;  // on their way past the caches
 
-// Copies the pixels of `count` columns as kBytes bytes each.
+// Copies the pixels of `count` columns as kBytes bytes each. Unrolled, because a loop this short takes up to
+// twice as long where it lies across two of the decoder's lines.
 template <Index kPixel, Index kBytes = kPixel>
 void copy_columns(const std::int32_t* columns, Index count, const std::uint8_t* src,
                   std::uint8_t* dst) noexcept {
+#pragma GCC unroll 4
   for (Index i = 0; i < count; ++i) {
     std::memcpy(dst + i * kPixel, src + columns[i] * kPixel, kBytes);
   }
