@@ -9,6 +9,8 @@
 namespace kyv::kernels {
 namespace {
 
+using SumKind = resize::ColumnSumKind;
+
 constexpr std::size_t kSamples = 517;
 constexpr auto kSlack = static_cast<std::size_t>(resize::kColumnSlack);
 
@@ -21,7 +23,7 @@ constexpr Shape kShapes[] = {{{1, 0}, 0}, {{6, 0}, 0}, {{24, 0}, 0}, {{128, 0}, 
 
 // Row results whose slack would spoil every sum that it got into.
 struct ColumnCase {
-  ColumnCase(const Shape& given, Inputs inputs, Random& random) : shape(given) {
+  ColumnCase(const Shape& given, SumKind kind, Inputs inputs, Random& random) : shape(given) {
     const int rows = std::max(shape.taps[0], shape.lead + shape.taps[1]);
     for (int k = 0; k < rows; ++k) {
       std::vector<float>& row =
@@ -32,9 +34,13 @@ struct ColumnCase {
     args.rows = pointers.data();
     args.lead = shape.lead;
     args.samples = static_cast<resize::Index>(kSamples);
-    args.normal = inputs == Inputs::kPicture;
+    args.kind = kind;
     for (int r = 0; r < 2; ++r) {
-      for (int k = 0; k < shape.taps[r]; ++k) weights[r].push_back(some_weight(inputs, random));
+      for (int k = 0; k < shape.taps[r]; ++k) {
+        const float weight = some_weight(inputs, random);
+        // Few places: every sum of products fits a double, and many lie half-way between two floats.
+        weights[r].push_back(kind == SumKind::kExact ? std::nearbyint(weight * 4096.0F) / 4096.0F : weight);
+      }
       args.weights[r] = weights[r].data();
       args.count[r] = shape.taps[r];
     }
@@ -77,23 +83,25 @@ std::string words_of(const Shape& shape) {
 }
 
 template <class Sample>
-void add_sums(const resize::ColumnKernels& kernels, Inputs inputs, Random& random, Trials& trials) {
+void add_sums(const resize::ColumnKernels& kernels, SumKind kind, Inputs inputs, Random& random,
+              Trials& trials) {
   constexpr auto kDepth = sizeof(Sample) == 1 ? resize::kDepth8 : resize::kDepth16;
   for (const Shape& shape : kShapes) {
     struct Case : ColumnCase {
       using ColumnCase::ColumnCase;
       Canaried<Sample> dst[2] = {Canaried<Sample>(kSamples, 0, 2), Canaried<Sample>(kSamples, 0, 4)};
     };
-    const auto c = std::make_shared<Case>(shape, inputs, random);
+    const auto c = std::make_shared<Case>(shape, kind, inputs, random);
     for (int r = 0; r < 2; ++r) c->args.dst[r] = c->dst[r].data();
-    trials.push_back({"columns sum " + std::to_string(8 * sizeof(Sample)) + " bits " + words_of(shape),
-                      c->multiply_adds(), "multiply-add",
-                      [c, kernel = kernels.sum[kDepth]] { kernel(c->args); },
-                      [c] {
-                        const std::string first = verdict_on(c->dst[0], rounded<Sample>(c->sums(0)));
-                        if (c->shape.taps[1] == 0 || !first.empty()) return first;
-                        return verdict_on(c->dst[1], rounded<Sample>(c->sums(1)));
-                      }});
+    const char* const exact = kind == SumKind::kExact ? "exact " : "";
+    trials.push_back(
+        {"columns sum " + std::to_string(8 * sizeof(Sample)) + " bits " + exact + words_of(shape),
+         c->multiply_adds(), "multiply-add", [c, kernel = kernels.sum[kDepth]] { kernel(c->args); },
+         [c] {
+           const std::string first = verdict_on(c->dst[0], rounded<Sample>(c->sums(0)));
+           if (c->shape.taps[1] == 0 || !first.empty()) return first;
+           return verdict_on(c->dst[1], rounded<Sample>(c->sums(1)));
+         }});
   }
 }
 
@@ -104,7 +112,7 @@ void add_blocks(const resize::ColumnKernels& kernels, Inputs inputs, Random& ran
     std::vector<float> before;
   };
   for (const bool first : {true, false}) {
-    const auto c = std::make_shared<Case>(Shape{{100, 0}, 0}, inputs, random);
+    const auto c = std::make_shared<Case>(Shape{{100, 0}, 0}, SumKind::kAny, inputs, random);
     for (std::size_t x = 0; x < kSamples + kSlack; ++x) c->before.push_back(some_sample(inputs, random));
     const auto run = [c, first, kernel = kernels.add_block] {
       std::copy(c->before.begin(), c->before.end(), c->totals.data());
@@ -145,8 +153,12 @@ void add_rounding(const resize::ColumnKernels& kernels, Inputs inputs, Random& r
 
 void add_column_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials) {
   const resize::ColumnKernels& kernels = set.resize->columns;
-  add_sums<std::uint8_t>(kernels, inputs, random, trials);
-  add_sums<std::uint16_t>(kernels, inputs, random, trials);
+  const bool hard = inputs == Inputs::kHard;
+  const auto kinds = hard ? std::vector{SumKind::kAny} : std::vector{SumKind::kNormal, SumKind::kExact};
+  for (const SumKind kind : kinds) {
+    add_sums<std::uint8_t>(kernels, kind, inputs, random, trials);
+    add_sums<std::uint16_t>(kernels, kind, inputs, random, trials);
+  }
   add_blocks(kernels, inputs, random, trials);
   add_rounding<std::uint8_t>(kernels, inputs, random, trials);
   add_rounding<std::uint16_t>(kernels, inputs, random, trials);

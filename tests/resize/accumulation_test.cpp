@@ -42,7 +42,7 @@ TEST_P(Accumulation, ColumnSamplesRoundOnce) {
       resize::ColumnArgs args;
       args.rows = rows;
       args.samples = kSamples;
-      args.normal = normal;
+      args.kind = normal ? resize::ColumnSumKind::kNormal : resize::ColumnSumKind::kAny;
       for (int r = 0; r < count; ++r) {
         args.weights[r] = weights;
         args.count[r] = 3;

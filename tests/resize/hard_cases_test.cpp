@@ -69,6 +69,15 @@ TEST_P(HardCases, WindowsThatMoveOverManySegments) {
   }
 }
 
+// Of one of these widths the window moves while it holds pixels repeated beyond the end.
+TEST_P(HardCases, WindowsThatMoveBeyondTheEnd) {
+  for (std::int32_t width = 40; width < 100; ++width) {
+    Trial trial = trial_of(16, {8, 4}, width, 6, 13 * width, 1);
+    trial.row_pass = resize::RowPassKind::kTransposed;
+    expect_reference(trial);
+  }
+}
+
 TEST_P(HardCases, SumsOfAboutAsManyTapsAsABlockHas) {
   for (const std::int32_t taps : {127, 128, 129, 255, 256, 257}) {
     for (const auto& format : kFormats) {

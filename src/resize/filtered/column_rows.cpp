@@ -1,5 +1,7 @@
 #include "resize/filtered/column_rows.h"
 
+#include <limits>
+
 #include "runtime/memory_model.h"
 
 namespace kyv::resize {
@@ -18,17 +20,24 @@ bool is_streamed(const ResizeJob& job) noexcept {
   return bytes >= job.tuning.streamed_destination / static_cast<std::uint64_t>(job.geometry.y.count);
 }
 
+// Of products that are multiples of 2^last_place.
+ColumnSumKind kind_of_sums(std::int32_t last_place, Depth depth) noexcept {
+  if (sums_fit_doubles(last_place, depth)) return ColumnSumKind::kExact;
+  const std::int32_t smallest = std::numeric_limits<float>::min_exponent - std::numeric_limits<float>::digits;
+  return last_place >= smallest ? ColumnSumKind::kNormal : ColumnSumKind::kAny;
+}
+
 }  // namespace
 
-ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, bool normal, const Workspace& work,
-                       const Kernels& kernels) noexcept
+ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, std::int32_t row_last_place,
+                       const Workspace& work, const Kernels& kernels) noexcept
     : job_(job),
       kernels_(kernels),
       work_(work),
       table_(table.table),
       count_(job.geometry.y.count),
       last_source_(job.geometry.y.usable_size - 1),
-      normal_(normal),
+      sum_kind_(kind_of_sums(row_last_place + table.last_place, job.format.depth)),
       streamed_(kernels.bytes.stream != nullptr && is_streamed(job)) {}
 
 void ColumnRows::begin(const Strip& strip) noexcept {
@@ -76,7 +85,7 @@ void ColumnRows::write_chunk(Index row, Index rows, Index x, Index samples,
   ring.list(span->first, last.end(), last_source_, x, taps);
 
   alignas(runtime::kCacheLine) std::uint8_t staged[2][sizeof(std::uint16_t) * kStreamedSamples];
-  ColumnArgs args{.rows = taps, .lead = last.first - span->first, .samples = samples, .normal = normal_};
+  ColumnArgs args{.rows = taps, .lead = last.first - span->first, .samples = samples, .kind = sum_kind_};
   for (Index r = 0; r < rows; ++r) {
     args.weights[r] = table_.weights_of(span[r]);
     args.count[r] = span[r].count;

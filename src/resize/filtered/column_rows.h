@@ -7,9 +7,9 @@ namespace kyv::resize {
 
 class ColumnRows {
  public:
-  // `normal`: no product of two weights and a sample has a bit below the last place of the smallest float.
-  ColumnRows(const ResizeJob& job, const BuiltTable& table, bool normal, const Workspace& work,
-             const Kernels& kernels) noexcept;
+  // `row_last_place`: the last place of the row results, which are multiples of 2 to its power.
+  ColumnRows(const ResizeJob& job, const BuiltTable& table, std::int32_t row_last_place,
+             const Workspace& work, const Kernels& kernels) noexcept;
 
   void begin(const Strip& strip) noexcept;
 
@@ -43,7 +43,7 @@ class ColumnRows {
   const TapTable table_;
   const Index count_;        // destination rows
   const Index last_source_;  // row
-  const bool normal_;
+  const ColumnSumKind sum_kind_;
   const bool streamed_;
   Strip strip_;
   Index samples_ = 0;  // of a row of the strip

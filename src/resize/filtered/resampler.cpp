@@ -5,11 +5,6 @@
 namespace kyv::resize {
 namespace {
 
-// Row results are multiples of the last place of the weights, which is at least 2^-24 of them.
-bool has_normal_products(const BuiltTable& x, const BuiltTable& y) noexcept {
-  return static_cast<double>(x.smallest) * static_cast<double>(y.smallest) >= 0x1p-101;
-}
-
 // Floats of a ring's rows for strips of so many pixels.
 std::uint64_t ring_pitch(Index pixels, std::int32_t channels) noexcept {
   return RowRing::pitch_of(static_cast<std::uint64_t>(pixels) * static_cast<std::uint64_t>(channels),
@@ -51,7 +46,7 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
   const RowRing ring(work.ring, ring_rows, static_cast<Index>(ring_pitch(width, job.format.channels)));
   ring.clear_slack(samples, rounded_up(samples, kColumnGroup) - samples);
 
-  ColumnRows columns(job, y, has_normal_products(x, y), work, kernels);
+  ColumnRows columns(job, y, x.last_place, work, kernels);
   const Index last_source = geometry.y.usable_size - 1;
   const Index first_row = std::clamp<Index>(y.table.spans[0].first, 0, last_source);
   const SourceRows source{

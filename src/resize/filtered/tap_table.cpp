@@ -127,6 +127,15 @@ class PhaseCache {
   std::array<Entry, 64> entries_{};
 };
 
+// The exponent of the lowest bit of `weight` that is set, if it is above 0; 0 for a weight of 0.
+std::int32_t last_place_of(float weight) noexcept {
+  const auto bits = std::bit_cast<std::uint32_t>(weight) << 1 >> 1;
+  if (bits == 0) return 0;
+  // Of a number below the normal ones, too: its exponent field counts as 1.
+  const auto exponent = static_cast<std::int32_t>(std::max(bits >> 23, 1u));
+  return exponent - 150 + std::countr_zero(bits | 0x800000u);
+}
+
 Index clamp_first(std::int64_t first, std::int32_t count, std::int32_t usable_size) noexcept {
   return static_cast<Index>(std::clamp<std::int64_t>(first, 1 - count, usable_size - 1));
 }
@@ -187,8 +196,7 @@ BuiltTable build_tap_table(const TapTableRoom& storage, const AxisGeometry& axis
     float* weights = storage.weights + static_cast<Index>(span.phase) * storage.stride;
     for (std::int32_t tap = 0; tap < count; ++tap) {
       weights[tap] = static_cast<float>(storage.scratch[tap] / sum);
-      const float magnitude = std::abs(weights[tap]);
-      if (magnitude != 0.0f) built.smallest = std::min(built.smallest, magnitude);
+      built.last_place = std::min(built.last_place, last_place_of(weights[tap]));
     }
   }
   return built;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 #include "resize/geometry.h"
 #include "resize/kernels/kernels.h"
@@ -24,9 +25,16 @@ TapTableRoom take_tap_table(runtime::Arena& arena, const AxisGeometry& axis, Mod
 
 struct BuiltTable {
   TapTable table;
-  Index most_taps = 0;    // of a destination index
-  float smallest = 1.0f;  // the smallest |weight| that is not 0
+  Index most_taps = 0;          // of a destination index
+  std::int32_t last_place = 0;  // every weight is a multiple of 2^last_place
 };
+
+// Whether every sum of samples times weights fits a double, row results among the samples, where all products
+// are multiples of 2^last_place. The weights of an axis add up to 1, their sizes to less than 2.
+constexpr bool sums_fit_doubles(std::int32_t last_place, Depth depth) noexcept {
+  const std::int32_t bits = depth == kDepth8 ? 8 : 16;
+  return bits + 2 - last_place <= std::numeric_limits<double>::digits;
+}
 
 // Fills the table of a filtered mode (any but nearest). Destination indices whose weights are the same bit
 // for bit share a row.

@@ -19,10 +19,6 @@ constexpr Index kLeastPrefetchedSegment = 8;
 constexpr Index kChunkBytes = 16;  // that are converted together
 constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
 
-// Sums of samples with weights down to this fit a double: the products are multiples of 2^-43 (2^-35), and
-// their sums stay below 2^10 (2^18).
-constexpr float least_exact_weight(Depth depth) noexcept { return depth == kDepth8 ? 0x1p-20f : 0x1p-12f; }
-
 // Bytes [begin, end) of a row, into the L1. Inlined because compilers drop calls of functions that only
 // prefetch.
 [[gnu::always_inline]] inline void prefetch_bytes(const std::uint8_t* row, Index begin, Index end) noexcept {
@@ -76,7 +72,7 @@ TransposedRows::TransposedRows(const RowPassFacts& facts, const TransposedRoom& 
       format_(facts.format),
       usable_size_(facts.geometry.x.usable_size),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
-      sums_(facts.x.smallest >= least_exact_weight(format_.depth) ? kExactSums : kRoundedSums),
+      sums_(sums_fit_doubles(facts.x.last_place, format_.depth) ? kExactSums : kRoundedSums),
       prefetches_(facts.source_bytes() > facts.tuning.prefetched_source) {
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;

@@ -10,6 +10,14 @@ namespace kyv::resize {
 inline constexpr Index kColumnGroup = 16;
 inline constexpr Index kColumnSlack = kColumnGroup - 1;
 
+// What is known of every sum of a tap before it is rounded; without a fused multiply-add, the more the
+// cheaper.
+enum class ColumnSumKind : std::uint8_t {
+  kAny,
+  kNormal,  // a multiple of the smallest float
+  kExact    // a double
+};
+
 // One or two destination rows from the row results that they share.
 struct ColumnArgs {
   const float* const* rows = nullptr;  // row results by tap position, from the first tap of row 0
@@ -17,7 +25,7 @@ struct ColumnArgs {
   Index count[2] = {};  // taps, at most kTapBlock; 0 in [1] for a single row
   Index lead = 0;       // first tap of row 1, counted from that of row 0
   Index samples = 0;    // samples of a row
-  bool normal = false;  // no product has a bit below the last place of the smallest float
+  ColumnSumKind kind = ColumnSumKind::kAny;
   void* dst[2] = {};
 };
 

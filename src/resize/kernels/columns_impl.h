@@ -36,10 +36,11 @@ template <int kRow, int kVectors>
 }
 
 // Adds the taps `rows[0..count)` at sample `x` to the sums of the destination rows [kFirst, kEnd).
-template <int kFirst, int kEnd, bool kNormal, int kVectors>
+template <int kFirst, int kEnd, ColumnSumKind kKind, int kVectors>
 [[gnu::always_inline]] inline void add_rows(ColumnSums<kVectors>& sums, const float* const* rows,
                                             const float* weights0, const float* weights1, Index count,
                                             Index x) noexcept {
+  constexpr bool kExact = kKind == ColumnSumKind::kExact;
   const float* const weights[2] = {weights0, weights1};
   for (Index tap = 0; tap < count; ++tap) {
     const float* row = rows[tap] + x;
@@ -50,12 +51,12 @@ template <int kFirst, int kEnd, bool kNormal, int kVectors>
     });
     unroll<kFirst, kEnd>([&](auto r) {
       const simd::Weight weight = simd::load_weight(weights[r] + tap);
-      if constexpr (kNormal) {
+      if constexpr (kKind == ColumnSumKind::kNormal) {
         unroll<0, kVectors / 2>(
             [&](auto i) { simd::accumulate_two(weight, samples + 2 * i, sums.v[r] + 2 * i); });
       } else {
         unroll<0, kVectors>(
-            [&](auto i) { sums.v[r][i] = simd::accumulate<false>(weight, samples[i], sums.v[r][i]); });
+            [&](auto i) { sums.v[r][i] = simd::accumulate<kExact>(weight, samples[i], sums.v[r][i]); });
       }
     });
   }
@@ -95,28 +96,28 @@ template <int kBits, int kRow, int kVectors>
 }
 
 // `samples` samples of destination row kRow alone, a tile or fewer.
-template <int kBits, bool kNormal, int kRow, int kVectors>
+template <int kBits, ColumnSumKind kKind, int kRow, int kVectors>
 [[gnu::always_inline]] inline void single_tile(const ColumnArgs& args, Index x, Index samples) noexcept {
   ColumnSums<kVectors> sums;
   clear<kRow>(sums);
   const float* const* const rows = args.rows + (kRow == 0 ? 0 : args.lead);
-  add_rows<kRow, kRow + 1, kNormal>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
+  add_rows<kRow, kRow + 1, kKind>(sums, rows, args.weights[0], args.weights[1], args.count[kRow], x);
   store_sums<kBits, kRow>(args, sums, x, samples);
 }
 
 // Of two rows: the taps of the first alone, the shared ones, those of the second alone.
-template <int kBits, bool kNormal, int kVectors>
+template <int kBits, ColumnSumKind kKind, int kVectors>
 [[gnu::always_inline]] inline void pair_tile(const ColumnArgs& args, Index x, Index samples) noexcept {
   const Index lead = args.lead;
   const Index shared = args.count[0] - lead;
   ColumnSums<kVectors> sums;
   clear<0>(sums);
-  add_rows<0, 1, kNormal>(sums, args.rows, args.weights[0], nullptr, lead, x);
+  add_rows<0, 1, kKind>(sums, args.rows, args.weights[0], nullptr, lead, x);
   clear<1>(sums);
-  add_rows<0, 2, kNormal>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
+  add_rows<0, 2, kKind>(sums, args.rows + lead, args.weights[0] + lead, args.weights[1], shared, x);
   store_sums<kBits, 0>(args, sums, x, samples);
-  add_rows<1, 2, kNormal>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
-                          args.count[1] - shared, x);
+  add_rows<1, 2, kKind>(sums, args.rows + args.count[0], nullptr, args.weights[1] + shared,
+                        args.count[1] - shared, x);
   store_sums<kBits, 1>(args, sums, x, samples);
 }
 
@@ -132,46 +133,45 @@ template <class Tile>
 }
 
 // Rows shorter than a tile. Not inlined: the loops over whole tiles need the registers.
-template <int kBits, bool kNormal, int kRow>
+template <int kBits, ColumnSumKind kKind, int kRow>
 [[gnu::noinline]] void short_single(const ColumnArgs& args) noexcept {
   with_vectors(args.samples,
-               [&](auto vectors) { single_tile<kBits, kNormal, kRow, vectors>(args, 0, args.samples); });
+               [&](auto vectors) { single_tile<kBits, kKind, kRow, vectors>(args, 0, args.samples); });
 }
-template <int kBits, bool kNormal>
+template <int kBits, ColumnSumKind kKind>
 [[gnu::noinline]] void short_pair(const ColumnArgs& args) noexcept {
-  with_vectors(args.samples,
-               [&](auto vectors) { pair_tile<kBits, kNormal, vectors>(args, 0, args.samples); });
+  with_vectors(args.samples, [&](auto vectors) { pair_tile<kBits, kKind, vectors>(args, 0, args.samples); });
 }
 
 // Arguments of its own, which no store can change, stay in registers.
-template <int kBits, bool kNormal, int kRow>
+template <int kBits, ColumnSumKind kKind, int kRow>
 void column_single(const ColumnArgs& given) noexcept {
-  if (given.samples < kTileSamples) return short_single<kBits, kNormal, kRow>(given);
+  if (given.samples < kTileSamples) return short_single<kBits, kKind, kRow>(given);
   const ColumnArgs args = given;
   for_whole_tiles(
       args.samples, [&](Index x) __attribute__((always_inline)) {
-        single_tile<kBits, kNormal, kRow, kTile>(args, x, kTileSamples);
+        single_tile<kBits, kKind, kRow, kTile>(args, x, kTileSamples);
       });
 }
 
-template <int kBits, bool kNormal>
+template <int kBits, ColumnSumKind kKind>
 void column_pair(const ColumnArgs& given) noexcept {
-  if (given.samples < kTileSamples) return short_pair<kBits, kNormal>(given);
+  if (given.samples < kTileSamples) return short_pair<kBits, kKind>(given);
   const ColumnArgs args = given;
   for_whole_tiles(
       args.samples, [&](Index x) __attribute__((always_inline)) {
-        pair_tile<kBits, kNormal, kTile>(args, x, kTileSamples);
+        pair_tile<kBits, kKind, kTile>(args, x, kTileSamples);
       });
 }
 
-template <int kBits, bool kNormal>
+template <int kBits, ColumnSumKind kKind>
 void column_rows(const ColumnArgs& args) noexcept {
-  if (args.count[1] == 0) return column_single<kBits, kNormal, 0>(args);
+  if (args.count[1] == 0) return column_single<kBits, kKind, 0>(args);
   if constexpr (kSharesRows) {
-    column_pair<kBits, kNormal>(args);
+    column_pair<kBits, kKind>(args);
   } else {
-    column_single<kBits, kNormal, 0>(args);
-    column_single<kBits, kNormal, 1>(args);
+    column_single<kBits, kKind, 0>(args);
+    column_single<kBits, kKind, 1>(args);
   }
 }
 
@@ -179,9 +179,10 @@ template <int kBits>
 void column_sums(const ColumnArgs& args) noexcept {
   // Of no use to a fused multiply-add.
   if constexpr (!simd::kHasFusedMultiplyAdd) {
-    if (args.normal) return column_rows<kBits, true>(args);
+    if (args.kind == ColumnSumKind::kExact) return column_rows<kBits, ColumnSumKind::kExact>(args);
+    if (args.kind == ColumnSumKind::kNormal) return column_rows<kBits, ColumnSumKind::kNormal>(args);
   }
-  column_rows<kBits, false>(args);
+  column_rows<kBits, ColumnSumKind::kAny>(args);
 }
 
 template <int kVectors>
@@ -189,7 +190,7 @@ template <int kVectors>
                                                   Index x) noexcept {
   ColumnSums<kVectors> sums;
   clear<0>(sums);
-  add_rows<0, 1, false>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
+  add_rows<0, 1, ColumnSumKind::kAny>(sums, args.rows, args.weights[0], nullptr, args.count[0], x);
   unroll<0, kVectors>([&](auto i) {
     float* total = totals + x + i * simd::F32::kLanes;
     const simd::F32 sum = simd::value_of(sums.v[0][i]);
