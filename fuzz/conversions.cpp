@@ -35,6 +35,22 @@ struct Call {
   bool real = false;  // imaginary values are zeros of either sign: what comes of them forward is Hermitian
 };
 
+struct Sides {
+  std::int32_t longer;
+  std::int32_t shorter;
+};
+
+Sides read_sides(fuzz::Input& in, bool longest) {
+  const std::int32_t most = in.size(kMostValues);
+  const std::int32_t longer = longest ? most : 1 + in.below(most);
+  return {longer, 1 + in.below(most / longer)};
+}
+
+Sides read_large_sides(fuzz::Input& in) {
+  const std::int32_t longer = 1 + 20 * in.below(kMostLargeValues / 20);
+  return {longer, kMostLargeValues / longer};
+}
+
 // A square, often of a size that is common; or any shape, rarely a large one.
 void read_good_size(fuzz::Input& in, std::uint8_t kinds, Call& c) {
   const std::uint8_t shape = in.byte();
@@ -45,13 +61,11 @@ void read_good_size(fuzz::Input& in, std::uint8_t kinds, Call& c) {
   }
   const bool large = shape == 255 && in.byte() < 8;
   if (large) c.most = kMostLargeValues;
-  const std::int32_t most = large ? kMostLargeValues : in.size(kMostValues);
-  const std::int32_t longer = shape < 80 ? most : 1 + (large ? 20 : 1) * in.below(large ? most / 20 : most);
-  const std::int32_t shorter = large ? most / longer : 1 + in.below(most / longer);
+  const auto [longer, shorter] = large ? read_large_sides(in) : read_sides(in, shape < 80);
   const bool upright = kinds % 64 < 32;
   c.width = upright ? longer : shorter;
   c.height = upright ? shorter : longer;
-  c.planes = kinds < 192 ? 1 : 1 + in.below(std::min(4, most / (longer * shorter)));
+  c.planes = kinds < 192 ? 1 : 1 + in.below(std::min(4, c.most / (longer * shorter)));
 }
 
 Call read_call(fuzz::Input& in) {

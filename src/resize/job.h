@@ -39,6 +39,14 @@ struct ResizeJob {
     return static_cast<std::uint8_t*>(dst) + geometry.y.first * dst_step +
            geometry.x.first * format.pixel_bytes();
   }
+
+  Index dst_row_bytes() const noexcept { return geometry.x.count * format.pixel_bytes(); }
+
+  // Whether the destination is better off past the caches.
+  bool has_large_destination() const noexcept {
+    const auto rows = static_cast<std::uint64_t>(geometry.y.count);
+    return static_cast<std::uint64_t>(dst_row_bytes()) >= tuning.streamed_destination / rows;
+  }
 };
 
 }  // namespace kyv::resize

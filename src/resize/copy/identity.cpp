@@ -22,7 +22,7 @@ void copy_pixels(const ResizeJob& job, const ByteKernels& kernels) noexcept {
   const std::int32_t count = geometry.y.count;
   const std::uint8_t* src = rows.src + (geometry.y.first - geometry.y.origin) * rows.src_step +
                             (geometry.x.first - geometry.x.origin) * rows.pixel;
-  if (rows.are_streamed(count, kernels)) {
+  if (rows.are_streamed(kernels)) {
     for (std::int32_t i = 0; i < count; ++i) {
       kernels.stream(src + i * rows.src_step, rows.dst + i * rows.dst_step, rows.row_bytes);
     }

@@ -79,7 +79,7 @@ class NearestResize {
     const bool pieces = tables_.pieces.windows != 0;
     units_ = pieces ? tables_.pieces.count : tables_.count;
     unit_ = pieces ? tables_.pieces.step : rows_.pixel;
-    streamed_ = rows_.are_streamed(y_.count, kernels);
+    streamed_ = rows_.are_streamed(kernels);
     staged_ = streamed_ || rows_.row_bytes < tables_.pieces.bytes;
   }
 

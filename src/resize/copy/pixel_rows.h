@@ -35,9 +35,9 @@ struct PixelRows {
   std::uint8_t* dst;        // first destination pixel
   Index src_step;
   Index dst_step;
-  Index pixel;                   // bytes
-  Index row_bytes;               // of the destination
-  std::uint64_t streamed_bytes;  // of a destination, from which on it goes past the caches
+  Index pixel;      // bytes
+  Index row_bytes;  // of the destination
+  bool is_large;    // the destination
 
   explicit PixelRows(const ResizeJob& job) noexcept
       : src(job.first_source()),
@@ -45,16 +45,14 @@ struct PixelRows {
         src_step(job.src_step),
         dst_step(job.dst_step),
         pixel(job.format.pixel_bytes()),
-        row_bytes(job.geometry.x.count * pixel),
-        streamed_bytes(job.tuning.streamed_destination) {}
+        row_bytes(job.dst_row_bytes()),
+        is_large(job.has_large_destination()) {}
 
   std::uint8_t* dst_row(Index i) const noexcept { return dst + i * dst_step; }
 
-  // Whether a destination of `count` rows goes past the caches: only rows of several cache lines gain by it.
-  bool are_streamed(Index count, const ByteKernels& kernels) const noexcept {
-    const auto row = static_cast<std::uint64_t>(row_bytes);
-    return kernels.stream != nullptr && row_bytes >= 4 * kLine &&
-           row >= streamed_bytes / static_cast<std::uint64_t>(count);
+  // Whether they go past the caches: only rows of several cache lines gain by it.
+  bool are_streamed(const ByteKernels& kernels) const noexcept {
+    return kernels.stream != nullptr && is_large && row_bytes >= 4 * kLine;
   }
 };
 

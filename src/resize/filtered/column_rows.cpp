@@ -15,11 +15,6 @@ constexpr Index kLeastChunk = 512;
 // Samples of a destination row that go past the caches together.
 constexpr Index kStreamedSamples = 1024;
 
-bool is_streamed(const ResizeJob& job) noexcept {
-  const auto bytes = static_cast<std::uint64_t>(job.geometry.x.count * job.format.pixel_bytes());
-  return bytes >= job.tuning.streamed_destination / static_cast<std::uint64_t>(job.geometry.y.count);
-}
-
 // Of products that are multiples of 2^last_place.
 ColumnSumKind kind_of_sums(std::int32_t last_place, Depth depth) noexcept {
   if (sums_fit_doubles(last_place, depth)) return ColumnSumKind::kExact;
@@ -38,7 +33,7 @@ ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, std::int32
       count_(job.geometry.y.count),
       last_source_(job.geometry.y.usable_size - 1),
       sum_kind_(kind_of_sums(row_last_place + table.last_place, job.format.depth)),
-      streamed_(kernels.bytes.stream != nullptr && is_streamed(job)) {}
+      streamed_(kernels.bytes.stream != nullptr && job.has_large_destination()) {}
 
 void ColumnRows::begin(const Strip& strip) noexcept {
   strip_ = strip;
