@@ -30,8 +30,8 @@ Index copy_small_columns(const std::int32_t* columns, Index count, const std::ui
   using Wide = std::conditional_t<kPixel == 2, std::uint16_t, std::uint32_t>;
   using Pixel = std::conditional_t<kPixel == 1, std::uint8_t, Wide>;
   constexpr Index kGroup = sizeof(Index) / kPixel;
-  Index i = 0;
-  for (; count - i >= kGroup; i += kGroup) {
+  const Index whole = count & -kGroup;
+  for (Index i = 0; i < whole; i += kGroup) {
     std::size_t group = 0;
     for (Index k = 0; k < kGroup; ++k) {
       Pixel pixel;
@@ -40,7 +40,7 @@ Index copy_small_columns(const std::int32_t* columns, Index count, const std::ui
     }
     std::memcpy(dst + i * kPixel, &group, sizeof group);
   }
-  return i;
+  return whole;
 }
 
 // Copies pixels [first, end), of which the first goes to `dst`.
