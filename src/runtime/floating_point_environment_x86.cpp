@@ -21,7 +21,7 @@ std::uint32_t read_mxcsr() noexcept {
   return mxcsr;
 }
 
-// As slow as a transform of 8 × 8: only for a change.
+// Slow beside a transform of 8 × 8: only for a change.
 void set_mxcsr(std::uint32_t mxcsr) noexcept { __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr) : "memory"); }
 
 }  // namespace

@@ -216,6 +216,7 @@ struct Butterfly {
   static constexpr Roots kRoots = roots();
 };
 
+// Radices 2, 4 and 8 serve any complex type that has the sums above.
 template <>
 struct Butterfly<2> {
   template <class C>
