@@ -42,19 +42,20 @@ struct PackedRow {
 [[gnu::always_inline]] inline PackedRow sub_i(PackedRow a, PackedRow b) noexcept {
   return {_mm512_fmadd_ps(exchanged(b), minus_i(), a.v)};
 }
+// a + turned * sqrt(1/2), and the difference.
+[[gnu::always_inline]] inline void add_turned(PackedRow a, __m512 turned, PackedRow& sum,
+                                              PackedRow& difference) noexcept {
+  const __m512 h = _mm512_set1_ps(static_cast<float>(root_of_unity(1, 8).re));
+  sum.v = _mm512_fmadd_ps(h, turned, a.v);
+  difference.v = _mm512_fnmadd_ps(h, turned, a.v);
+}
 [[gnu::always_inline]] inline void add_eighth_turn(PackedRow a, PackedRow b, PackedRow& sum,
                                                    PackedRow& difference) noexcept {
-  const __m512 h = _mm512_set1_ps(static_cast<float>(root_of_unity(1, 8).re));
-  const __m512 p = _mm512_fmadd_ps(exchanged(b), minus_i(), b.v);
-  sum.v = _mm512_fmadd_ps(h, p, a.v);
-  difference.v = _mm512_fnmadd_ps(h, p, a.v);
+  add_turned(a, _mm512_fmadd_ps(exchanged(b), minus_i(), b.v), sum, difference);
 }
 [[gnu::always_inline]] inline void add_three_eighths_turn(PackedRow a, PackedRow b, PackedRow& sum,
                                                           PackedRow& difference) noexcept {
-  const __m512 h = _mm512_set1_ps(static_cast<float>(root_of_unity(1, 8).re));
-  const __m512 p = _mm512_fmsub_ps(exchanged(b), minus_i(), b.v);
-  sum.v = _mm512_fmadd_ps(h, p, a.v);
-  difference.v = _mm512_fnmadd_ps(h, p, a.v);
+  add_turned(a, _mm512_fmsub_ps(exchanged(b), minus_i(), b.v), sum, difference);
 }
 
 // Row i, lane j of each half becomes row j, lane i.

@@ -11,8 +11,8 @@ namespace {
 
 constexpr Index kStagedBytes = 4096;  // on their way past the caches
 
-// Copies the pixels of `count` columns as kBytes bytes each. Unrolled, because a loop this short takes up to
-// twice as long where it lies across two of the decoder's lines.
+// Copies the pixels of `count` columns as kBytes bytes each. Unrolled, because how long a loop this short
+// takes depends on where it lies in memory.
 template <Index kPixel, Index kBytes = kPixel>
 void copy_columns(const std::int32_t* columns, Index count, const std::uint8_t* src,
                   std::uint8_t* dst) noexcept {
