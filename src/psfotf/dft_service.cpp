@@ -47,7 +47,9 @@ const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept 
   const Kernels* kernels = &widest;
   while (kernels->narrower != nullptr) {
     const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
-    const bool rows_fill = shape.rows > 1 && shape.rows >= of_precision.lanes / 2;
+    const std::int32_t half = of_precision.lanes / 2;
+    const bool rows_fill =
+        shape.rows > 1 && (has_widest_vectors(of_precision) ? shape.rows > half : shape.rows >= half);
     if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
     kernels = kernels->narrower;
   }

@@ -241,7 +241,9 @@ const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& 
 
 template <class T>
 bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  return shape.row_length % kernels.lanes == 0 && choose_plane(shape, kernels).row.work_elements == 0;
+  if (shape.row_length % kernels.lanes != 0) return false;
+  const PlaneMethod method = choose_plane(shape, kernels);
+  return method.rows_within_lanes || (method.row.work_elements == 0 && !has_widest_vectors(kernels));
 }
 
 template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
