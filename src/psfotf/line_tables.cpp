@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
 #include <type_traits>
 
 #include "psfotf/kernel_sets.h"
@@ -59,15 +60,6 @@ LinePlan<T> mixed_radix_plan(const LineShape& shape, PartGap gap) noexcept {
 }
 
 template <class T>
-void set_roots(LinePlan<T>& plan, const RootTable<T>& roots) noexcept {
-  plan.root_re = roots.re;
-  plan.root_im = roots.im;
-  plan.root_count = roots.order;
-}
-
-}  // namespace
-
-template <class T>
 RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept {
   auto* re = arena.take<T>(static_cast<std::uint64_t>(order));
   auto* im = arena.take<T>(static_cast<std::uint64_t>(order));
@@ -75,18 +67,49 @@ RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept {
   return {order, re, im};
 }
 
+// The roots that sums of radices without code of their own take, out of more of them.
+template <class T>
+class SumRoots {
+ public:
+  SumRoots(const LineShape& shape, runtime::Arena& arena) noexcept
+      : order_(sum_order(shape)), re_(arena.take<T>(count())), im_(arena.take<T>(count())) {}
+
+  template <class Root>
+  void fill(LinePlan<T>& plan, const RootTable<Root>& roots) noexcept {
+    if (order_ == 1) return;
+    const std::int32_t step = roots.order / order_;
+    for (std::int32_t k = 0; k < order_; ++k) {
+      re_[k] = static_cast<T>(roots.re[k * step]);
+      im_[k] = static_cast<T>(roots.im[k * step]);
+    }
+    plan.root_re = re_;
+    plan.root_im = im_;
+    plan.root_count = order_;
+  }
+
+ private:
+  std::uint64_t count() const noexcept { return order_ == 1 ? 0 : static_cast<std::uint64_t>(order_); }
+
+  std::int32_t order_;
+  T* re_;
+  T* im_;
+};
+
+}  // namespace
+
 template <class T>
 LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTable<T>& roots,
                              runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
+  SumRoots<T> sum_roots(shape, arena);
   if (arena.is_counting()) return nullptr;
   *plan = mixed_radix_plan<T>(shape, gap);
   fill_positions(shape, gap, positions);
   fill_stage_roots(shape, roots, stage_roots);
   plan->stage_roots = stage_roots;
-  set_roots(*plan, roots);
+  sum_roots.fill(*plan, roots);
   plan->positions = positions;
   return plan;
 }
@@ -139,114 +162,155 @@ class InnerLine {
   std::int32_t pitch_;
 };
 
+// exp(-2 pi i k / order) of half of the circle; the others are their conjugates.
+class HalfCircle {
+ public:
+  HalfCircle(std::int32_t order, runtime::Arena& arena) noexcept
+      : order_(order), re_(take(arena)), im_(take(arena)) {
+    if (!arena.is_counting()) fill_roots(order, order / 2 + 1, re_, im_);
+  }
+  double re(std::int64_t k) const noexcept { return re_[2 * k > order_ ? order_ - k : k]; }
+  double im(std::int64_t k) const noexcept { return 2 * k > order_ ? -im_[order_ - k] : im_[k]; }
+
+ private:
+  double* take(runtime::Arena& arena) const noexcept {
+    return arena.take<double>(static_cast<std::uint64_t>(order_) / 2 + 1);
+  }
+
+  std::int64_t order_;
+  double* re_;
+  double* im_;
+};
+
 // b[q] = w^(g^-q), w the first root of unity of the prime length.
-void fill_rader_kernel(const RootTable<double>& roots, const std::int32_t* inverse_powers, std::int32_t count,
+void fill_rader_kernel(const HalfCircle& roots, const std::int32_t* powers, std::int32_t count,
                        const InnerLine& b) noexcept {
-  for (std::int32_t q = 0; q < count; ++q) b.set(q, roots.re[inverse_powers[q]], roots.im[inverse_powers[q]]);
+  for (std::int32_t q = 0; q < count; ++q) {
+    const std::int32_t k = powers[count - q];
+    b.set(q, roots.re(k), roots.im(k));
+  }
 }
 
-// The chirp exp(-pi i m^2 / n), m < n, from roots of order 2n; and b[m], its conjugate for |m| < n, cyclic.
+// The first half of the chirp exp(-pi i m^2 / n), from roots of order 2n; and b[m], its conjugate for
+// |m| < n, cyclic.
 template <class T>
-void fill_chirp(const RootTable<double>& roots, std::int32_t n, std::int32_t inner_length, T* re, T* im,
+void fill_chirp(const HalfCircle& roots, std::int32_t n, std::int32_t inner_length, T* re, T* im,
                 const InnerLine& b) noexcept {
-  for (std::int32_t m = 0; m < inner_length; ++m) b.set(m, 0.0, 0.0);
-  for (std::int64_t m = 0; m < n; ++m) {
-    const std::int64_t square = m * m % (2 * static_cast<std::int64_t>(n));
-    re[m] = static_cast<T>(roots.re[square]);
-    im[m] = static_cast<T>(roots.im[square]);
-    b.set(static_cast<std::int32_t>(m), roots.re[square], -roots.im[square]);
-    if (m != 0) b.set(static_cast<std::int32_t>(inner_length - m), roots.re[square], -roots.im[square]);
+  for (std::int32_t m = n; m <= inner_length - n; ++m) b.set(m, 0.0, 0.0);
+  const auto set_both = [&](std::int32_t m, double b_re, double b_im) {
+    b.set(m, b_re, b_im);
+    if (m != 0) b.set(inner_length - m, b_re, b_im);
+  };
+  const int sign = chirp_sign(n);
+  for (std::int32_t m = 0; m <= n / 2; ++m) {
+    const std::int64_t square = static_cast<std::int64_t>(m) * m % (2 * static_cast<std::int64_t>(n));
+    const double c = roots.re(square);
+    const double s = roots.im(square);
+    re[m] = static_cast<T>(c);
+    im[m] = static_cast<T>(s);
+    set_both(m, c, -s);
+    if (m != 0) set_both(n - m, sign * c, -sign * s);
   }
 }
 
 // The transform of `b` in double precision, divided by its length, in the order of the elements.
 template <class T>
 void fill_spectrum(const PrecisionKernels<double>& one_line, const LinePlan<double>& plan, const InnerLine& b,
-                   T* re, T* im) noexcept {
+                   std::int32_t count, T* re, T* im) noexcept {
   one_line.transform_lines(plan, b.values(), nullptr);
-  for (std::int32_t k = 0; k < plan.length; ++k) {
+  for (std::int32_t k = 0; k < count; ++k) {
     re[k] = static_cast<T>(b.element(k)[0] / plan.length);
     im[k] = static_cast<T>(b.element(k)[1] / plan.length);
   }
 }
 
-// The transform over a convolution's inner length. Nothing asks where its results are left, and the roots of
-// the whole circle are kept only where a radix, the first one then, is summed directly: else they lie in
-// `scratch` for a while, or behind what is kept in the arena where that is null.
-template <class T>
-const LinePlan<T>* lay_inner(const LineShape& shape, runtime::Arena& arena, const runtime::Arena* scratch,
-                             PlanningMemory& memory) noexcept {
-  auto* plan = arena.take<LinePlan<T>>(1);
-  auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
+// The transform over a convolution's inner length; nothing asks where its results are left. The roots of the
+// whole circle lie in `scratch` for a while, or behind what is kept in the arena where that is null.
+const LinePlan<double>* lay_inner(const LineShape& shape, PartGap gap, runtime::Arena& arena,
+                                  const runtime::Arena* scratch, PlanningMemory& memory) noexcept {
+  auto* plan = arena.take<LinePlan<double>>(1);
+  auto* stage_roots = arena.take<double>(2 * static_cast<std::uint64_t>(shape.length));
+  SumRoots<double> sum_roots(shape, arena);
   runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
-  const bool keeps_roots = sums_directly(shape);
-  const RootTable<T> roots = lay_roots<T>(shape.length, keeps_roots ? arena : beyond);
+  const RootTable<double> roots = lay_roots<double>(shape.length, beyond);
   memory.count(beyond);
   if (arena.is_counting()) return nullptr;
-  *plan = mixed_radix_plan<T>(shape, gap_of(shape));
+  *plan = mixed_radix_plan<double>(shape, gap);
   fill_stage_roots(shape, roots, stage_roots);
   plan->stage_roots = stage_roots;
-  if (keeps_roots) set_roots(*plan, roots);
+  sum_roots.fill(*plan, roots);
+  return plan;
+}
+
+// The same in single precision.
+const LinePlan<float>* lay_rounded(const LineShape& shape, PartGap gap, const LinePlan<double>* exact,
+                                   runtime::Arena& arena) noexcept {
+  auto* plan = arena.take<LinePlan<float>>(1);
+  auto* stage_roots = arena.take<float>(2 * static_cast<std::uint64_t>(shape.length));
+  SumRoots<float> sum_roots(shape, arena);
+  if (arena.is_counting()) return nullptr;
+  *plan = mixed_radix_plan<float>(shape, gap);
+  const std::ptrdiff_t values = 2 * (static_cast<std::ptrdiff_t>(shape.length) - 1);
+  std::transform(exact->stage_roots, exact->stage_roots + values, stage_roots,
+                 [](double root) { return static_cast<float>(root); });
+  plan->stage_roots = stage_roots;
+  sum_roots.fill(*plan, RootTable<double>{exact->root_count, exact->root_re, exact->root_im});
   return plan;
 }
 
 template <class T>
-const LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const Kernels& kernels,
-                                   runtime::Arena& arena, PlanningMemory& memory) noexcept {
+LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, const Kernels& kernels,
+                             runtime::Arena& arena, PlanningMemory& memory) noexcept {
   LineShape inner_shape;
   factorize(inner_shape, shape.inner_length, precision_of<T>(kernels).radices);
   const bool rader = shape.method == LineMethod::kRader;
+  const bool in_place = !rader && results == Results::kInOrder;
+  const PartGap gap = in_place ? PartGap::kNone : gap_of(inner_shape);
   const auto n = static_cast<std::uint64_t>(shape.length);
-  const auto inner_n = static_cast<std::uint64_t>(shape.inner_length);
+  const std::int32_t spectrum =
+      part_length(inner_shape) * spectrum_parts(shape.method, inner_shape.radices[0]);
 
   auto* plan = arena.take<LinePlan<T>>(1);
-  auto* positions = arena.take<std::int32_t>(n);
-  auto* spectrum_re = arena.take<T>(inner_n);
-  auto* spectrum_im = arena.take<T>(inner_n);
-  auto* chirp_re = arena.take<T>(rader ? 0 : n);
-  auto* chirp_im = arena.take<T>(rader ? 0 : n);
-  auto* gather = arena.take<std::int32_t>(rader ? n : 0);
-  auto* scatter = arena.take<std::int32_t>(rader ? n : 0);
+  auto* spectrum_re = arena.take<T>(static_cast<std::uint64_t>(spectrum));
+  auto* spectrum_im = arena.take<T>(static_cast<std::uint64_t>(spectrum));
+  auto* chirp_re = arena.take<T>(rader ? 0 : n / 2 + 1);
+  auto* chirp_im = arena.take<T>(rader ? 0 : n / 2 + 1);
+  auto* powers = arena.take<std::int32_t>(rader ? n : 0);
   runtime::Arena scratch = memory.arena();
-  const LinePlan<T>* inner = lay_inner<T>(inner_shape, arena, &scratch, memory);
+  const LinePlan<T>* inner = nullptr;
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
-    exact_inner = inner;
+    inner = exact_inner = lay_inner(inner_shape, gap, arena, &scratch, memory);
   } else {
-    exact_inner = lay_inner<double>(inner_shape, scratch, nullptr, memory);
+    exact_inner = lay_inner(inner_shape, gap, scratch, nullptr, memory);
+    inner = lay_rounded(inner_shape, gap, exact_inner, arena);
   }
-  const std::int32_t order = rader ? shape.length : 2 * shape.length;
   auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
-  const RootTable<double> roots = lay_roots<double>(order, scratch);
+  const HalfCircle roots(rader ? shape.length : 2 * shape.length, scratch);
   memory.count(scratch);
   if (arena.is_counting()) return nullptr;
 
   *plan = {};
   plan->length = shape.length;
   plan->method = shape.method;
-  plan->positions = positions;
   plan->inner = inner;
   plan->spectrum_re = spectrum_re;
   plan->spectrum_im = spectrum_im;
-  for (std::int32_t k = 0; k < shape.length; ++k) positions[k] = k;
   const InnerLine b(line, *exact_inner);
   if (rader) {
     const std::int64_t g = generator(inner_shape);
-    const std::int64_t inverse = power_mod(g, shape.length - 2, shape.length);
-    gather[0] = scatter[0] = 1;
-    for (std::int32_t q = 1; q < shape.inner_length; ++q) {
-      gather[q] = static_cast<std::int32_t>(gather[q - 1] * g % shape.length);
-      scatter[q] = static_cast<std::int32_t>(scatter[q - 1] * inverse % shape.length);
+    powers[0] = 1;
+    for (std::int32_t q = 1; q <= shape.inner_length; ++q) {
+      powers[q] = static_cast<std::int32_t>(powers[q - 1] * g % shape.length);
     }
-    plan->gather = gather;
-    plan->scatter = scatter;
-    fill_rader_kernel(roots, scatter, shape.inner_length, b);
+    plan->powers = powers;
+    fill_rader_kernel(roots, powers, shape.inner_length, b);
   } else {
     fill_chirp(roots, shape.length, shape.inner_length, chirp_re, chirp_im, b);
     plan->chirp_re = chirp_re;
     plan->chirp_im = chirp_im;
   }
-  fill_spectrum(narrowest(kernels).double_precision, *exact_inner, b, spectrum_re, spectrum_im);
+  fill_spectrum(narrowest(kernels).double_precision, *exact_inner, b, spectrum, spectrum_re, spectrum_im);
   return plan;
 }
 
@@ -261,7 +325,7 @@ const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kern
   for (int i = 0; i < shape.convolved_stages; ++i) {
     const ConvolutionShape& prime = shape.convolutions[i];
     const bool repeated = i > 0 && prime.length == shape.convolutions[i - 1].length;
-    if (!repeated) line = lay_convolution<T>(prime, kernels, arena, memory);
+    if (!repeated) line = lay_convolution<T>(prime, Results::kAtPositions, kernels, arena, memory);
     if (!arena.is_counting()) primes[direct + i] = line;
   }
   return primes;
@@ -270,34 +334,40 @@ const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kern
 }  // namespace
 
 template <class T>
-const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
-                            runtime::Arena& arena, PlanningMemory& memory) noexcept {
-  if (shape.method != LineMethod::kMixedRadix)
-    return lay_convolution<T>(shape.convolution(), kernels, arena, memory);
-  if (shape.work_elements == 0) {
-    const RootTable<T> roots = lay_roots<T>(shape.length, arena);
-    return lay_mixed_radix<T>(shape, gap, roots, arena);
-  }
+RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept {
   runtime::Arena scratch = memory.arena();
-  const bool keeps_roots = sums_directly(shape);
-  const RootTable<T> roots = lay_roots<T>(shape.length, keeps_roots ? arena : scratch);
+  const RootTable<T> roots = lay_roots<T>(order, scratch);
   memory.count(scratch);
+  return roots;
+}
+
+template <class T>
+const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, PartGap gap, Results results,
+                            const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept {
+  if (shape.method != LineMethod::kMixedRadix) {
+    const bool in_order = results == Results::kInOrder;
+    auto* positions = arena.take<std::int32_t>(in_order ? 0 : static_cast<std::uint64_t>(shape.length));
+    LinePlan<T>* plan = lay_convolution<T>(shape.convolution(), results, kernels, arena, memory);
+    if (plan == nullptr || in_order) return plan;
+    std::iota(positions, positions + shape.length, 0);
+    plan->positions = positions;
+    return plan;
+  }
   auto* plan = lay_mixed_radix<T>(shape, gap, roots, arena);
+  if (shape.convolved_stages == 0) return plan;
   const LinePlan<T>* const* primes = lay_primes<T>(shape, kernels, arena, memory);
-  if (plan == nullptr) return nullptr;
-  plan->primes = primes;
-  if (!keeps_roots) set_roots(*plan, {});
+  if (plan != nullptr) plan->primes = primes;
   return plan;
 }
 
-template RootTable<float> lay_roots(std::int32_t, runtime::Arena&) noexcept;
-template const LinePlan<float>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
-                                         PlanningMemory&) noexcept;
+template RootTable<float> lay_roots(std::int32_t, PlanningMemory&) noexcept;
+template const LinePlan<float>* lay_line(const LineShape&, const RootTable<float>&, PartGap, Results,
+                                         const Kernels&, runtime::Arena&, PlanningMemory&) noexcept;
 template LinePlan<float>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<float>&,
                                           runtime::Arena&) noexcept;
-template RootTable<double> lay_roots(std::int32_t, runtime::Arena&) noexcept;
-template const LinePlan<double>* lay_line(const LineShape&, PartGap, const Kernels&, runtime::Arena&,
-                                          PlanningMemory&) noexcept;
+template RootTable<double> lay_roots(std::int32_t, PlanningMemory&) noexcept;
+template const LinePlan<double>* lay_line(const LineShape&, const RootTable<double>&, PartGap, Results,
+                                          const Kernels&, runtime::Arena&, PlanningMemory&) noexcept;
 template LinePlan<double>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<double>&,
                                            runtime::Arena&) noexcept;
 

@@ -21,9 +21,6 @@ struct RootTable {
   const T* im = nullptr;
 };
 
-template <class T>
-RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept;
-
 // What planning needs for a while, over and over from its start; where there is none, it only counts.
 class PlanningMemory {
  public:
@@ -38,10 +35,18 @@ class PlanningMemory {
   std::uint64_t bytes_ = 0;
 };
 
-// A line of any method, with roots of its own. The convolution methods take planning memory.
+// At the start of the planning memory, until something else is planned there.
 template <class T>
-const LinePlan<T>* lay_line(const LineShape& shape, PartGap gap, const Kernels& kernels,
-                            runtime::Arena& arena, PlanningMemory& memory) noexcept;
+RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept;
+
+// Where a convolution leaves its results. In order, they have no positions, and those of Bluestein's need no
+// room beside the elements that it works in: there the line is, and has no gaps.
+enum class Results : std::uint8_t { kAtPositions, kInOrder };
+
+// A line of any method; one of mixed radix has roots of its length, or a multiple.
+template <class T>
+const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, PartGap gap, Results results,
+                            const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept;
 
 // A line of mixed radix without convolutions, with roots whose order is a multiple of the length.
 template <class T>

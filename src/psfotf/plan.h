@@ -41,8 +41,8 @@ struct LinePlan {
   // For each stage the line that its butterflies are, where these are convolutions, else null; all of it null
   // where none is.
   const LinePlan* const* primes;
-  // exp(-2 pi i k / root_count), k < root_count, a multiple of the length; null in `inner` and beside
-  // convolutions where no radix is summed directly.
+  // exp(-2 pi i k / root_count), k < root_count, a multiple of the radices that are summed directly; null
+  // where there is none.
   const T* root_re;
   const T* root_im;
   std::int32_t root_count;
@@ -50,20 +50,31 @@ struct LinePlan {
   // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
   // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
   std::int32_t part_pitch;
-  // Result k of the finished transform is element positions[k]; null in `inner`.
+  // Result k of the finished transform is element positions[k]; null where nobody asks, and for the rows of a
+  // plane that are convolutions and one vector of lines: their results are in order.
   const std::int32_t* positions;
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, in the
-  // order that the inner stages leave it in; the elements to take and to fill (Rader: powers of a generator
-  // and of its inverse), the chirp (Bluestein).
+  // order that the inner stages leave it in; spectrum_parts() parts of it.
   const LinePlan* inner;
   const T* spectrum_re;
   const T* spectrum_im;
-  const std::int32_t* gather;
-  const std::int32_t* scatter;
+  // Rader: powers 0 to length - 1 of a generator, the elements to take; backwards, those to fill.
+  const std::int32_t* powers;
+  // Bluestein: the chirp, elements 0 to length / 2; see chirp_sign().
   const T* chirp_re;
   const T* chirp_im;
 };
+
+// Bluestein's kernel is its own mirror image, and so is its transform: behind the middle, part i of the inner
+// transform has the values of part radix - i in reverse order. Rader's is kept whole.
+constexpr std::int32_t spectrum_parts(LineMethod method, std::int32_t radix) noexcept {
+  return method == LineMethod::kRader ? radix : radix / 2 + 1;
+}
+
+// Element length - m of a chirp is this times element m: exp(-pi i (n - m)^2 / n) = (-1)^n exp(-pi i m^2 /
+// n).
+constexpr int chirp_sign(std::int32_t length) noexcept { return length % 2 == 0 ? 1 : -1; }
 
 // Slack, one constant for each stage that needs room beyond its values. Rows within lanes leave their results
 // as plain rows: vectors of them run over the end by less than this.
@@ -98,14 +109,17 @@ struct PlanePlan {
   const LinePlan<T>* row;  // over row_length or over those elements
   const T* row_twiddles;   // within lanes: element k, lane l is exp(-2 pi i k l / row_length)
 
-  // The workspace: blocks of as many columns as a vector has lanes, each `rows` elements with a gap after
-  // every `part_rows` of them, block_pitch values apart; behind them, from value `line_offset` on, the lines
-  // in work. The last block starts at column row_length - lanes and may overlap the one before.
+  // The workspace: from value `block_offset` on blocks of as many columns as a vector has lanes, each `rows`
+  // elements with a gap after every `part_rows` of them, block_pitch values apart; from `line_offset` on the
+  // lines in work. The last block starts at column row_length - lanes and may overlap the one before. The
+  // blocks lie before the lines, or among what rows that are transformed all at once leave behind there.
   std::int32_t blocks;
   std::int32_t part_rows;
   std::int32_t part_gap;
+  std::size_t block_offset;
   std::size_t block_pitch;
   std::size_t line_offset;
+  std::size_t row_work_offset;  // of what convolutions of rows work in
   std::size_t carry_offset;
   RowOutput output;
   bool rows_of_lines;  // past the caches, and rows are whole cache lines: there is room for one block more

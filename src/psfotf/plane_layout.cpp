@@ -76,8 +76,10 @@ struct WorkspaceLayout {
   bool rows_of_lines;
   bool blocks_past_caches;
   bool has_halves;
+  std::uint64_t block_offset;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
+  std::uint64_t row_work_offset;
   std::uint64_t carry_offset;
   std::uint64_t values;
 };
@@ -97,38 +99,71 @@ bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const Worksp
   return blocks * layout.block_pitch + behind <= layout.line_offset;
 }
 
+// Whether all rows lie across one vector's lanes: they are transformed at once, and what they worked in is
+// free when the blocks are written.
+bool all_across_lanes(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes) noexcept {
+  return !method.rows_within_lanes && shape.rows <= lanes && method.column.work_elements == 0;
+}
+
+// Whether the plane is one row within its lanes, which goes through a plain row only where it does not come
+// as whole blocks; its elements are free then.
+bool is_one_row_within(const PlaneShape& shape, const PlaneMethod& method,
+                       const WorkspaceLayout& layout) noexcept {
+  return method.rows_within_lanes && shape.rows == 1 && !layout.rows_of_lines;
+}
+
 template <class T>
 WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
                               std::int32_t lanes) noexcept {
   constexpr std::uint64_t line = runtime::kCacheLine / sizeof(T);
   constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
   const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
+  const auto to_lines = [](std::uint64_t values) { return (values + line - 1) / line * line; };
   WorkspaceLayout layout;
   layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
   layout.part_rows = part_length(method.column);
   layout.part_gap = gap_of(method.column);
   const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
   const std::uint64_t block = element * block_elements;
-  // Blocks of a line or two follow one another: beside planes of a few rows, padding would be most of the
-  // memory.
-  const bool padded = block > 2 * line;
-  layout.block_pitch = padded ? (block + line - 1) / line * line + padding : block;
+  // Blocks of a line or two follow one another, and so do those that are written whole: beside planes of a
+  // few rows, padding would be most of the memory.
+  const bool all_across = all_across_lanes(shape, method, lanes);
+  const bool padded = block > 2 * line && !all_across;
+  layout.block_pitch = padded ? to_lines(block) + padding : block;
   layout.output = choose_output(shape, method.column);
   layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
-  layout.line_offset =
-      (layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)) +
-       line - 1) /
-      line * line;
+  const std::uint64_t blocks = to_lines(
+      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)));
+  layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
   // Within lanes: the row's elements and a plain row with a vector's room behind each part.
   const auto row = static_cast<std::uint64_t>(method.row.length);
-  const std::uint64_t row_elements =
-      method.rows_within_lanes
-          ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row))) + row +
-                kRowSlackVectors
-          : row + static_cast<std::uint64_t>(method.row.work_elements);
-  const auto column_elements = static_cast<std::uint64_t>(method.column.work_elements);
-  layout.carry_offset = layout.line_offset + element * std::max(row_elements, column_elements);
-  layout.blocks_past_caches = layout.line_offset * sizeof(T) >= kStreamedBlockBytes;
+  const std::uint64_t line_values =
+      element * (method.rows_within_lanes
+                     ? static_cast<std::uint64_t>(elements_with_gaps(method.row, gap_of(method.row)))
+                     : row);
+  const std::uint64_t behind_line =
+      element * (method.rows_within_lanes ? row + kRowSlackVectors
+                                          : static_cast<std::uint64_t>(method.row.work_elements));
+  if (all_across) {
+    const bool in_place = method.row.method == LineMethod::kBluestein;
+    const std::uint64_t work_end =
+        in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
+    layout.line_offset = 0;
+    layout.row_work_offset = in_place ? 0 : line_values;
+    layout.block_offset = to_lines(line_values);
+    layout.carry_offset = std::max(layout.block_offset + blocks, to_lines(work_end));
+  } else if (is_one_row_within(shape, method, layout)) {
+    const bool comes_as_blocks = method.row.length % lanes == 0;
+    layout.block_offset = layout.row_work_offset = 0;
+    layout.line_offset = comes_as_blocks ? blocks : 0;
+    layout.carry_offset = layout.line_offset + line_values + (comes_as_blocks ? 0 : behind_line);
+  } else {
+    const std::uint64_t column_values = element * static_cast<std::uint64_t>(method.column.work_elements);
+    layout.line_offset = blocks;
+    layout.block_offset = 0;
+    layout.row_work_offset = blocks + line_values;
+    layout.carry_offset = blocks + std::max(line_values + behind_line, column_values);
+  }
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
   const bool carries = layout.output != RowOutput::kDirect;
@@ -153,20 +188,24 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
                         runtime::Arena& arena, PlanningMemory& memory) noexcept {
   const std::int32_t lanes = precision_of<T>(kernels).lanes;
   const bool square = shape.rows == shape.row_length;
+  const auto roots_of = [&memory](const LineShape& line, std::int32_t order) {
+    return line.method == LineMethod::kMixedRadix ? lay_roots<T>(order, memory) : RootTable<T>{};
+  };
   auto* plan = arena.take<PlanePlan<T>>(1);
-  const LinePlan<T>* column = lay_line<T>(method.column, gap_of(method.column), kernels, arena, memory);
+  RootTable<T> roots = roots_of(method.column, shape.rows);
+  const LinePlan<T>* column =
+      lay_line<T>(method.column, roots, gap_of(method.column), Results::kAtPositions, kernels, arena, memory);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
-  RootTable<T> roots;
-  if (square && column != nullptr) roots = {shape.rows, column->root_re, column->root_im};
+  if (!square) roots = roots_of(method.row, shape.row_length);
   if (method.rows_within_lanes) {
-    if (!square) roots = lay_roots<T>(shape.row_length, arena);
-    roots.order = shape.row_length;
     row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (roots.re != nullptr) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
-    row = lay_line<T>(method.row, PartGap::kNone, kernels, arena, memory);
+    const bool all_across = all_across_lanes(shape, method, lanes);
+    row = lay_line<T>(method.row, roots, PartGap::kNone,
+                      all_across ? Results::kInOrder : Results::kAtPositions, kernels, arena, memory);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
@@ -181,8 +220,10 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
            .blocks = layout.blocks,
            .part_rows = layout.part_rows,
            .part_gap = static_cast<std::int32_t>(layout.part_gap),
+           .block_offset = static_cast<std::size_t>(layout.block_offset),
            .block_pitch = static_cast<std::size_t>(layout.block_pitch),
            .line_offset = static_cast<std::size_t>(layout.line_offset),
+           .row_work_offset = static_cast<std::size_t>(layout.row_work_offset),
            .carry_offset = static_cast<std::size_t>(layout.carry_offset),
            .output = layout.output,
            .rows_of_lines = layout.rows_of_lines,
@@ -224,10 +265,13 @@ std::uint64_t workspace_bytes(const PlaneShape& shape, const PlaneMethod& method
   if (!is_possible(method.row) || !is_possible(method.column)) return kImpossible;
   const std::uint64_t bytes =
       lay_workspace<T>(shape, method, precision_of<T>(kernels).lanes).values * sizeof(T);
-  if (method.row.work_elements == 0 && method.column.work_elements == 0) return bytes;
-  runtime::Arena arena;
   PlanningMemory memory;
-  lay_plane<T>(shape, method, kernels, arena, memory);
+  if (method.row.work_elements == 0 && method.column.work_elements == 0) {
+    lay_roots<T>(std::max(shape.rows, shape.row_length), memory);
+  } else {
+    runtime::Arena arena;
+    lay_plane<T>(shape, method, kernels, arena, memory);
+  }
   return std::max(bytes, memory.bytes());
 }
 

@@ -42,16 +42,18 @@ Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                           const Complex<V>& offset) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
   const std::int32_t count = inner.length / inner.radices[0];
-  const LaneOf<V>* spectrum_re = plan.spectrum_re;
-  const LaneOf<V>* spectrum_im = plan.spectrum_im;
+  const std::int32_t spectra = spectrum_parts(plan.method, inner.radices[0]);
   Complex<V> sum{};
   for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
     run_part<V>(inner, inner.stages, data);
     if (i == 0) sum = load_element<V>(data);
-    for (std::int32_t k = 0; k < count; ++k) {
+    const bool reversed = i >= spectra;
+    std::ptrdiff_t at = static_cast<std::ptrdiff_t>(reversed ? inner.radices[0] - i : i) * count;
+    if (reversed) at += count - 1;
+    for (std::int32_t k = 0; k < count; ++k, at += reversed ? -1 : 1) {
       LaneOf<V>* place = data + k * kElement<V>;
-      const Complex<V> c =
-          multiply(load_element<V>(place), simd::broadcast(*spectrum_re++), simd::broadcast(*spectrum_im++));
+      const Complex<V> c = multiply(load_element<V>(place), simd::broadcast(plan.spectrum_re[at]),
+                                    simd::broadcast(plan.spectrum_im[at]));
       store_element<V>(place, Complex<V>{c.im, c.re});
     }
     // A constant in every result of the inverse transform is a constant in its first input.
@@ -65,21 +67,27 @@ Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
 template <class V>
 void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
-    store_element<V>(place, load_element<V>(data + plan.gather[n] * kElement<V>));
+    store_element<V>(place, load_element<V>(data + plan.powers[n] * kElement<V>));
   });
   const Complex<V> first = load_element<V>(data);
   store_element<V>(data, first + convolve_parts<V>(plan, work, first));
+  const std::int32_t* inverse_powers = plan.powers + plan.inner->length;
   run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
     const Complex<V> y = load_element<V>(place);
-    store_element<V>(data + plan.scatter[n] * kElement<V>, Complex<V>{y.im, y.re});
+    store_element<V>(data + inverse_powers[-n] * kElement<V>, Complex<V>{y.im, y.re});
   });
 }
 
 // Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
 template <class V>
 void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  const auto sign = static_cast<LaneOf<V>>(chirp_sign(plan.length));
   const auto chirped = [&](const Complex<V>& a, std::int32_t n) {
-    return multiply(a, simd::broadcast(plan.chirp_re[n]), simd::broadcast(plan.chirp_im[n]));
+    const bool behind = 2 * n > plan.length;
+    const std::int32_t m = behind ? plan.length - n : n;
+    const LaneOf<V> factor = behind ? sign : 1;
+    return multiply(a, simd::broadcast(factor * plan.chirp_re[m]),
+                    simd::broadcast(factor * plan.chirp_im[m]));
   };
   const V zero = constant<V>(0);
   run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {

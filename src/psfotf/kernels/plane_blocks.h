@@ -18,13 +18,15 @@ template <class V>
 struct Workspace {
   LaneOf<V>* blocks;
   LaneOf<V>* line;
+  LaneOf<V>* row_work;
   double* carry;
 };
 
 template <class V>
 Workspace<V> workspace_of(const PlanePlan<LaneOf<V>>& plan, void* memory) noexcept {
   auto* values = static_cast<LaneOf<V>*>(memory);
-  return {values, values + plan.line_offset, reinterpret_cast<double*>(values + plan.carry_offset)};
+  return {values + plan.block_offset, values + plan.line_offset, values + plan.row_work_offset,
+          reinterpret_cast<double*>(values + plan.carry_offset)};
 }
 
 // How the columns of a plane are cut into blocks. Where finished rows leave as whole cache lines straight

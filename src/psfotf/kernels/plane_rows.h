@@ -55,22 +55,22 @@ void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptr
   }
 }
 
-// Finished line elements to `valid` rows of every block, scaled.
-template <class V>
-void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale, const LaneOf<V>* line,
-                  const std::ptrdiff_t* places, std::int32_t valid, LaneOf<V>* blocks) noexcept {
-  const std::int32_t* positions = plan.row->positions;
+// Finished line elements to `valid` rows of every block, scaled. `position(k)` is the place of result k.
+template <class V, class Position>
+[[gnu::always_inline]] inline void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
+                                                V scale, const LaneOf<V>* line, const std::ptrdiff_t* places,
+                                                std::int32_t valid, LaneOf<V>* blocks,
+                                                const Position& position) noexcept {
   for (std::int32_t b = 0; b < cut.blocks(); ++b) {
     const std::int32_t column = cut.column(b);
     V re[V::kLanes];
     V im[V::kLanes];
 #pragma GCC unroll 16
-    for (int i = 0; i < V::kLanes; ++i)
-      re[i] = simd::load(line + positions[column + i] * kElement<V>) * scale;
+    for (int i = 0; i < V::kLanes; ++i) re[i] = simd::load(line + position(column + i) * kElement<V>) * scale;
     simd::transpose(re);
 #pragma GCC unroll 16
     for (int i = 0; i < V::kLanes; ++i)
-      im[i] = simd::load(line + positions[column + i] * kElement<V> + V::kLanes) * scale;
+      im[i] = simd::load(line + position(column + i) * kElement<V> + V::kLanes) * scale;
     simd::transpose(im);
     LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch;
     for (std::int32_t i = 0; i < valid; ++i) {
@@ -83,7 +83,6 @@ void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V sc
 template <class V>
 void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
                            const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
-  LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
   for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
     const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
     const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
@@ -91,12 +90,19 @@ void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
         first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
     gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
     gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
-    transform_lines<V>(*plan.row, workspace.line, work);
+    transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
     const std::int32_t left = plan.rows - first;
     const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
     std::ptrdiff_t places[V::kLanes];
     for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
-    scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks);
+    const std::int32_t* positions = plan.row->positions;
+    if (positions != nullptr) {
+      scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks,
+                      [positions](std::int32_t k) { return positions[k]; });
+    } else {
+      scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks,
+                      [](std::int32_t k) { return k; });
+    }
   }
 }
 

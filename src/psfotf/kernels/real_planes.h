@@ -193,7 +193,6 @@ template <class V>
 bool transform_row_pairs_across(const PlanePlan<LaneOf<V>>& plan, V scale, const PlaneArrays& arrays,
                                 const Workspace<V>& workspace) noexcept {
   constexpr std::int32_t rows_at_once = 2 * V::kLanes;
-  LaneOf<V>* work = workspace.line + plan.row_length * kElement<V>;
   for (std::int32_t first = 0; first < plan.rows; first += rows_at_once) {
     const std::int32_t left = plan.rows - first;
     const std::size_t values = static_cast<std::size_t>(left < rows_at_once ? left : rows_at_once) *
@@ -206,7 +205,7 @@ bool transform_row_pairs_across(const PlanePlan<LaneOf<V>>& plan, V scale, const
         left >= 2 * rows_at_once ? static_cast<std::ptrdiff_t>(rows_at_once) * plan.row_length : 0;
     gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
     gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
-    transform_lines<V>(*plan.row, workspace.line, work);
+    transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
     scatter_row_pairs<V>(plan, scale, first, workspace);
   }
   return true;
@@ -467,7 +466,7 @@ bool transform_half_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut
         first + 2 * lanes <= rows ? static_cast<std::ptrdiff_t>(lanes) * plan.row_length : 0;
     gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
     gather_rows<V>(im, plan.row_length, next_rows, workspace.line + lanes);
-    transform_lines<V>(*plan.row, workspace.line, workspace.line + plan.row_length * kElement<V>);
+    transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
     const RowPlaces<V> down(plan, first, 1, rows);
     RowPlaces<V> up = down;
     for (std::int32_t i = 0; i < up.valid; ++i) {
