@@ -109,6 +109,9 @@ TEST_F(BandedResize, SaysWhatWasRejectedAndWhatWasMissing) {
   bad = arguments(2, 20);
   bad.dst_roi.height = 0;
   EXPECT_EQ(resize_in_bands(ippiResizeSqrPixel_8u_C3R, kChannels, bad, kernels()), -1);
+  bad = arguments(2, 20);
+  bad.y_shift += 12;  // only the last bands have a source
+  EXPECT_EQ(resize_in_bands(ippiResizeSqrPixel_8u_C3R, kChannels, bad, kernels()), -1);
 
   thread::release_thread_context();
   ASSERT_NE(thread::get_task_pool(), nullptr);

@@ -91,6 +91,8 @@ TEST_F(Request, RefusesEverythingElseAndWritesNothing) {
       [](auto& r) { r.region_width = 19; },
       [](auto& r) { r.region_height = 10; },
       [](auto& r) { r.region_x = kIntMax, r.region_width = kIntMax; },
+      // A row that the arguments alone have, and a column more.
+      [](auto& r) { r.channels = r.mode = 1, r.src_width = r.src_step = r.region_width = kIntMax; },
       [](auto& r) { r.region_y = kIntMax; },
       [](auto& r) { r.region_height = kIntMax; },
       [](auto& r) { r.dst = nullptr; },
