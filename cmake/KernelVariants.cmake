@@ -36,6 +36,9 @@ function(kyvmath_kernel_variants target folder)
         list(APPEND flags -fno-sanitize=undefined)
       endif()
     endif()
+    if(KYVMATH_SANITIZE AND NOT isa MATCHES "^(scalar|avx2|neon)$")
+      list(APPEND flags -g0)  # reports name functions of these, no lines: a quarter of the compiler's time
+    endif()
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
     # The kernels are vectors already: what the compiler would vectorise are leftovers and the scalar reference.
