@@ -8,7 +8,7 @@ namespace kyv::runtime {
 
 // While it lives, this thread rounds to nearest even, keeps denormal numbers, traps nothing, and computes
 // x87 arithmetic to 64 bits. Afterwards the environment is bit for bit what it was, status flags included.
-// (Where no exception was flagged before, the addresses of the last x87 instruction and its operand may have
+// (Where no exception was pending before, the addresses of the last x87 instruction and its operand may have
 // changed: storing and loading them would take longer than transforming a small plane.)
 class FloatingPointScope {
  public:
@@ -22,9 +22,9 @@ class FloatingPointScope {
   std::uint64_t control_ = 0;
   std::uint64_t status_ = 0;
 #else
-  void leave_unflagged() const noexcept;
+  void restore_flags_and_control() const noexcept;
 
-  std::uint32_t x87_[7];  // as fnstenv stores it; only where an exception was flagged
+  std::uint32_t x87_[7];  // as fnstenv stores it; only where an exception was pending
   std::uint32_t mxcsr_ = 0;
   std::uint16_t x87_control_ = 0;
   std::uint16_t x87_status_ = 0;

@@ -35,24 +35,32 @@ TEST(FloatingPointScope, WorksInTheDefaultEnvironmentAndGivesTheHostsBack) {
 }
 
 #ifndef __aarch64__
-// A host that has flagged no x87 exception, in its own precision and in the default one.
-TEST(FloatingPointScope, LeavesNoFlagInACleanX87Environment) {
+// A host that has no x87 exception pending: without any flag, or with that of an inexact result, which is
+// masked; in the default precision and in its own.
+TEST(FloatingPointScope, LeavesTheX87FlagsAsTheyWere) {
   const FloatingPointState original = read_floating_point();
-  for (const std::uint16_t control : {std::uint16_t{0x037F}, std::uint16_t{0x027F}, std::uint16_t{0x0370}}) {
-    __asm__ volatile("fninit\n\tfldcw %0" : : "m"(control));
-    const FloatingPointState before = read_floating_point();
-    FloatingPointState inside;
-    {
-      const FloatingPointScope scope;
-      inside = read_floating_point();
+  for (const bool is_flagged : {false, true}) {
+    for (const std::uint16_t control :
+         {std::uint16_t{0x037F}, std::uint16_t{0x027F}, std::uint16_t{0x0370}}) {
+      __asm__ volatile("fninit\n\tfldcw %0" : : "m"(control));
       volatile long double x87 = 1;
-      x87 = x87 / 3;  // leaves the inexact flag
-      volatile double zero = 0;
-      zero = zero / zero;
+      if (is_flagged) x87 = x87 / 3;
+      const FloatingPointState before = read_floating_point();
+      FloatingPointState inside;
+      {
+        const FloatingPointScope scope;
+        inside = read_floating_point();
+        x87 = 1;
+        x87 = x87 / 3;
+        x87 = 0;
+        x87 = x87 / x87;  // leaves the flag of an invalid operation
+        volatile double zero = 0;
+        zero = zero / zero;
+      }
+      const FloatingPointState after = read_floating_point();
+      EXPECT_TRUE(is_default(inside));
+      EXPECT_TRUE(after == before);
     }
-    const FloatingPointState after = read_floating_point();
-    EXPECT_TRUE(is_default(inside));
-    EXPECT_TRUE(after == before);
   }
   write_floating_point(original);
 }
