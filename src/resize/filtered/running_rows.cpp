@@ -1,7 +1,5 @@
 #include "resize/filtered/running_rows.h"
 
-#include <limits>
-
 #include "runtime/memory_model.h"
 
 namespace kyv::resize {
@@ -19,21 +17,6 @@ constexpr Index kOpenPixels = 8;  // more than are open at a position: places of
 constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
 static_assert(kChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
 
-struct Extent {
-  Index begin = 0;
-  Index end = 0;
-};
-
-// The positions from the first tap of a weight other than 0 to the last.
-Extent extent_of(const TapTable& table, const TapSpan& span) noexcept {
-  const float* const weights = table.weights_of(span);
-  Index begin = 0;
-  Index end = span.count;
-  while (begin + 1 < end && weights[begin] == 0.0f) ++begin;
-  while (begin + 1 < end && weights[end - 1] == 0.0f) --end;
-  return {span.first + begin, span.first + end};
-}
-
 }  // namespace
 
 // Where a batch has arrived.
@@ -50,27 +33,19 @@ std::optional<RunningRows> RunningRows::plan(const RowPassFacts& facts, const Tr
                                              const PermutedPlanRoom& weights_room) noexcept {
   const bool fits = facts.kernels.running.add[0][0] != nullptr && facts.geometry.x.inverse >= kLeastInverse;
   if (!fits) return std::nullopt;
-  RunningRows pass(facts, room);
-  const Index floats = weights_room.pattern_floats - (pass.count_ + 1);
-  if (floats <= 0) return std::nullopt;
-  // The room is raw memory, as any arena's: whole numbers lie before the floats.
-  // cppcheck-suppress invalidPointerCast
-  auto* const ends = reinterpret_cast<std::int32_t*>(weights_room.patterns);
-  if (!pass.list_ends(ends)) return std::nullopt;
-  if ((ends[pass.count_ - 1] - pass.origin_) * pass.sums_ > floats) return std::nullopt;
-  float* const weights = weights_room.patterns + pass.count_ + 1;
-  pass.list_weights(weights);
-  pass.weights_ = weights;
-  return pass;
+  const std::optional<RunningPlan> plan =
+      plan_running_sums(facts.x.table, facts.geometry.x.count, weights_room);
+  if (!plan) return std::nullopt;
+  return RunningRows(facts, *plan, room);
 }
 
-RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) noexcept
+RunningRows::RunningRows(const RowPassFacts& facts, const RunningPlan& plan,
+                         const TransposedRoom& room) noexcept
     : kernels_(&facts.kernels.transposed),
       running_(&facts.kernels.running),
-      table_(facts.x.table),
+      plan_(plan),
       room_(room),
       format_(facts.format),
-      count_(facts.geometry.x.count),
       usable_size_(facts.geometry.x.usable_size),
       chunk_(format_.channels == 1 || format_.pixel_bytes() == 4 ? kChunk : kLargePixelChunk),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
@@ -80,47 +55,9 @@ RunningRows::RunningRows(const RowPassFacts& facts, const TransposedRoom& room) 
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
 }
 
-// False where sums do not begin and end in order, or too many of them are open at a position.
-bool RunningRows::list_ends(std::int32_t* ends) noexcept {
-  Index begin = std::numeric_limits<Index>::min();
-  Index open = 0;  // first pixel whose sum has not ended at `begin`
-  for (Index i = 0; i < count_; ++i) {
-    const Extent extent = extent_of(table_, table_.spans[i]);
-    ends[i] = static_cast<std::int32_t>(extent.end);
-    if (extent.begin < begin || (i > 0 && ends[i] < ends[i - 1])) return false;
-    if (i == 0) origin_ = extent.begin;
-    begin = extent.begin;
-    while (ends[open] <= begin) ++open;
-    sums_ = std::max(sums_, i - open + 1);
-  }
-  ends[count_] = std::numeric_limits<std::int32_t>::max();
-  ends_ = ends;
-  if (sums_ > 2) sums_ = rounded_up(sums_, 2);
-  return sums_ <= kMostRunningSums;
-}
-
-void RunningRows::list_weights(float* weights) const noexcept {
-  std::fill_n(weights, (ends_[count_ - 1] - origin_) * sums_, 0.0f);
-  for (Index i = 0; i < count_; ++i) {
-    const TapSpan& span = table_.spans[i];
-    const Extent extent = extent_of(table_, span);
-    Index open = first_pixel(i, extent.begin);
-    for (Index position = extent.begin; position < extent.end; ++position) {
-      while (ends_[open] <= position) ++open;
-      weights[(position - origin_) * sums_ + i - open] = table_.weights_of(span)[position - span.first];
-    }
-  }
-}
-
-// The pixel whose sum ends next at `position`, where that of `pixel` begins.
-Index RunningRows::first_pixel(Index pixel, Index position) const noexcept {
-  while (pixel > 0 && ends_[pixel - 1] > position) --pixel;
-  return pixel;
-}
-
 Index RunningRows::vectors_at_once(Index vectors) const noexcept {
   Index at_once = std::min<Index>(vectors, kMostRunningVectors);
-  while (vectors % at_once != 0 || running_->add[sums_ - 1][at_once - 1] == nullptr) --at_once;
+  while (vectors % at_once != 0 || running_->add[plan_.sums - 1][at_once - 1] == nullptr) --at_once;
   return at_once;
 }
 
@@ -130,19 +67,19 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   const RowBatch batch(first_row, is_last_grey ? 1 : groups_, kernels_->lanes, format_.channels, source,
                        ring);
   const Index end_pixel = strip.first + strip.count;
-  const Index last = ends_[end_pixel - 1];
+  const Index last = plan_.ends[end_pixel - 1];
 
   const bool is_grey = format_.channels == 1;
   const auto byte_of = [&](Index position) noexcept {
     return std::clamp<Index>(position, 0, usable_size_) * format_.pixel_bytes();
   };
-  const Index begin_byte = byte_of(table_.spans[strip.first].first);
+  const Index begin_byte = byte_of(plan_.table.spans[strip.first].first);
   const Index row_bytes = std::max<Index>(byte_of(last) - begin_byte, 1);
   const NextBatch next(batch, source, begin_byte, byte_of(last));
 
   Progress progress;
-  progress.position = extent_of(table_, table_.spans[strip.first]).begin;
-  progress.pixel = progress.first_held = first_pixel(strip.first, progress.position);
+  progress.position = plan_.begin_of(strip.first);
+  progress.pixel = progress.first_held = plan_.first_open(strip.first, progress.position);
   while (progress.position < last) {
     const Index position = progress.position;
     const bool is_inside = position >= 0 && position < usable_size_;
@@ -158,7 +95,8 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
       next.prefetch(byte_of(position) - begin_byte, byte_of(end) - begin_byte, row_bytes);
     }
 
-    const Index ended = std::upper_bound(ends_ + progress.pixel, ends_ + end_pixel, end) - ends_;
+    const Index ended =
+        std::upper_bound(plan_.ends + progress.pixel, plan_.ends + end_pixel, end) - plan_.ends;
     if (ended - progress.first_held > kHeldResults) store(batch, strip, progress);
     while (progress.position < end) {
       add(batch, converted, has_blocks_ ? next_block(end, progress) : end, progress);
@@ -206,28 +144,28 @@ void RunningRows::add(const RowBatch& batch, std::optional<Index> converted, Ind
   const Index lanes = kernels_->lanes;
   const Index vectors = batch.pixel / lanes;
   const Index at_once = vectors_at_once(vectors);
-  const auto pass =
-      converted ? running_->add[sums_ - 1][at_once - 1] : running_->add_pixels[format_.depth][sums_ - 1];
+  const auto pass = converted ? running_->add[plan_.sums - 1][at_once - 1]
+                              : running_->add_pixels[format_.depth][plan_.sums - 1];
   const float* const samples =
       converted ? room_.samples + (progress.position - *converted) * batch.pixel : nullptr;
   float* const out = room_.results + (progress.pixel - progress.first_held) * batch.pixel;
   for (Index vector = 0; vector < vectors; vector += at_once) {
     pass({.samples = samples + (converted ? vector * lanes : 0),
           .rows = batch.sources + vector,
-          .weights = weights_ + (progress.position - origin_) * sums_,
+          .weights = plan_.weights_at(progress.position),
           .step = batch.pixel,
           .begin = progress.position,
           .end = end,
-          .ends = ends_ + progress.pixel,
-          .sums = progress.sums + vector * lanes * sums_,
+          .ends = plan_.ends + progress.pixel,
+          .sums = progress.sums + vector * lanes * plan_.sums,
           .out = out + vector * lanes});
   }
   const Index first = progress.pixel;
-  while (ends_[progress.pixel] <= end) ++progress.pixel;
+  while (plan_.ends[progress.pixel] <= end) ++progress.pixel;
   progress.position = end;
   if (!has_blocks_) return;
   for (Index pixel = first; pixel < progress.pixel; ++pixel) {
-    if (ends_[pixel] - table_.spans[pixel].first <= kTapBlock) continue;
+    if (plan_.ends[pixel] - plan_.table.spans[pixel].first <= kTapBlock) continue;
     const float* const total = progress.totals + pixel % kOpenPixels * kMostPixelFloats;
     float* const result = out + (pixel - first) * batch.pixel;
     for (Index i = 0; i < batch.pixel; ++i) result[i] = total[i] + result[i];
@@ -236,11 +174,11 @@ void RunningRows::add(const RowBatch& batch, std::optional<Index> converted, Ind
 
 // The next position where a block of taps of an open sum ends, but for the sum's own end; no more than `end`.
 Index RunningRows::next_block(Index end, const Progress& progress) const noexcept {
-  for (Index pixel = progress.pixel; pixel < std::min(progress.pixel + sums_, count_); ++pixel) {
-    const Index done = progress.position - table_.spans[pixel].first;
+  for (Index pixel = progress.pixel; pixel < std::min(progress.pixel + plan_.sums, plan_.count); ++pixel) {
+    const Index done = progress.position - plan_.table.spans[pixel].first;
     if (done < 0) break;
     const Index block = progress.position + kTapBlock - done % kTapBlock;
-    if (block < ends_[pixel]) end = std::min(end, block);
+    if (block < plan_.ends[pixel]) end = std::min(end, block);
   }
   return end;
 }
@@ -250,14 +188,14 @@ void RunningRows::end_blocks(const RowBatch& batch, Progress& progress) const no
   const Index lanes = kernels_->lanes;
   const Index vectors = batch.pixel / lanes;
   const Index tile = vectors_at_once(vectors) * lanes;
-  for (Index i = 0; i < sums_ && progress.pixel + i < count_; ++i) {
+  for (Index i = 0; i < plan_.sums && progress.pixel + i < plan_.count; ++i) {
     const Index pixel = progress.pixel + i;
-    const Index done = progress.position - table_.spans[pixel].first;
+    const Index done = progress.position - plan_.table.spans[pixel].first;
     if (done <= 0) break;
     if (done % kTapBlock != 0) continue;
     float* total = progress.totals + pixel % kOpenPixels * kMostPixelFloats;
     for (Index first = 0; first < batch.pixel; first += tile) {
-      float* const sum = progress.sums + first * sums_ + i * tile;
+      float* const sum = progress.sums + first * plan_.sums + i * tile;
       for (Index k = 0; k < tile; ++k) {
         *total = done == kTapBlock ? sum[k] : *total + sum[k];
         ++total;

@@ -2,8 +2,8 @@
 // needs it, so that the samples of a sum need not be kept until it is their turn.
 #pragma once
 
-#include "resize/filtered/permuted_plan.h"
 #include "resize/filtered/row_batch.h"
+#include "resize/filtered/running_plan.h"
 #include "resize/filtered/transposed_rows.h"
 
 namespace kyv::resize {
@@ -24,11 +24,8 @@ class RunningRows {
  private:
   struct Progress;
 
-  RunningRows(const RowPassFacts& facts, const TransposedRoom& room) noexcept;
-  bool list_ends(std::int32_t* ends) noexcept;
-  void list_weights(float* weights) const noexcept;
+  RunningRows(const RowPassFacts& facts, const RunningPlan& plan, const TransposedRoom& room) noexcept;
 
-  Index first_pixel(Index strip_first, Index position) const noexcept;
   Index vectors_at_once(Index vectors) const noexcept;
   Index convert(const RowBatch& batch, Index position, Index end) const noexcept;
   void prefetch_chunk(const RowBatch& batch, Index position, Index last) const noexcept;
@@ -40,20 +37,15 @@ class RunningRows {
 
   const TransposedKernels* kernels_;
   const RunningKernels* running_;
-  TapTable table_;
+  RunningPlan plan_;
   TransposedRoom room_;
   PixelFormat format_;
-  Index count_;        // destination pixels
   Index usable_size_;  // pixels of a row
   Index groups_ = 1;   // vectors' worth of rows, but for the last batch of a grey picture
   Index chunk_;        // positions that are added together
   VectorContent content_;
   bool prefetches_;
-  bool has_blocks_;                     // whether a sum has more than one block of taps
-  Index sums_ = 0;                      // that are open at a position, at most
-  Index origin_ = 0;                    // first position of `weights_`
-  const std::int32_t* ends_ = nullptr;  // of each sum, and a number beyond all positions
-  const float* weights_ = nullptr;      // [position][sum], the one that ends first in front
+  bool has_blocks_;  // whether a sum has more than one block of taps
 };
 
 }  // namespace kyv::resize
