@@ -79,6 +79,8 @@ void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work
 }
 
 // Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
+// `work` may be `data` where the inner transform has no gaps between its parts: each element is then taken
+// from and left at its own place.
 template <class V>
 void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   const auto sign = static_cast<LaneOf<V>>(chirp_sign(plan.length));
