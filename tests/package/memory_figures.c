@@ -71,7 +71,7 @@ static double times_the_plane(int width, int height, int in_single) {
   const double free_bytes = 65536;
   double taken = 1e30;
   if (plane) {
-    allocations_left = 2; /* the workspace and the descriptor */
+    allocations_left = 1; /* the workspace */
     const int status = (in_single ? KyvMathConvertOtfFromPsf : KyvMathConvertOtfFromPsf_D)(
         plane, plane + count, plane, plane + count, width, height, 1);
     allocations_left = -1;
