@@ -1,3 +1,5 @@
+set(KYVMATH_SANITIZED_SETS "" CACHE STRING "Kernel sets that sanitizers look at; all of them if empty")
+
 # kyvmath_kernel_variants(<target> <folder> [flag...]): adds <folder>/<isa>.cpp, or <isa>_single.cpp and
 # <isa>_double.cpp, to the target for every instruction set below that the folder has units of, each compiled for
 # its own instruction set. A unit gives away one symbol (its table) and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
@@ -36,8 +38,8 @@ function(kyvmath_kernel_variants target folder)
         list(APPEND flags -fno-sanitize=undefined)
       endif()
     endif()
-    if(KYVMATH_SANITIZE AND NOT isa MATCHES "^(scalar|avx2|neon)$")
-      list(APPEND flags -g0)  # reports name functions of these, no lines: a quarter of the compiler's time
+    if(KYVMATH_SANITIZE AND KYVMATH_SANITIZED_SETS AND NOT isa IN_LIST KYVMATH_SANITIZED_SETS)
+      list(APPEND flags -fno-sanitize=all -g0)
     endif()
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
