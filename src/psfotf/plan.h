@@ -72,8 +72,8 @@ constexpr std::int32_t spectrum_parts(LineMethod method, std::int32_t radix) noe
   return method == LineMethod::kRader ? radix : radix / 2 + 1;
 }
 
-// Element length - m of a chirp is this times element m: exp(-pi i (n - m)^2 / n) = (-1)^n exp(-pi i m^2 /
-// n).
+// Element length - m of a chirp is this times element m:
+// exp(-pi i (n - m)^2 / n) = (-1)^n exp(-pi i m^2 / n).
 constexpr int chirp_sign(std::int32_t length) noexcept { return length % 2 == 0 ? 1 : -1; }
 
 // Slack, one constant for each stage that needs room beyond its values. Rows within lanes leave their results
