@@ -113,28 +113,16 @@ bool is_one_row_within(const PlaneShape& shape, const PlaneMethod& method,
 }
 
 template <class T>
-WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
-                              std::int32_t lanes) noexcept {
+constexpr std::uint64_t whole_lines(std::uint64_t values) noexcept {
   constexpr std::uint64_t line = runtime::kCacheLine / sizeof(T);
-  constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
+  return (values + line - 1) / line * line;
+}
+
+// Where the `blocks` values of the blocks lie, the lines and what convolutions work in.
+template <class T>
+void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes,
+                   std::uint64_t blocks, WorkspaceLayout& layout) noexcept {
   const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
-  const auto to_lines = [](std::uint64_t values) { return (values + line - 1) / line * line; };
-  WorkspaceLayout layout;
-  layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
-  layout.part_rows = part_length(method.column);
-  layout.part_gap = gap_of(method.column);
-  const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
-  const std::uint64_t block = element * block_elements;
-  // Blocks of a line or two follow one another, and so do those that are written whole: beside planes of a
-  // few rows, padding would be most of the memory.
-  const bool all_across = all_across_lanes(shape, method, lanes);
-  const bool padded = block > 2 * line && !all_across;
-  layout.block_pitch = padded ? to_lines(block) + padding : block;
-  layout.output = choose_output(shape, method.column);
-  layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
-  const std::uint64_t blocks = to_lines(
-      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)));
-  layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
   // Within lanes: the row's elements and a plain row with a vector's room behind each part.
   const auto row = static_cast<std::uint64_t>(method.row.length);
   const std::uint64_t line_values =
@@ -144,14 +132,14 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const std::uint64_t behind_line =
       element * (method.rows_within_lanes ? row + kRowSlackVectors
                                           : static_cast<std::uint64_t>(method.row.work_elements));
-  if (all_across) {
+  if (all_across_lanes(shape, method, lanes)) {
     const bool in_place = method.row.method == LineMethod::kBluestein;
     const std::uint64_t work_end =
         in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
     layout.line_offset = 0;
     layout.row_work_offset = in_place ? 0 : line_values;
-    layout.block_offset = to_lines(line_values);
-    layout.carry_offset = std::max(layout.block_offset + blocks, to_lines(work_end));
+    layout.block_offset = whole_lines<T>(line_values);
+    layout.carry_offset = std::max(layout.block_offset + blocks, whole_lines<T>(work_end));
   } else if (is_one_row_within(shape, method, layout)) {
     const bool comes_as_blocks = method.row.length % lanes == 0;
     layout.block_offset = layout.row_work_offset = 0;
@@ -164,6 +152,30 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
     layout.row_work_offset = blocks + line_values;
     layout.carry_offset = blocks + std::max(line_values + behind_line, column_values);
   }
+}
+
+template <class T>
+WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method,
+                              std::int32_t lanes) noexcept {
+  constexpr std::uint64_t line = runtime::kCacheLine / sizeof(T);
+  constexpr std::uint64_t padding = 5 * line;  // keeps blocks of power-of-two heights off one another's sets
+  const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
+  WorkspaceLayout layout;
+  layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
+  layout.part_rows = part_length(method.column);
+  layout.part_gap = gap_of(method.column);
+  const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
+  const std::uint64_t block = element * block_elements;
+  // Blocks of a line or two follow one another, and so do those that are written whole: beside planes of a
+  // few rows, padding would be most of the memory.
+  const bool padded = block > 2 * line && !all_across_lanes(shape, method, lanes);
+  layout.block_pitch = padded ? whole_lines<T>(block) + padding : block;
+  layout.output = choose_output(shape, method.column);
+  layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
+  const std::uint64_t blocks = whole_lines<T>(
+      layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)));
+  layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
+  place_regions<T>(shape, method, lanes, blocks, layout);
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
   const bool carries = layout.output != RowOutput::kDirect;
