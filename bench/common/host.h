@@ -1,6 +1,7 @@
 // What a benchmark asks of the operating system.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace kyv::bench {
@@ -14,5 +15,10 @@ double now_seconds() noexcept;
 
 // The processor's brand string, or "unknown processor".
 std::string processor_name();
+
+// Runs `work` in a child process, where it may crash. Returns its result, 0 to 255, or, when a signal ended
+// the child, that signal's number below zero. Where the system cannot divide a process, `work` runs in this
+// one.
+int result_in_child(const std::function<int()>& work);
 
 }  // namespace kyv::bench

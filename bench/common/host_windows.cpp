@@ -30,4 +30,6 @@ double now_seconds() noexcept {
   return static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
+int result_in_child(const std::function<int()>& work) { return work(); }
+
 }  // namespace kyv::bench

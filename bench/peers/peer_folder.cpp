@@ -25,45 +25,39 @@ using PillowFree = void (*)(void* image);
 
 constexpr int kPillowReduce = 100;  // by whole factors
 
-// The work, when a first try of it succeeds.
-Work if_served(std::function<int()> resize) {
-  if (resize() != 0) return {};
-  return [resize = std::move(resize)] { resize(); };
-}
-
-Work plain_resize(const SharedLibrary* library, const char* symbol, const ResizeTask& t) {
+Work plain_resize(const char* name, const SharedLibrary* library, const char* symbol, const ResizeTask& t) {
   if (library == nullptr) return {};
   const auto run = library->function<Resizer>(symbol);
-  return if_served([run, t] {
+  return if_served(name, t, [run, t] {
     return run(static_cast<int>(t.filter), t.channels, t.bits, t.src, t.src_width, t.src_height, t.dst,
                t.dst_width, t.dst_height);
   });
 }
 
-Work fast_image_resize(const SharedLibrary* library, const ResizeTask& t) {
+Work fast_image_resize(const char* name, const SharedLibrary* library, const ResizeTask& t) {
   if (library == nullptr) return {};
   static void* const state = library->function<NewResizer>("firw_new")();
   const auto run = library->function<ResizerWithState>("firw_resize");
-  return if_served([run, t] {
+  return if_served(name, t, [run, t] {
     const auto u = [](int value) { return static_cast<unsigned>(value); };
     return run(state, static_cast<unsigned>(t.filter), u(t.channels), u(t.bits), t.src, u(t.src_width),
                u(t.src_height), t.dst, u(t.dst_width), u(t.dst_height));
   });
 }
 
-Work simd_resize(const SharedLibrary* library, int level, const ResizeTask& t) {
+Work simd_resize(const char* name, const SharedLibrary* library, int level, const ResizeTask& t) {
   // Its other filters take as many taps on reduction as on enlargement.
   const bool alike = t.filter == Filter::kNearest || (t.filter == Filter::kBox && t.bits == 8);
   if (library == nullptr || !alike) return {};
   const auto run = library->function<ResizerOfLevel>("simdw_resize");
-  return if_served([run, level, t] {
+  return if_served(name, t, [run, level, t] {
     return run(level, static_cast<int>(t.filter), t.channels, t.bits, t.src, t.src_width, t.src_height, t.dst,
                t.dst_width, t.dst_height);
   });
 }
 
 // Pictures are turned into the library's own form beforehand; results stay in it.
-Work pillow_resize(const SharedLibrary* library, const ResizeTask& t, int mode) {
+Work pillow_resize(const char* name, const SharedLibrary* library, int mode, const ResizeTask& t) {
   if (library == nullptr || t.bits != 8) return {};
   const auto resize = library->function<PillowResize>("pilw_resize");
   const auto release = library->function<PillowFree>("pilw_free");
@@ -74,7 +68,7 @@ Work pillow_resize(const SharedLibrary* library, const ResizeTask& t, int mode) 
         if (p != nullptr) release(p);
       });
   if (image == nullptr) return {};
-  return if_served([resize, release, image, mode, t] {
+  return if_served(name, t, [resize, release, image, mode, t] {
     void* result = resize(image.get(), mode, t.dst_width, t.dst_height);
     if (result == nullptr) return 1;
     release(result);
@@ -177,20 +171,18 @@ void PeerFolder::load_transform(const std::string& folder, const std::string& fi
 }
 
 void PeerFolder::add_resizes(const ResizeTask& task, std::vector<ResizePeer>& peers) const {
-  const auto add = [&peers](const char* name, Level level, Work work) {
-    if (work) peers.push_back({name, level, true, std::move(work)});
+  const auto add = [&](const char* name, Level level, const auto& resize, auto... arguments) {
+    if (Work work = resize(name, arguments..., task)) peers.push_back({name, level, true, std::move(work)});
   };
-  add("fast_image_resize", Level::kAvx2, fast_image_resize(fast_image_resize_, task));
-  add("stb_image_resize2", Level::kAvx2, plain_resize(stb_, "peer_stb_avx2", task));
-  add("stb_image_resize2 fma", Level::kAvx2, plain_resize(stb_fma_, "peer_stb_avx2fma", task));
-  add("Pillow-SIMD", Level::kAvx2, pillow_resize(pillow_, task, static_cast<int>(task.filter)));
+  add("fast_image_resize", Level::kAvx2, fast_image_resize, fast_image_resize_);
+  add("stb_image_resize2", Level::kAvx2, plain_resize, stb_, "peer_stb_avx2");
+  add("stb_image_resize2 fma", Level::kAvx2, plain_resize, stb_fma_, "peer_stb_avx2fma");
+  add("Pillow-SIMD", Level::kAvx2, pillow_resize, pillow_, static_cast<int>(task.filter));
   if (reduces_by_whole_factors(task)) {
-    add("Pillow-SIMD reduce", Level::kAvx2, pillow_resize(pillow_, task, kPillowReduce));
+    add("Pillow-SIMD reduce", Level::kAvx2, pillow_resize, pillow_, kPillowReduce);
   }
-  add("Simd", Level::kAvx2, simd_resize(simd_, 2, task));
-  if (level_of_processor() == Level::kAvx512) {
-    add("Simd avx512", Level::kAvx512, simd_resize(simd_, 512, task));
-  }
+  add("Simd", Level::kAvx2, simd_resize, simd_, 2);
+  if (level_of_processor() == Level::kAvx512) add("Simd avx512", Level::kAvx512, simd_resize, simd_, 512);
 }
 
 void PeerFolder::add_conversions(const ConversionTask& task, std::vector<ConversionPeer>& peers) const {

@@ -1,7 +1,10 @@
 #include "peers/peers.h"
 
+#include <cstdio>
 #include <filesystem>
+#include <set>
 
+#include "common/host.h"
 #include "peers/peer_folder.h"
 
 namespace kyv::bench::peers {
@@ -16,6 +19,19 @@ Level level_of_processor() {
   if (avx2) return avx512 ? Level::kAvx512 : Level::kAvx2;
 #endif
   return Level::kBaseline;
+}
+
+Work if_served(const char* name, const ResizeTask& task, std::function<int()> resize) {
+  const int result = result_in_child(resize);
+  if (result < 0) {
+    static std::set<std::string> said;
+    const std::string what =
+        std::string(name) + ", " + std::to_string(task.bits) + "uC" + std::to_string(task.channels);
+    if (said.insert(what).second)
+      std::fprintf(stderr, "left out: %s: ended by signal %d\n", what.c_str(), -result);
+  }
+  if (result != 0) return {};
+  return [resize = std::move(resize)] { resize(); };
 }
 
 Peers::Peers(const std::string& folder) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +37,10 @@ struct ResizePeer {
   bool interleaved;  // as our pictures are; else it is spared taking the channels apart
   Work work;
 };
+
+// The work, when a first try of it, in a child process, answers 0. A peer that a signal ends there (it may
+// use instructions that this processor lacks) is left out; standard error says so once for each format.
+Work if_served(const char* name, const ResizeTask& task, std::function<int()> resize);
 
 struct ConversionTask {
   int columns;  // contiguous values

@@ -24,19 +24,23 @@ Work stb_resize(const ResizeTask& task) {
   if (task.filter == Filter::kBox && enlarges) return {};
   const stbir_filter filter = filter_of(task.filter);
   if (task.bits == 8) {
-    return [task, filter] {
-      stbir_resize_uint8_generic(static_cast<const unsigned char*>(task.src), task.src_width, task.src_height,
-                                 0, static_cast<unsigned char*>(task.dst), task.dst_width, task.dst_height, 0,
-                                 task.channels, STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP, filter,
-                                 STBIR_COLORSPACE_LINEAR, nullptr);
-    };
+    return if_served("stb_image_resize", task, [task, filter] {
+      return stbir_resize_uint8_generic(
+                 static_cast<const unsigned char*>(task.src), task.src_width, task.src_height, 0,
+                 static_cast<unsigned char*>(task.dst), task.dst_width, task.dst_height, 0, task.channels,
+                 STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP, filter, STBIR_COLORSPACE_LINEAR, nullptr) == 1
+                 ? 0
+                 : 1;
+    });
   }
-  return [task, filter] {
-    stbir_resize_uint16_generic(static_cast<const stbir_uint16*>(task.src), task.src_width, task.src_height,
-                                0, static_cast<stbir_uint16*>(task.dst), task.dst_width, task.dst_height, 0,
-                                task.channels, STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP, filter,
-                                STBIR_COLORSPACE_LINEAR, nullptr);
-  };
+  return if_served("stb_image_resize", task, [task, filter] {
+    return stbir_resize_uint16_generic(
+               static_cast<const stbir_uint16*>(task.src), task.src_width, task.src_height, 0,
+               static_cast<stbir_uint16*>(task.dst), task.dst_width, task.dst_height, 0, task.channels,
+               STBIR_ALPHA_CHANNEL_NONE, 0, STBIR_EDGE_CLAMP, filter, STBIR_COLORSPACE_LINEAR, nullptr) == 1
+               ? 0
+               : 1;
+  });
 }
 
 }  // namespace kyv::bench::peers
