@@ -143,24 +143,6 @@ TEST_F(LifecycleTest, FailsAtEachStepWithoutLeavingAnything) {
   expect_not_started("");
 }
 
-TEST_F(LifecycleTest, NoMemoryForTheLibraryObjectIsToldAndChangesNothing) {
-  system.fail(Call::kAllocate, 0, 1);
-  EXPECT_EQ(KyvMathInitialize(), KYVMATH_FAILED);
-  EXPECT_FALSE(is_initialized() || is_engine_started());
-  EXPECT_EQ(system.calls(Call::kTlsAlloc), 0);
-  EXPECT_EQ(resize(), KYVMATH_NOT_INITIALIZED);
-  EXPECT_EQ(KyvMathInitialize(), KYVMATH_OK);
-  EXPECT_TRUE(is_engine_started());
-}
-
-TEST_F(LifecycleTest, ASlotThatCannotBeFreedIsLoggedAndForgotten) {
-  EXPECT_EQ(KyvMathInitialize(), KYVMATH_OK);
-  system.fail(Call::kTlsFree, 0, 1);
-  EXPECT_EQ(KyvMathTerminate(), KYVMATH_OK);
-  EXPECT_EQ(output.text(), "TlsFree Error : 4711\n");
-  EXPECT_FALSE(is_initialized() || is_engine_started());
-}
-
 TEST(StartCalls, AnswerAsOnEveryProcessorWithTheBaseline) {
   EXPECT_EQ(runtime::ippStaticInit(), 0);
   EXPECT_EQ(runtime::ippSetNumThreads(1), 0);

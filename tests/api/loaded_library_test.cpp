@@ -12,7 +12,6 @@
 #include <windows.h>
 #else
 #include <dlfcn.h>
-#include <pthread.h>
 #endif
 
 namespace {
@@ -23,29 +22,10 @@ void unload(void* library) { ::FreeLibrary(static_cast<HMODULE>(library)); }
 void* find(void* library, const char* name) {
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(library), name));
 }
-bool take_slot(std::vector<DWORD>& slots) {
-  const DWORD slot = ::TlsAlloc();
-  if (slot != TLS_OUT_OF_INDEXES) slots.push_back(slot);
-  return slot != TLS_OUT_OF_INDEXES;
-}
-void give_back(const std::vector<DWORD>& slots) {
-  for (const DWORD slot : slots) ::TlsFree(slot);
-}
-using Slots = std::vector<DWORD>;
 #else
 void* load() { return ::dlopen(KYVMATH_LIBRARY, RTLD_NOW | RTLD_LOCAL); }
 void unload(void* library) { ::dlclose(library); }
 void* find(void* library, const char* name) { return ::dlsym(library, name); }
-bool take_slot(std::vector<pthread_key_t>& slots) {
-  pthread_key_t slot{};
-  const bool taken = ::pthread_key_create(&slot, nullptr) == 0;
-  if (taken) slots.push_back(slot);
-  return taken;
-}
-void give_back(const std::vector<pthread_key_t>& slots) {
-  for (const pthread_key_t slot : slots) ::pthread_key_delete(slot);
-}
-using Slots = std::vector<pthread_key_t>;
 #endif
 
 constexpr const char* kExports[] = {
@@ -102,37 +82,6 @@ TEST_F(LoadedLibrary, DoesItsWorkThroughItsEightNames) {
     EXPECT_EQ(real[0], 3.5);
     EXPECT_EQ(imag[0], -0.25);
   }
-}
-
-TEST_F(LoadedLibrary, LivesInAProcessWithoutASlotLeft) {
-  const auto initialize = function<KyvMathInitializeFn>("KyvMathInitialize");
-  const auto terminate = function<KyvMathTerminateFn>("KyvMathTerminate");
-  const auto resize = function<KyvMathResizeFn>("KyvMathResize");
-  std::array<unsigned char, 9> dst{};
-  std::array<double, 4> real{1, 2, 3, 4};
-  std::array<double, 4> imag{};
-  const auto convert = function<KyvMathConvertFn>(kConversions[2]);
-  const auto call = [&] {
-    return resize(KYVMATH_LANCZOS, 1, 8, kSource.data(), 6, 6, 6, dst.data(), 3, 3, 3);
-  };
-
-  Slots slots;
-  while (slots.size() < 100000 && take_slot(slots)) {
-  }
-  const KyvMathStatusCode started = initialize();
-  const KyvMathStatusCode resized = call();
-  const KyvMathStatusCode converted = convert(real.data(), imag.data(), real.data(), imag.data(), 2, 2, 1);
-  const KyvMathStatusCode stopped = terminate();
-  give_back(slots);
-  EXPECT_EQ(started, KYVMATH_OK);
-  EXPECT_EQ(resized, KYVMATH_RESIZE_FAILED);
-  EXPECT_EQ(converted, KYVMATH_OK);
-  EXPECT_EQ(real[0], 10);
-  EXPECT_EQ(stopped, KYVMATH_OK);
-
-  EXPECT_EQ(initialize(), KYVMATH_OK);
-  EXPECT_EQ(call(), KYVMATH_OK);
-  EXPECT_EQ(terminate(), KYVMATH_OK);
 }
 
 #ifdef _WIN32

@@ -29,28 +29,6 @@ std::string repeated(const std::string& message, int times) {
   return text;
 }
 
-TEST(Event, LogsEveryFailureAndKeepsANullHandle) {
-  FaultySystem system;
-  DebugOutput output;
-  system.fail(Call::kCreateEvent, 0, 1);
-  {
-    const CSimpleEvent event;
-    EXPECT_EQ(event.handle(), nullptr);
-    EXPECT_EQ(output.text(), "CreateEvent Error : dwError=4711\n");
-  }
-  EXPECT_EQ(output.text(), "") << "a null handle is not closed";
-  {
-    const CBaseEvent event;
-    system.fail(Call::kSetEvent, 0, 1);
-    event.set();
-    EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
-    EXPECT_EQ(event.wait(), platform::kWaitObject0);
-    system.fail(Call::kCloseHandle, 0, 1);
-  }
-  EXPECT_EQ(output.text(), "CloseHandle Error : dwError=4711\n");
-  EXPECT_TRUE(system.nothing_leaked());
-}
-
 KYV_REALIGN_STACK unsigned KYV_STDCALL set_flag(void* flag) {
   static_cast<std::atomic<int>*>(flag)->store(1);
   return 0;
@@ -187,40 +165,6 @@ TEST(TaskThread, GoesOnWaitingAfterAFailedWait) {
   }
   thread.stop();
   EXPECT_EQ(output.text(), repeated("WaitForSingleObject Error : dwWFSO=0xFFFFFFFF, dwError=4711\n", 3));
-}
-
-TEST(TaskThread, LogsAWakeUpThatFailsAndTakesTheTaskAllTheSame) {
-  FaultySystem system;
-  DebugOutput output;
-  Gate gate;
-  TaskRecord task{.pool = nullptr, .function = Gate::pass, .argument = &gate, .result = 0};
-  CSimpleTaskThread thread;
-  gate.open.set();
-  system.fail(Call::kSetEvent, 0, 1);
-  EXPECT_TRUE(thread.assign(&task));
-  gate.entered.wait();
-  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
-  system.fail(Call::kSetEvent, 0, 1);
-  thread.stop();
-  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
-}
-
-TEST(TaskThread, IsUnusableWithoutItsEventOrItsThread) {
-  FaultySystem system;
-  {
-    system.fail(Call::kCreateEvent, 0, 1);
-    CSimpleTaskThread eventless;
-    EXPECT_FALSE(eventless.usable());
-    EXPECT_EQ(system.calls(Call::kBeginThread), 0);
-    eventless.stop();
-
-    system.fail(Call::kBeginThread, 0, 1);
-    CSimpleTaskThread threadless;
-    EXPECT_FALSE(threadless.usable());
-    threadless.stop();
-    EXPECT_EQ(system.calls(Call::kWait) + system.calls(Call::kJoin), 0) << "there is nothing to wait for";
-  }
-  EXPECT_TRUE(system.nothing_leaked());
 }
 
 }  // namespace

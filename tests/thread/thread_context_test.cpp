@@ -5,11 +5,9 @@
 #include <array>
 #include <atomic>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "runtime/aligned_memory.h"
-#include "support/debug_output.h"
 #include "support/faulty_system.h"
 #include "thread/process_state.h"
 
@@ -17,7 +15,6 @@ namespace kyv::thread {
 namespace {
 
 using testing_support::Call;
-using testing_support::DebugOutput;
 using testing_support::FaultySystem;
 
 constexpr std::uint32_t kProcessors = 5;
@@ -50,29 +47,6 @@ class ThreadContextTest : public ::testing::Test {
   int idle_allocations_ = 0;
 };
 
-KYV_REALIGN_STACK unsigned KYV_STDCALL look_up_and_release(void* found) {
-  *static_cast<ThreadContext**>(found) = get_thread_context();
-  release_thread_context();
-  return 0;
-}
-
-TEST_F(ThreadContextTest, EachThreadHasItsOwnAndKeepsItUntilItsRelease) {
-  ThreadContext* mine = get_thread_context();
-  ASSERT_NE(mine, nullptr);
-  EXPECT_EQ(get_thread_context(), mine);
-
-  ThreadContext* theirs = mine;
-  CMyThread thread(look_up_and_release, &theirs);
-  ASSERT_EQ(thread.start(), 0);
-  thread.join();
-  EXPECT_NE(theirs, mine);
-  EXPECT_NE(theirs, nullptr);
-
-  EXPECT_EQ(get_thread_context(), mine);
-  release_thread_context();
-  release_thread_context();
-}
-
 TEST_F(ThreadContextTest, TheScratchBufferGrowsOnlyWhenItMust) {
   ScratchBuffer* scratch = get_scratch_buffer();
   ASSERT_NE(scratch, nullptr);
@@ -99,15 +73,6 @@ TEST_F(ThreadContextTest, TheScratchBufferGrowsOnlyWhenItMust) {
   EXPECT_TRUE(idle());
 }
 
-TEST_F(ThreadContextTest, NoMemoryIsNoContextAndNoScratch) {
-  system.fail(Call::kAllocate, 0, 1);
-  EXPECT_EQ(get_thread_context(), nullptr);
-  system.fail(Call::kAllocate, 1, 1);
-  EXPECT_EQ(get_scratch_buffer(), nullptr);
-  release_thread_context();
-  EXPECT_TRUE(idle());
-}
-
 TEST_F(ThreadContextTest, WithoutASlotNothingIsTouched) {
   release_thread_slot();
   EXPECT_EQ(get_thread_context(), nullptr);
@@ -115,53 +80,6 @@ TEST_F(ThreadContextTest, WithoutASlotNothingIsTouched) {
   EXPECT_EQ(get_task_pool(), nullptr);
   release_thread_context();
   EXPECT_EQ(system.calls(Call::kTlsGetValue) + system.calls(Call::kTlsSetValue), 0);
-}
-
-TEST_F(ThreadContextTest, AFailingSlotIsLoggedAndLeavesNothing) {
-  DebugOutput output;
-  system.fail(Call::kTlsGetValue, 0, 1);
-  EXPECT_EQ(get_thread_context(), nullptr);
-  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\n");
-  system.fail(Call::kTlsSetValue, 0, 1);
-  EXPECT_EQ(get_thread_context(), nullptr);
-  EXPECT_EQ(output.text(), "TlsSetValue Error : 4711\n");
-  EXPECT_TRUE(idle());
-
-  system.fail(Call::kTlsGetValue, 0, 1);
-  system.fail(Call::kTlsSetValue, 0, 1);
-  release_thread_context();
-  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\nTlsSetValue Error : 4711\n");
-}
-
-TEST_F(ThreadContextTest, ASlotThatCannotBeReadIsSaidOnceAndCleared) {
-  DebugOutput output;
-  ThreadContext* const lost = get_thread_context();
-  const int reads = system.calls(Call::kTlsGetValue);
-  const int writes = system.calls(Call::kTlsSetValue);
-  system.fail(Call::kTlsGetValue, 0, 1);
-  release_thread_context();
-  EXPECT_EQ(output.text(), "TlsGetValue Error : 4711\n");
-  EXPECT_EQ(system.calls(Call::kTlsGetValue), reads + 1) << "nothing is tried again";
-  EXPECT_EQ(system.calls(Call::kTlsSetValue), writes + 1);
-  EXPECT_NE(get_thread_context(), lost) << "the next call begins anew";
-  release_thread_context();
-  runtime::Owned<ThreadContext>(lost).reset();
-  EXPECT_TRUE(idle());
-}
-
-TEST_F(ThreadContextTest, AContextThatCannotLeaveItsSlotStaysBehindItEmpty) {
-  DebugOutput output;
-  ThreadContext* context = get_thread_context();
-  ASSERT_NE(get_scratch_buffer()->ensure(100), nullptr);
-  ASSERT_NE(get_task_pool(), nullptr);
-  system.fail(Call::kTlsSetValue, 0, 1);
-  release_thread_context();
-  EXPECT_EQ(output.text(), "TlsSetValue Error : 4711\n");
-  EXPECT_EQ(system.live_handles(), 0);
-  ASSERT_EQ(get_thread_context(), context);
-  EXPECT_FALSE(context->scratch || context->pool);
-  release_thread_context();
-  EXPECT_TRUE(idle());
 }
 
 TEST_F(ThreadContextTest, ASingleProcessorHasNoPool) {
@@ -172,29 +90,6 @@ TEST_F(ThreadContextTest, ASingleProcessorHasNoPool) {
     EXPECT_EQ(get_task_pool(), nullptr);
   }
   EXPECT_EQ(system.calls(Call::kBeginThread), 0);
-}
-
-TEST_F(ThreadContextTest, APoolThatCannotBeMadeWholeIsNotMadeAtAll) {
-  for (const Call call : {Call::kAllocate, Call::kCreateEvent, Call::kBeginThread}) {
-    for (const int times : {1, testing_support::kForGood}) {
-      ASSERT_NE(get_thread_context(), nullptr);
-      int index = 0;
-      for (;; ++index) {
-        system.fail_nothing();
-        system.fail(call, index, times);
-        if (get_task_pool() != nullptr) break;
-        EXPECT_EQ(system.live_handles(), 0) << "call " << static_cast<int>(call) << " at " << index;
-        EXPECT_EQ(get_thread_context()->pool, nullptr);
-      }
-      // Allocations: the pool, its array, and slot, record and thread of each worker. Events: one each, and
-      // one for the batch.
-      const int needed = call == Call::kAllocate ? 2 + 3 * kWorkers : kWorkers + (call == Call::kCreateEvent);
-      EXPECT_EQ(index, needed);
-      system.fail_nothing();
-      release_thread_context();
-      EXPECT_TRUE(idle());
-    }
-  }
 }
 
 void spin(int steps) {
@@ -288,13 +183,6 @@ TEST_F(ThreadContextTest, RefusesBatchesThatItCannotRun) {
   EXPECT_EQ(pool->result(0), 1u);
 }
 
-TEST_F(ThreadContextTest, AnInvalidPoolRunsNothing) {
-  system.fail(Call::kCreateEvent, 0, 1);
-  const OwnedPool pool(runtime::make_object<TaskPool>(kWorkers).release());
-  EXPECT_FALSE(pool->valid());
-  EXPECT_EQ(pool->run_batch(Work::run, 1, nullptr), -1);
-}
-
 TEST_F(ThreadContextTest, ReleaseFinishesABatchThatNobodyWaitedFor) {
   TaskPool* pool = get_task_pool();
   ASSERT_NE(pool, nullptr);
@@ -346,29 +234,6 @@ TEST_F(ThreadContextTest, ReleaseEndsTheWorkersInTheirOrderAndThenFreesTheScratc
   EXPECT_EQ(g_joined_before_scratch, g_started.size()) << "tasks may use the buffer to the last";
   platform::services = g_services;
   EXPECT_TRUE(idle());
-}
-
-TEST_F(ThreadContextTest, APoolIsLeftToAWorkerWhoseEndCouldNotBeAwaited) {
-  TaskPool* const pool = get_task_pool();
-  ASSERT_NE(pool, nullptr);
-  system.fail(Call::kJoin, 1, 1);
-  release_thread_context();
-  EXPECT_EQ(system.live_handles(), 2) << "the events of that worker and of the pool";
-  OwnedPool(pool).reset();  // by now it has ended
-  EXPECT_TRUE(idle());
-}
-
-TEST_F(ThreadContextTest, ABatchEndsAlsoWhenItsSignalIsReportedAsFailed) {
-  DebugOutput output;
-  TaskPool* pool = get_task_pool();
-  ASSERT_NE(pool, nullptr);
-  std::array<Work, 1> works;
-  void* argument = works.data();
-  system.fail(Call::kSetEvent, 1, 1);  // the first wakes the worker, the second is the worker's report
-  EXPECT_EQ(pool->run_batch(Work::run, 1, &argument), 1);
-  pool->wait_batch();
-  release_thread_context();
-  EXPECT_EQ(output.text(), "SetEvent Error : dwError=4711\n");
 }
 
 }  // namespace
