@@ -11,11 +11,6 @@
 namespace kyv::psfotf::test {
 namespace {
 
-Stack real_part(Stack stack) {
-  std::fill(stack.im.begin(), stack.im.end(), 0.0);
-  return stack;
-}
-
 std::size_t image_of(const Stack& s, std::int32_t j, std::int32_t k) {
   return static_cast<std::size_t>((s.width - j) % s.width * s.height + (s.height - k) % s.height);
 }
@@ -86,14 +81,6 @@ TEST_P(RealPlanes, LengthsOfEveryKindInBothOrders) {
   check(511, 517);
 }
 
-TEST_P(RealPlanes, AgreeWithTheDefinition) {
-  for (const auto& [width, height] : {std::pair{34, 45}, {45, 34}, {64, 64}, {12, 96}, {131, 40}}) {
-    const Stack psf = real_part(rounded(random_stack(width, height, 1), GetParam().precision));
-    EXPECT_LE(relative_error(GetParam().forward(psf), 0, reference_plane(psf, 0)),
-              error_bound(width, height, GetParam().precision));
-  }
-}
-
 TEST_P(RealPlanes, EveryPlaneOfAStackGoesItsOwnWay) {
   constexpr std::int32_t kPlanes = 6;
   for (const auto& [width, height] : {std::pair{8, 8}, {32, 32}, {40, 72}, {31, 33}}) {
@@ -150,43 +137,6 @@ TEST_P(RealPlanes, OnlyExactSymmetryCounts) {
       changed.re[at] = changed.re[image_of(otf, static_cast<std::int32_t>(at) / height,
                                            static_cast<std::int32_t>(at) % height)] = kInfinity;
       EXPECT_FALSE(has_no_imaginary_part(GetParam().backward(changed))) << at;
-    }
-  }
-}
-
-// The results at other addresses, and in place.
-TEST_P(RealPlanes, SameBitsAtAnyAddressAndInPlace) {
-  for (const auto& [width, height] :
-       {std::pair{8, 8}, {64, 64}, {33, 65}, {96, 50}, {200, 1000}, {512, 512}, {401, 513}, {1024, 33}}) {
-    const Stack psf = real_part(random_stack(width, height, 1));
-    for (const Direction direction : {Direction::kForward, Direction::kBackward}) {
-      const Stack source = direction == Direction::kForward ? psf : GetParam().forward(psf);
-      const Stack expected = converted(source, direction, GetParam().precision, *GetParam().kernels);
-      const std::size_t n = source.re.size();
-      const std::size_t bytes = n * sizeof(double);
-      for (const std::size_t offset : {1U, 8U, 20U, 24U, 56U}) {
-        std::vector<unsigned char> re(bytes + 192, 0xA5);
-        std::vector<unsigned char> im(bytes + 192, 0xA5);
-        const std::size_t second = (offset + (offset % 8 == 0 ? 16 : 3)) % 64;
-        auto* re_at = reinterpret_cast<double*>(re.data() + 64 + offset);
-        auto* im_at = reinterpret_cast<double*>(im.data() + 64 + second);
-        std::memcpy(re.data() + 64 + offset, source.re.data(), bytes);
-        std::memcpy(im.data() + 64 + second, source.im.data(), bytes);
-        ASSERT_EQ(convert_planes({re_at, im_at, re_at, im_at, width, height, 1}, direction,
-                                 GetParam().precision, *GetParam().kernels),
-                  0);
-        EXPECT_EQ(std::memcmp(re.data() + 64 + offset, expected.re.data(), bytes), 0)
-            << width << " " << offset;
-        EXPECT_EQ(std::memcmp(im.data() + 64 + second, expected.im.data(), bytes), 0)
-            << width << " " << offset;
-        for (const auto& [array, at] : {std::pair{&re, offset}, {&im, second}}) {
-          EXPECT_EQ(std::count(array->begin(), array->begin() + static_cast<std::ptrdiff_t>(64 + at), 0xA5),
-                    static_cast<std::ptrdiff_t>(64 + at));
-          EXPECT_EQ(
-              std::count(array->begin() + static_cast<std::ptrdiff_t>(64 + at + bytes), array->end(), 0xA5),
-              static_cast<std::ptrdiff_t>(128 - at));
-        }
-      }
     }
   }
 }

@@ -57,6 +57,11 @@ inline Stack rounded(Stack stack, Precision precision) {
   return stack;
 }
 
+inline Stack real_part(Stack stack) {
+  stack.im.assign(stack.im.size(), 0.0);
+  return stack;
+}
+
 inline int convert(const Stack& from, Stack& to, Direction direction, Precision precision,
                    const runtime::KernelSet& kernels) {
   return convert_planes(
