@@ -2,15 +2,11 @@
 // many segments, sums about the block of 128 taps, and sums of very small values.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
-#include <vector>
+#include <utility>
 
 #include "api/lifecycle.h"
-#include "resize/resize_request.h"
 #include "resize/trial.h"
 #include "support/variants.h"
-#include "thread/thread_context.h"
 
 namespace kyv::test {
 namespace {
@@ -96,33 +92,10 @@ TEST_P(HardCases, SumsOfAboutAsManyTapsAsABlockHas) {
 TEST_P(HardCases, SumsOfSmallWeightsAndSmallSamples) {
   Random random(23);
   for (int k = 0; k < 120; ++k) {
-    const std::int32_t width = between(random, 6, 300);
-    const std::int32_t height = between(random, 6, 40);
-    const int channels = k % 3 == 0 ? 1 : k % 3 + 2;
-    const std::int32_t dst_width = between(random, 1, 260);
-    const std::int32_t dst_height = between(random, 1, 40);
-    std::vector<std::uint16_t> source(static_cast<std::size_t>(width * height * channels));
-    for (std::size_t n = source.size() / 40 + 1; n > 0; --n)
-      source[random() % source.size()] = static_cast<std::uint16_t>(1u << random() % 16);
-    std::vector<std::uint16_t> result(static_cast<std::size_t>(dst_width * dst_height * channels));
-
-    reference::PrimitiveCall call;
-    call.bits = 16;
-    call.channels = channels;
-    call.src = reinterpret_cast<const std::uint8_t*>(source.data());
-    call.src_width = width;
-    call.src_height = height;
-    call.src_step = std::int64_t{2} * width * channels;
-    call.src_roi = {0, 0, width, height};
-    call.mode = k % 2 == 0 ? 16 : 4;
-    const resize::ResizeRequest request{
-        call.mode, channels, 16,     source.data(), width,     height,     2 * width * channels,    0,
-        0,         width,    height, result.data(), dst_width, dst_height, 2 * dst_width * channels};
-    ASSERT_EQ(resize::run_resize_request(request, GetParam()), 0);
-    thread::release_thread_context();
-    const reference::Result expected = reference::resize(call, dst_width, dst_height);
-    ASSERT_EQ(std::memcmp(result.data(), expected.samples.data(), expected.samples.size()), 0)
-        << width << 'x' << height << 'x' << channels << " to " << dst_width << 'x' << dst_height;
+    Trial trial = trial_of(k % 2 == 0 ? 16 : 4, {16, k % 3 == 0 ? 1 : k % 3 + 2}, between(random, 6, 300),
+                           between(random, 6, 40), between(random, 1, 260), between(random, 1, 40));
+    trial.content = Content::kSparse;
+    expect_reference(trial);
   }
 }
 

@@ -1,11 +1,15 @@
-// What the reference itself rests on.
+// What the reference itself rests on, and facts that hold for it.
 #include "resize/reference.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include "resize/kernels/sine.h"
 
@@ -110,6 +114,88 @@ TEST(Sine, IsAccurateToTheLastPlace) {
     worst = std::max(worst, error);
   }
   RecordProperty("worst_error_in_last_places", std::to_string(worst));
+}
+
+// Facts that need no other implementation. All kernels give the reference's pixels: what holds for it holds
+// for them.
+using Samples = std::vector<std::uint16_t>;
+
+struct Shape {
+  std::int32_t width, height;
+  std::size_t samples(int channels) const { return static_cast<std::size_t>(width * height * channels); }
+};
+
+Samples resized(const Samples& source, Shape from, Shape to, int channels, int mode) {
+  PrimitiveCall call;
+  call.bits = 16;
+  call.channels = channels;
+  call.src = reinterpret_cast<const std::uint8_t*>(source.data());
+  call.src_width = from.width;
+  call.src_height = from.height;
+  call.src_step = std::int64_t{2} * from.width * channels;
+  call.src_roi = {0, 0, from.width, from.height};
+  call.mode = mode;
+  const std::vector<std::uint8_t> bytes = resize(call, to.width, to.height).samples;
+  Samples samples(to.samples(channels));
+  EXPECT_EQ(bytes.size(), samples.size() * 2);
+  std::memcpy(samples.data(), bytes.data(), std::min(bytes.size(), samples.size() * 2));
+  return samples;
+}
+
+Samples noise(std::size_t count) {
+  std::mt19937 random(4);
+  Samples samples(count);
+  for (std::uint16_t& sample : samples) sample = static_cast<std::uint16_t>(random());
+  return samples;
+}
+
+TEST(ResizeFacts, SameSizesAndConstantsStayAsTheyAre) {
+  constexpr std::pair<Shape, Shape> kShapes[] = {{{67, 41}, {67, 41}},  {{31, 17}, {64, 50}},  //
+                                                 {{31, 17}, {30, 5}},   {{9000, 2}, {1, 1}},
+                                                 {{2, 9000}, {1, 1}},   {{4999, 3}, {5, 2}},
+                                                 {{70000, 1}, {99, 1}}, {{1, 1}, {19, 23}}};
+  for (const int mode : {1, 2, 4, 8, 16}) {
+    for (const auto& [from, to] : kShapes) {
+      if (mode == 8 && to.width > from.width) continue;
+      for (const int value : {65535, 65534, 40503, 1, 0}) {
+        EXPECT_EQ(resized(Samples(from.samples(3), static_cast<std::uint16_t>(value)), from, to, 3, mode),
+                  Samples(to.samples(3), static_cast<std::uint16_t>(value)))
+            << "mode " << mode << ", " << from.width << " to " << to.width;
+      }
+    }
+    const Samples source = noise(67 * 41 * 3);
+    EXPECT_EQ(resized(source, {67, 41}, {67, 41}, 3, mode), source);
+  }
+}
+
+TEST(ResizeFacts, MirroredSourcesGiveMirroredResults) {
+  const Samples source = noise(40 * 26);
+  for (const int mode : {2, 4, 16}) {
+    for (const Shape to : {Shape{90, 61}, Shape{20, 75}, Shape{7, 5}}) {
+      const Samples result = resized(source, {40, 26}, to, 1, mode);
+      const Samples mirrored = resized(Samples(source.rbegin(), source.rend()), {40, 26}, to, 1, mode);
+      for (std::size_t k = 0; k < result.size(); ++k)
+        ASSERT_NEAR(result[k], mirrored[result.size() - 1 - k], 1) << "mode " << mode;
+    }
+  }
+}
+
+TEST(ResizeFacts, SuperSamplingByIntegersIsTheMean) {
+  constexpr Shape to{9, 5};
+  for (const std::int32_t n : {2, 3, 4, 5, 6, 7, 8, 11, 16}) {
+    const Shape from{to.width * n, to.height * n};
+    const Samples source = noise(from.samples(1));
+    const Samples result = resized(source, from, to, 1, 8);
+    for (std::int32_t i = 0; i < to.width * to.height; ++i) {
+      double sum = 0;
+      for (std::int32_t k = 0; k < n * n; ++k) {
+        const std::int32_t row = i / to.width * n + k / n;
+        sum += source[static_cast<std::size_t>(row * from.width + i % to.width * n + k % n)];
+      }
+      const bool is_exact = (n & (n - 1)) == 0;
+      ASSERT_NEAR(result[static_cast<std::size_t>(i)], sum / (n * n), is_exact ? 0.5 : 1) << "by " << n;
+    }
+  }
 }
 
 }  // namespace

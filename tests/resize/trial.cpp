@@ -30,6 +30,8 @@ std::uint16_t sample_of(const Trial& trial, std::int32_t x, std::int32_t y, Rand
       return static_cast<std::uint16_t>(sum * 97 % (limit + 1));
     case Content::kExtremes:
       return static_cast<std::uint16_t>(random() % 2 * limit);
+    case Content::kSparse:
+      return static_cast<std::uint16_t>(random() % 40 == 0 ? (1u << random() % 16) & limit : 0);
     case Content::kRandom:
       break;
   }
@@ -218,7 +220,7 @@ std::int32_t random_size(Random& random, std::int32_t limit) {
 }
 
 const char* name_of(Content content) {
-  constexpr const char* names[] = {"random", "constant", "checkerboard", "ramp", "extremes"};
+  constexpr const char* names[] = {"random", "constant", "checkerboard", "ramp", "extremes", "sparse"};
   return names[static_cast<int>(content)];
 }
 

@@ -14,7 +14,8 @@
 
 namespace kyv::test {
 
-enum class Content { kRandom, kConstant, kCheckerboard, kRamp, kExtremes };
+// Sparse: zeros, but for one sample in forty, which is a power of two.
+enum class Content { kRandom, kConstant, kCheckerboard, kRamp, kExtremes, kSparse };
 enum class Route { kRequest, kPrimitive };
 
 struct Trial {

@@ -5,9 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <numeric>
-#include <utility>
 
-#include "api/lifecycle.h"
 #include "resize/front_end.h"
 #include "resize/resize_request.h"
 #include "resize/trial.h"
@@ -20,10 +18,6 @@ struct AxisCase {
   std::int32_t size;
   std::int32_t destination;
 };
-
-// Requests whose mapped end, as it is rounded, lies short of the last destination position.
-constexpr AxisCase kShort[] = {
-    {3069, 6, 3073}, {2555, 10, 5123}, {6141, 6, 1541}, {24570, 24, 3526}, {40920, 80, 3179}};
 
 // Whether the primitives write all of the destination under the mapping of the request.
 bool covers(const resize::IppiRect& region, resize::IppiSize destination) {
@@ -95,27 +89,6 @@ TEST(WholeDestination, IsReachedNextToExactHalvesAndAtTheEndOfTheRange) {
     ASSERT_TRUE(covers({origin, 0, size, 1}, {destination, 1}))
         << origin << ", " << size << " to " << destination;
   }
-}
-
-TEST(WholeDestination, HoldsTheReferencesPixelsAlongEitherAxis) {
-  api::initialize();
-  for (const AxisCase& c : kShort) {
-    for (const int mode : {1, 2, 4, 16}) {
-      Trial trial;
-      trial.mode = mode;
-      trial.src_width = c.origin + c.size;
-      trial.src_height = 8;
-      trial.region = {c.origin, 1, c.size, 7};
-      trial.dst_width = c.destination;
-      trial.dst_height = 3;
-      EXPECT_TRUE(matches_reference(trial, runtime::active_kernel_set()));
-      std::swap(trial.src_width, trial.src_height);
-      std::swap(trial.dst_width, trial.dst_height);
-      trial.region = {1, c.origin, 7, c.size};
-      EXPECT_TRUE(matches_reference(trial, runtime::active_kernel_set()));
-    }
-  }
-  api::terminate();
 }
 
 }  // namespace
