@@ -236,5 +236,15 @@ TEST_F(ThreadContextTest, ReleaseEndsTheWorkersInTheirOrderAndThenFreesTheScratc
   EXPECT_TRUE(idle());
 }
 
+TEST_F(ThreadContextTest, APoolIsLeftToAWorkerWhoseEndCouldNotBeAwaited) {
+  TaskPool* const pool = get_task_pool();
+  ASSERT_NE(pool, nullptr);
+  system.fail(Call::kJoin, 1, 1);
+  release_thread_context();
+  EXPECT_EQ(system.live_handles(), 2) << "the events of that worker and of the pool";
+  OwnedPool(pool).reset();  // by now it has ended
+  EXPECT_TRUE(idle());
+}
+
 }  // namespace
 }  // namespace kyv::thread
