@@ -2,17 +2,16 @@
 // definition where few values are not zero, one result from every variant within the accuracy of the
 // precision, the round trip, and nothing else touched.
 #include <algorithm>
-#include <cmath>
 #include <complex>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "KyvMath.h"
 #include "arena.h"
 #include "fuzz_target.h"
 #include "input.h"
 #include "psfotf/conversion.h"
+#include "psfotf/reference.h"
 
 namespace {
 
@@ -91,7 +90,7 @@ bool is_empty(const Call& c) { return c.planes < 1 || c.width <= 0 || c.height <
 // Beyond 32 bits there is no plane; below, only what fits the arenas is tried.
 bool is_refused(const Call& c) { return std::int64_t{c.width} * c.height > INT32_MAX; }
 
-std::size_t values_of(const Call& c) {
+std::size_t count_of(const Call& c) {
   return static_cast<std::size_t>(c.width) * static_cast<std::size_t>(c.height) *
          static_cast<std::size_t>(c.planes);
 }
@@ -103,7 +102,7 @@ bool fits(const Call& c) {
 
 double value_of(const Call& c, const fuzz::Input& in, std::size_t k) {
   // The definition takes as long as there are values, for each that is not zero.
-  const std::size_t distance = values_of(c) > kMostValues ? 200003 : 2003;
+  const std::size_t distance = count_of(c) > kMostValues ? 200003 : 2003;
   if (c.sparse && !c.any_bits && k % distance > 1) return 0.0;
   if (!c.any_bits) return (in.content(k) - 100) / 16.0;
   double value = 0.0;
@@ -113,64 +112,46 @@ double value_of(const Call& c, const fuzz::Input& in, std::size_t k) {
   return value;
 }
 
-using Values = std::vector<double>;
+using psfotf::test::Extended;
+using psfotf::test::Spectrum;
+using psfotf::test::Stack;
 
-Values values_at(const std::uint8_t* p, std::size_t count) {
-  Values values(count);
-  std::memcpy(values.data(), p, count * sizeof(double));
+// All values of a stack.
+Spectrum values_of(const Stack& stack) {
+  Spectrum values;
+  for (std::size_t k = 0; k < stack.re.size(); ++k)
+    values.emplace_back(static_cast<long double>(stack.re[k]), static_cast<long double>(stack.im[k]));
   return values;
 }
 
-// The larger of the two differences in the L2 norm, relative to what was expected.
-double relative_error(const Values& real, const Values& imag, const Values& wanted_real,
-                      const Values& wanted_imag) {
-  double difference = 0.0;
-  double norm = 0.0;
-  for (std::size_t k = 0; k < real.size(); ++k) {
-    difference += std::pow(real[k] - wanted_real[k], 2) + std::pow(imag[k] - wanted_imag[k], 2);
-    norm += std::pow(wanted_real[k], 2) + std::pow(wanted_imag[k], 2);
-  }
-  return norm == 0.0 ? difference : std::sqrt(difference / norm);
-}
-
-using Extended = std::complex<long double>;
-
-std::vector<Extended> roots_of(std::int32_t n, bool forward) {
-  constexpr long double turn = 6.283185307179586476925L;
-  std::vector<Extended> roots;
-  for (std::int32_t k = 0; k < n; ++k)
-    roots.push_back(std::polar(1.0L, (forward ? -turn : turn) * static_cast<long double>(k) / n));
+// exp(-2 pi i k / n) forward, its conjugate backward.
+Spectrum roots_of(std::int32_t n, bool forward) {
+  Spectrum roots = psfotf::test::extended_roots(n);
+  for (Extended& root : roots) root = forward ? root : std::conj(root);
   return roots;
 }
 
-// The transform by its definition, without its scale, of a stack of which few values are not zero.
-void transform_sparse(const Call& c, const Values& real, const Values& imag, Values& out_real,
-                      Values& out_imag) {
+// The transform by its definition of a stack of which few values are not zero.
+Spectrum transform_sparse(const Call& c, const Spectrum& values) {
   const bool forward = c.direction == psfotf::Direction::kForward;
   const auto rows = static_cast<std::size_t>(c.width);
   const auto length = static_cast<std::size_t>(c.height);
-  const std::vector<Extended> row_roots = roots_of(c.width, forward);
-  const std::vector<Extended> roots = roots_of(c.height, forward);
-  std::vector<Extended> sums(real.size());
-  for (std::size_t k = 0; k < real.size(); ++k) {
-    const Extended value(static_cast<long double>(real[k]), static_cast<long double>(imag[k]));
-    if (value == Extended()) continue;
+  const Spectrum row_roots = roots_of(c.width, forward);
+  const Spectrum roots = roots_of(c.height, forward);
+  const float scale = forward ? 1.0f : 1.0f / static_cast<float>(rows * length);
+  Spectrum sums(values.size());
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    if (values[k] == Extended()) continue;
     const std::size_t plane = k / (rows * length) * rows * length;
     const std::size_t row = (k - plane) / length;
     const std::size_t column = k % length;
     for (std::size_t u = 0; u < rows; ++u) {
-      const Extended scaled = value * row_roots[row * u % rows];
+      const Extended scaled = static_cast<long double>(scale) * values[k] * row_roots[row * u % rows];
       for (std::size_t v = 0; v < length; ++v)
         sums[plane + u * length + v] += scaled * roots[column * v % length];
     }
   }
-  const float scale = forward ? 1.0f : 1.0f / static_cast<float>(rows * length);
-  out_real.resize(sums.size());
-  out_imag.resize(sums.size());
-  for (std::size_t k = 0; k < sums.size(); ++k) {
-    out_real[k] = static_cast<double>(sums[k].real() * static_cast<long double>(scale));
-    out_imag[k] = static_cast<double>(sums[k].imag() * static_cast<long double>(scale));
-  }
+  return sums;
 }
 
 // Four arrays, each between inaccessible pages and at an address of its own; the results in place where the
@@ -178,17 +159,21 @@ void transform_sparse(const Call& c, const Values& real, const Values& imag, Val
 class Arrays {
  public:
   Arrays(const Call& c, bool at_end, std::uint8_t offsets)
-      : bytes_(values_of(c) * sizeof(double)), in_place_(c.in_place), at_end_(at_end) {
+      : bytes_(count_of(c) * sizeof(double)), in_place_(c.in_place), at_end_(at_end) {
     for (std::size_t k = 0; k < 4; ++k)
       pointers_[k] = arena(static_cast<int>(k)).take(bytes_, at_end_, offsets * (2 * k + 1) % 67);
   }
 
-  void fill(const Values& real, const Values& imag) const {
-    std::memcpy(pointers_[0], real.data(), bytes_);
-    std::memcpy(pointers_[1], imag.data(), bytes_);
+  void fill(const Stack& stack) const {
+    std::memcpy(pointers_[0], stack.re.data(), bytes_);
+    std::memcpy(pointers_[1], stack.im.data(), bytes_);
   }
-  Values real() const { return values_at(result(0), bytes_ / sizeof(double)); }
-  Values imag() const { return values_at(result(1), bytes_ / sizeof(double)); }
+  Stack results(const Call& c) const {
+    Stack stack(c.width, c.height, c.planes);
+    std::memcpy(stack.re.data(), result(0), bytes_);
+    std::memcpy(stack.im.data(), result(1), bytes_);
+    return stack;
+  }
 
   int convert(const Call& c, const runtime::KernelSet& set) const {
     return psfotf::convert_planes(
@@ -247,35 +232,33 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   if (!fits(c)) return 0;
 
-  Values real(values_of(c));
-  Values imag(values_of(c));
-  for (std::size_t k = 0; k < real.size(); ++k) {
-    real[k] = value_of(c, in, 2 * k);
-    imag[k] = c.real ? (in.content(k) % 2 == 0 ? 0.0 : -0.0) : value_of(c, in, 2 * k + 1);
+  Stack stack(c.width, c.height, c.planes);
+  for (std::size_t k = 0; k < stack.re.size(); ++k) {
+    stack.re[k] = value_of(c, in, 2 * k);
+    stack.im[k] = c.real ? (in.content(k) % 2 == 0 ? 0.0 : -0.0) : value_of(c, in, 2 * k + 1);
   }
   const double bound = c.precision == psfotf::Precision::kSingle ? 2e-6 : 4e-15;
   const double round_trip_bound = 1e-6;  // the backward scale is a float's
-  Values first_real;
-  Values first_imag;
-  if (c.sparse && !c.any_bits) transform_sparse(c, real, imag, first_real, first_imag);
+  const Spectrum values = values_of(stack);
+  Spectrum expected;
+  if (c.sparse && !c.any_bits) expected = transform_sparse(c, values);
   fuzz::for_each_variant([&](const runtime::KernelSet& set) {
     Arrays arrays(c, at_end, offsets);
-    arrays.fill(real, imag);
+    arrays.fill(stack);
     fuzz::require(arrays.convert(c, set) == 0, "%s: failed", set.name);
     fuzz::require(arrays.surroundings_untouched(), "%s: bytes outside the planes were written", set.name);
     if (c.any_bits) return;
-    if (first_real.empty()) first_real = arrays.real(), first_imag = arrays.imag();
-    const double error = relative_error(arrays.real(), arrays.imag(), first_real, first_imag);
+    const Stack there = arrays.results(c);
+    if (expected.empty()) expected = values_of(there);
+    const double error = relative_error(there, 0, expected);
     fuzz::require(error <= bound, "%s: %dx%d differs by %g", set.name, c.width, c.height, error);
 
     Call back = c;
     const bool forward = c.direction == psfotf::Direction::kForward;
     back.direction = forward ? psfotf::Direction::kBackward : psfotf::Direction::kForward;
-    const Values there_real = arrays.real();
-    const Values there_imag = arrays.imag();
-    arrays.fill(there_real, there_imag);
+    arrays.fill(there);
     fuzz::require(arrays.convert(back, set) == 0, "%s: failed on the way back", set.name);
-    const double trip = relative_error(arrays.real(), arrays.imag(), real, imag);
+    const double trip = relative_error(arrays.results(c), 0, values);
     fuzz::require(trip <= round_trip_bound + bound, "%s: %dx%d comes back changed by %g", set.name, c.width,
                   c.height, trip);
   });

@@ -1,59 +1,23 @@
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <numbers>
 #include <utility>
 
 #include "kernels/trial.h"
 #include "psfotf/kernel_sets.h"
 #include "psfotf/plane_layout.h"
+#include "psfotf/reference.h"
 
 namespace kyv::kernels {
 namespace {
 
-using Complex = std::complex<double>;
+using psfotf::test::Stack;
 
 // Memory of which nothing may be taken for granted: every number in it is none, whatever its precision.
 using Painted = Canaried<unsigned char>;
 void paint(Painted& memory, std::size_t bytes) { std::memset(memory.data(), 0xFF, bytes); }
-
-using Exact = std::complex<long double>;
-
-std::vector<Exact> roots_of(std::size_t length) {
-  std::vector<Exact> roots;
-  for (std::size_t k = 0; k < length; ++k) {
-    roots.push_back(std::polar(1.0L, -2 * std::numbers::pi_v<long double> * static_cast<long double>(k) /
-                                         static_cast<long double>(length)));
-  }
-  return roots;
-}
-
-// The textbook's transform, along each axis in turn.
-std::vector<Complex> transformed(const std::vector<Complex>& values, std::size_t rows, std::size_t columns) {
-  std::vector<Exact> plane(values.begin(), values.end());
-  const auto along = [&plane](const std::vector<Exact>& roots, std::size_t step, std::size_t start) {
-    std::vector<Exact> sums(roots.size());
-    for (std::size_t k = 0; k < roots.size(); ++k) {
-      for (std::size_t n = 0; n < roots.size(); ++n) {
-        const Exact& a = plane[start + n * step];
-        const Exact& r = roots[k * n % roots.size()];
-        sums[k] +=
-            Exact(a.real() * r.real() - a.imag() * r.imag(), a.real() * r.imag() + a.imag() * r.real());
-      }
-    }
-    for (std::size_t k = 0; k < roots.size(); ++k) plane[start + k * step] = sums[k];
-  };
-  const std::vector<Exact> of_rows = roots_of(columns);
-  const std::vector<Exact> of_columns = roots_of(rows);
-  for (std::size_t y = 0; y < rows; ++y) along(of_rows, 1, y * columns);
-  for (std::size_t x = 0; x < columns; ++x) along(of_columns, columns, x);
-  std::vector<Complex> result;
-  for (const Exact& value : plane) result.emplace_back(value);
-  return result;
-}
 
 // One plane of doubles in separate arrays.
 struct PlaneCase {
@@ -69,20 +33,16 @@ struct PlaneCase {
 
   std::string verdict(double bound) const {
     if (!out_re.intact() || !out_im.intact()) return "wrote outside its memory";
-    std::vector<Complex> plane;
-    for (std::size_t i = 0; i < re.size(); ++i) plane.emplace_back(re[i], im[i]);
-    const std::vector<Complex> expected = transformed(plane, rows, columns);
-    const std::vector<double> result_re = out_re.values();
-    const std::vector<double> result_im = out_im.values();
-    double error = 0.0;
-    double energy = 0.0;
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-      error += std::norm(Complex(result_re[i], result_im[i]) - expected[i]);
-      energy += std::norm(expected[i]);
-    }
-    const double relative = std::sqrt(error / energy);
+    const psfotf::test::Spectrum expected = reference_plane(stack_of(re, im), 0);
+    const double relative = relative_error(stack_of(out_re.values(), out_im.values()), 0, expected);
     return relative <= bound ? std::string()
                              : "relative error " + std::to_string(relative / bound) + " times the bound";
+  }
+  Stack stack_of(const std::vector<double>& real, const std::vector<double>& imaginary) const {
+    Stack stack(static_cast<std::int32_t>(rows), static_cast<std::int32_t>(columns), 1);
+    stack.re = real;
+    stack.im = imaginary;
+    return stack;
   }
   double operations() const {
     const auto n = static_cast<double>(rows * columns);
@@ -248,23 +208,21 @@ struct LinesCase {
   std::string verdict() const {
     if (!data.intact() || !work.intact()) return "wrote outside its memory";
     const std::vector<T> results = data.values();
-    const auto element = [this](const std::vector<T>& of, std::size_t i, std::size_t lane) {
-      return Complex(of[2 * lanes * i + lane], of[2 * lanes * i + lanes + lane]);
+    // Of one lane: the element that lies in place `from` of `in` becomes the k-th of `to`.
+    const auto take = [this](const std::vector<T>& in, std::size_t from, std::size_t lane, Stack& to,
+                             std::size_t k) {
+      to.re[k] = static_cast<double>(in[2 * lanes * from + lane]);
+      to.im[k] = static_cast<double>(in[2 * lanes * from + lanes + lane]);
     };
     for (std::size_t lane = 0; lane < lanes; ++lane) {
-      std::vector<Complex> line;
-      for (std::size_t i = 0; i < length; ++i) {
-        line.push_back(element(values, i / (length / parts) * pitch + i % (length / parts), lane));
-      }
-      const std::vector<Complex> expected = transformed(line, 1, length);
-      double error = 0.0;
-      double energy = 0.0;
+      Stack line(1, static_cast<std::int32_t>(length), 1);
+      Stack result = line;
       for (std::size_t k = 0; k < length; ++k) {
-        const auto place = static_cast<std::size_t>(plane.plan->row->positions[k]);
-        error += std::norm(element(results, place, lane) - expected[k]);
-        energy += std::norm(expected[k]);
+        take(values, k / (length / parts) * pitch + k % (length / parts), lane, line, k);
+        take(results, static_cast<std::size_t>(plane.plan->row->positions[k]), lane, result, k);
       }
-      if (std::sqrt(error / energy) > kBound<T>) return "lane " + std::to_string(lane) + " is wrong";
+      if (relative_error(result, 0, reference_plane(line, 0)) > kBound<T>)
+        return "lane " + std::to_string(lane) + " is wrong";
     }
     return {};
   }
