@@ -177,18 +177,17 @@ resize::IppStatus call_primitive(const DirectCall& c, const GuardedImage& source
 // The steps of a request, with a work buffer of exactly the queried size.
 int request_through_primitives(const Trial& t, const GuardedImage& source, const GuardedImage& destination,
                                const runtime::KernelSet& kernels) {
-  DirectCall call;
-  call.trial = t;
-  call.x_factor = static_cast<double>(t.dst_width) / t.region.width;
-  call.y_factor = static_cast<double>(t.dst_height) / t.region.height;
-  call.dst_roi = {0, 0, t.dst_width, t.dst_height};
-  resize::IppiRect mapped;
-  const resize::IppStatus status = resize::ippiGetResizeRect(
-      ippi(t.region), &mapped, call.x_factor, call.y_factor, 0.0, 0.0, static_cast<std::uint32_t>(t.mode));
+  resize::RegionMapping mapping;
+  const resize::IppStatus status = resize::map_region(ippi(t.region), {t.dst_width, t.dst_height},
+                                                      static_cast<std::uint32_t>(t.mode), mapping);
   if (status != resize::kNoError) return status;
-  call.x_shift = 0.0 - mapped.x;
-  call.y_shift = 0.0 - mapped.y;
-  return call_primitive(call, source, destination, kernels);
+  return call_primitive({.trial = t,
+                         .x_factor = mapping.x_factor,
+                         .y_factor = mapping.y_factor,
+                         .x_shift = mapping.x_shift,
+                         .y_shift = mapping.y_shift,
+                         .dst_roi = {0, 0, t.dst_width, t.dst_height}},
+                        source, destination, kernels);
 }
 
 int request(const Trial& t, const GuardedImage& source, const GuardedImage& destination,

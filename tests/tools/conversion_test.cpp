@@ -132,27 +132,20 @@ Image shapes(int width, int height, PixelFormat format) {
   return image;
 }
 
-TEST(Deblur, UndoesABlurWithoutAShift) {
-  for (const int channels : {1, 3, 4}) {
-    if (channels == 1 && !kWritesDeepGrey) continue;
-    const ScratchFolder folder;
-    const Image picture = shapes(90, 70, {channels, 16});
-    write_image(folder / "in.tif", picture);
-    ASSERT_EQ(
-        run_tool({"blur", display(folder / "in.tif"), display(folder / "soft.tif"), "--gaussian", "1.2"})
-            .status,
-        0);
-    const ToolRun run = run_tool({"deblur", display(folder / "soft.tif"), display(folder / "sharp.tif"),
-                                  "--gaussian", "1.2", "--snr", "1e5"});
-    ASSERT_EQ(run.status, 0) << run.err;
-    const Image soft = read_image(folder / "soft.tif");
-    const Image sharp = read_image(folder / "sharp.tif");
-    EXPECT_LT(root_mean_square_difference(sharp, picture), 0.6 * root_mean_square_difference(soft, picture));
-    if (channels == 4) {
-      for (int y = 0; y < 70; ++y) {
-        for (int x = 0; x < 90; ++x) ASSERT_EQ(sharp.sample(x, y, 3), picture.sample(x, y, 3));
-      }
-    }
+TEST(Deblur, UndoesABlurAndLeavesAlphaAlone) {
+  const ScratchFolder folder;
+  const Image picture = shapes(90, 70, {4, 16});
+  write_image(folder / "in.tif", picture);
+  const std::string soft_file = display(folder / "soft.tif");
+  ASSERT_EQ(run_tool({"blur", display(folder / "in.tif"), soft_file, "--gaussian", "1.2"}).status, 0);
+  const ToolRun run =
+      run_tool({"deblur", soft_file, display(folder / "sharp.tif"), "--gaussian", "1.2", "--snr", "1e5"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const Image soft = read_image(folder / "soft.tif");
+  const Image sharp = read_image(folder / "sharp.tif");
+  EXPECT_LT(root_mean_square_difference(sharp, picture), 0.6 * root_mean_square_difference(soft, picture));
+  for (int y = 0; y < 70; ++y) {
+    for (int x = 0; x < 90; ++x) ASSERT_EQ(sharp.sample(x, y, 3), picture.sample(x, y, 3));
   }
 }
 
