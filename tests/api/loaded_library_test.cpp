@@ -7,26 +7,13 @@
 #include <vector>
 
 #include "KyvMath.h"
+#include "trust/process.h"
 
 #ifdef _WIN32
 #include <windows.h>
-#else
-#include <dlfcn.h>
 #endif
 
 namespace {
-
-#ifdef _WIN32
-void* load() { return reinterpret_cast<void*>(::LoadLibraryA(KYVMATH_LIBRARY)); }
-void unload(void* library) { ::FreeLibrary(static_cast<HMODULE>(library)); }
-void* find(void* library, const char* name) {
-  return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(library), name));
-}
-#else
-void* load() { return ::dlopen(KYVMATH_LIBRARY, RTLD_NOW | RTLD_LOCAL); }
-void unload(void* library) { ::dlclose(library); }
-void* find(void* library, const char* name) { return ::dlsym(library, name); }
-#endif
 
 constexpr const char* kExports[] = {
     "KyvMathInitialize",          "KyvMathTerminate",          "KyvMathResize",
@@ -36,24 +23,17 @@ constexpr const char* kConversions[] = {kExports[4], kExports[5], kExports[6], k
 
 class LoadedLibrary : public ::testing::Test {
  protected:
-  LoadedLibrary() : library_(load()) {}
-  ~LoadedLibrary() override {
-    if (library_ != nullptr) unload(library_);
-  }
-  void SetUp() override { ASSERT_NE(library_, nullptr) << KYVMATH_LIBRARY; }
+  void SetUp() override { ASSERT_TRUE(library_.loaded()) << KYVMATH_LIBRARY; }
 
-  void* address(const char* name) const {
-    void* function = find(library_, name);
-    EXPECT_NE(function, nullptr) << name;
-    return function;
-  }
   template <class Function>
   Function function(const char* name) const {
-    return reinterpret_cast<Function>(address(name));
+    const auto found = library_.function<Function>(name);
+    EXPECT_NE(found, nullptr) << name;
+    return found;
   }
 
  private:
-  void* library_;
+  kyv::trust::LoadedLibrary library_{KYVMATH_LIBRARY};
 };
 
 constexpr std::array<unsigned char, 36> kSource = {1,  2,  3,  4,  5,  6,  11, 22, 33, 44, 55, 66,
@@ -61,7 +41,7 @@ constexpr std::array<unsigned char, 36> kSource = {1,  2,  3,  4,  5,  6,  11, 2
                                                    7,  77, 17, 71, 27, 72, 37, 73, 47, 74, 57, 75};
 
 TEST_F(LoadedLibrary, DoesItsWorkThroughItsEightNames) {
-  for (const char* name : kExports) ASSERT_NE(address(name), nullptr);
+  for (const char* name : kExports) ASSERT_NE(function<void (*)()>(name), nullptr);
   const auto resize = function<KyvMathResizeFn>("KyvMathResize");
   std::array<unsigned char, 9> dst{};
   const auto call = [&] { return resize(KYVMATH_SUPER, 1, 8, kSource.data(), 6, 6, 6, dst.data(), 3, 3, 3); };
@@ -164,8 +144,8 @@ TEST_F(LoadedLibrary, RemovesItsArgumentsAndWorksFromAnyStack) {
   for (std::uint32_t misaligned = 0; misaligned < 16; misaligned += 4) {
     std::uint32_t popped = 99;
     const auto call = [&](const char* name, const std::vector<std::uint32_t>& arguments) {
-      return call_raw(address(name), arguments.data(), static_cast<std::uint32_t>(arguments.size()),
-                      misaligned, &popped);
+      return call_raw(reinterpret_cast<const void*>(function<void (*)()>(name)), arguments.data(),
+                      static_cast<std::uint32_t>(arguments.size()), misaligned, &popped);
     };
     EXPECT_EQ(call("KyvMathInitialize", {}), KYVMATH_OK);
     EXPECT_EQ(popped, 0u);

@@ -19,7 +19,8 @@ struct AxisCase {
   std::int32_t destination;
 };
 
-// Whether the primitives write all of the destination under the mapping of the request.
+// Whether the primitives write all of the destination under the mapping of the request, whose shifts are
+// whole but for the errors of rounding that they make up for.
 bool covers(const resize::IppiRect& region, resize::IppiSize destination) {
   resize::RegionMapping mapping;
   if (resize::map_region(region, destination, 1, mapping) != resize::kNoError) return false;
@@ -33,7 +34,9 @@ bool covers(const resize::IppiRect& region, resize::IppiSize destination) {
       .y_shift = mapping.y_shift,
       .interpolation = 1};
   resize::Geometry geometry;
-  return resize::resolve(arguments, geometry) == resize::kNoError && geometry.x.first == 0 &&
+  const auto is_whole = [](double shift) { return std::abs(shift - std::round(shift)) < 1e-5; };
+  return is_whole(mapping.x_shift) && is_whole(mapping.y_shift) &&
+         resize::resolve(arguments, geometry) == resize::kNoError && geometry.x.first == 0 &&
          geometry.x.count == destination.width && geometry.y.first == 0 &&
          geometry.y.count == destination.height;
 }
