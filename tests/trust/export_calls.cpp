@@ -71,8 +71,8 @@ void add_conversions(std::vector<ExportCall>& calls) {
                              {31, 29, 2},  {103, 5, 2},      {7, 211, 2},     {1, 96, 2},  {96, 1, 2},
                              {20, 300, 3}, {8, 16, 2, true}, {9, 10, 2, true}};
   for (const Size& s : kSizes) {
-    const double wide = s.denormal ? 1e-310 : 1.0;
-    const double narrow = s.denormal ? 1e-40 : 1.0;
+    const double wide = s.denormal ? 1e-310 : 0.7;  // no value is a float's
+    const double narrow = s.denormal ? 1e-40 : 0.7;
     calls.emplace_back(Conversion{KyvMathConvertOtfFromPsf_D, false, s.width, s.height, s.planes, wide});
     calls.emplace_back(Conversion{KyvMathConvertPsfFromOtf_D, false, s.width, s.height, s.planes, wide});
     calls.emplace_back(Conversion{KyvMathConvertOtfFromPsf, true, s.width, s.height, s.planes, narrow});
