@@ -1,14 +1,12 @@
-// The transform service through its own operations, and the roots of unity under it.
+// The transform service through its own operations.
 #include "psfotf/dft_service.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 #include "psfotf/reference.h"
-#include "psfotf/roots.h"
 #include "support/faulty_system.h"
 
 namespace kyv::psfotf::test {
