@@ -165,21 +165,25 @@ class InnerLine {
 // exp(-2 pi i k / order) of half of the circle; the others are their conjugates.
 class HalfCircle {
  public:
-  HalfCircle(std::int32_t order, runtime::Arena& arena) noexcept
-      : order_(order), re_(take(arena)), im_(take(arena)) {
-    if (!arena.is_counting()) fill_roots(order, order / 2 + 1, re_, im_);
+  // Lies in the first bytes of `idle`, which nothing reads before its last use, as far as there is room, and
+  // in `scratch`.
+  HalfCircle(std::int32_t order, void* idle, std::uint64_t idle_bytes, runtime::Arena& scratch) noexcept
+      : order_(order) {
+    const std::uint64_t values = static_cast<std::uint64_t>(order) / 2 + 1;
+    const std::uint64_t room = idle_bytes / (values * sizeof(double));
+    re_ = room >= 1 ? static_cast<double*>(idle) : scratch.take<double>(values);
+    if (room < 2) im_ = scratch.take<double>(values);
+    if (scratch.is_counting()) return;
+    if (room >= 2) im_ = re_ + values;
+    fill_roots(order, order / 2 + 1, re_, im_);
   }
   double re(std::int64_t k) const noexcept { return re_[2 * k > order_ ? order_ - k : k]; }
   double im(std::int64_t k) const noexcept { return 2 * k > order_ ? -im_[order_ - k] : im_[k]; }
 
  private:
-  double* take(runtime::Arena& arena) const noexcept {
-    return arena.take<double>(static_cast<std::uint64_t>(order_) / 2 + 1);
-  }
-
   std::int64_t order_;
   double* re_;
-  double* im_;
+  double* im_ = nullptr;
 };
 
 // b[q] = w^(g^-q), w the first root of unity of the prime length.
@@ -271,8 +275,8 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, con
       part_length(inner_shape) * spectrum_parts(shape.method, inner_shape.radices[0]);
 
   auto* plan = arena.take<LinePlan<T>>(1);
-  auto* spectrum_re = arena.take<T>(static_cast<std::uint64_t>(spectrum));
-  auto* spectrum_im = arena.take<T>(static_cast<std::uint64_t>(spectrum));
+  const std::uint64_t spectra = 2 * static_cast<std::uint64_t>(spectrum);
+  auto* spectrum_re = arena.take<T>(spectra);
   auto* chirp_re = arena.take<T>(rader ? 0 : n / 2 + 1);
   auto* chirp_im = arena.take<T>(rader ? 0 : n / 2 + 1);
   auto* powers = arena.take<std::int32_t>(rader ? n : 0);
@@ -286,10 +290,12 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, con
     inner = lay_rounded(inner_shape, gap, exact_inner, arena);
   }
   auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
-  const HalfCircle roots(rader ? shape.length : 2 * shape.length, scratch);
+  // The spectrum is filled last.
+  const HalfCircle roots(rader ? shape.length : 2 * shape.length, spectrum_re, spectra * sizeof(T), scratch);
   memory.count(scratch);
   if (arena.is_counting()) return nullptr;
 
+  T* spectrum_im = spectrum_re + spectrum;
   *plan = {};
   plan->length = shape.length;
   plan->method = shape.method;
