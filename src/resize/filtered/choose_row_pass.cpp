@@ -28,6 +28,9 @@ constexpr double kSparseInverse = 2.0;
 // Most source positions of a group of grey, beyond the caches, where permutations of two registers are dear.
 constexpr Index kGreyWidePositions = 24;
 
+// Positions that a window of two registers serves, at least, where linear sums reload few of them.
+constexpr Index kFewReloads = 4;
+
 // Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
 // with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos) earlier.
 constexpr double kRunningInverse[2] = {4.5, 5.5};
@@ -74,6 +77,22 @@ bool is_sparse(const RowPassFacts& facts, const PermutedShape& shape, Index pixe
   return taps * (facts.geometry.x.count - 1) < std::int64_t{pixels} * extent;
 }
 
+// Running sums read a converted sample once, transposed ones once for each two sums, from a window that
+// outgrows the L1 with the taps. But the weights are read for each position, and registers moved for each
+// result.
+Reason running_is_fastest(const RowPassFacts& facts) noexcept {
+  const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
+  const double inverse = facts.geometry.x.inverse;
+  if (facts.source_samples() < kRunningSource[facts.format.channels]) return nullptr;
+  // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
+  if (!has_many_registers && facts.format.channels == 3) return nullptr;
+  if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
+    return "long sums";
+  }
+  const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
+  return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
+}
+
 // A multiply-add of this pass costs more than one of the transposed pass, unless two pixels share the
 // permuted samples of a small window; but a batch of rows touches a page of memory per row, and this pass
 // reads one row after the other. So short sums nearly always pay, and others beyond the caches.
@@ -95,10 +114,12 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
     if (is_short) return "short sums";
     // What a permutation of two registers costs does not matter to super-sampling, which picks each sample
     // about once, nor to grey, of which other passes take four times as many rows at a time, each from a page
-    // of its own.
+    // of its own. Elsewhere running sums are faster, but for linear sums that reload few windows.
     const bool is_light =
         is_sparse(facts, shape, 1) || (channels == 1 && shape.positions <= kGreyWidePositions);
-    const bool pays = facts.tuning.has_cheap_wide_permutations || is_light;
+    const bool is_linear = is_sparse(facts, shape, 2) && shape.window_positions >= kFewReloads;
+    const bool is_fastest = is_linear || running_is_fastest(facts) == nullptr;
+    const bool pays = is_light || (facts.tuning.has_cheap_wide_permutations && is_fastest);
     return is_large && pays ? "source beyond the caches" : nullptr;
   }
   // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
@@ -107,22 +128,6 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   const bool is_light = channels == 1 ? (shape.positions - 1) / shape.window_positions <= shape.pixels
                                       : is_sparse(facts, shape, shape.pixels);
   return is_light ? "source beyond the caches, few windows" : nullptr;
-}
-
-// Running sums read a converted sample once, transposed ones once for each two sums, from a window that
-// outgrows the L1 with the taps. But the weights are read for each position, and registers moved for each
-// result.
-Reason running_is_fastest(const RowPassFacts& facts) noexcept {
-  const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
-  const double inverse = facts.geometry.x.inverse;
-  if (facts.source_samples() < kRunningSource[facts.format.channels]) return nullptr;
-  // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
-  if (!has_many_registers && facts.format.channels == 3) return nullptr;
-  if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
-    return "long sums";
-  }
-  const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
-  return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }
 
 }  // namespace
