@@ -58,14 +58,15 @@ struct PermutedCase {
   void fill_lanes(const resize::PermutedKernels& kernels, Index window_samples) {
     const resize::PlaceCodes& codes = kernels.depth[shape.depth].codes;
     const Index used = lane_pixels * shape.channels;
+    const Index sharing = shape.window == resize::kLaneWindows ? 1 : kernels.quarters ? 4 : kPermutedLanes;
     resize::PatternLanes places{};
     std::fill_n(places.codes, kPermutedLanes, codes.first);
     Index widest = 0;
     for (Index lane = 0; lane < used; ++lane) {
-      const Index window = kernels.quarters ? place_of(lane / 4 * 4) : 0;
+      const Index window = place_of(lane / sharing * sharing);
       const Index place = place_of(lane) - window;
       places.codes[lane] = codes.first + static_cast<std::uint32_t>(place) * codes.step;
-      places.windows[lane / 4] = static_cast<std::int32_t>(window * bytes);
+      places.windows[lane / std::min<Index>(sharing, 4)] = static_cast<std::int32_t>(window * bytes);
       widest = std::max(widest, place + 1);
     }
     lanes.assign(kPatterns, places);
@@ -88,7 +89,7 @@ struct PermutedCase {
   void fill_rows(Index window_bytes, Random& random) {
     const Index positions = shape.taps + args.lead;
     const Index windows = (positions - 1) / args.window_positions;
-    const Index farthest = *std::max_element(lanes[0].windows, lanes[0].windows + 4);
+    const Index farthest = *std::max_element(lanes[0].windows, lanes[0].windows + kPermutedLanes);
     const Index row_bytes = (groups.back().first - kOrigin) * args.pixel_bytes + windows * args.window_step +
                             farthest + window_bytes;
     for (Index row = 0; row < kPermutedRows; ++row) {
@@ -166,9 +167,11 @@ struct PermutedCase {
 
 std::string words_of(const Shape& shape) {
   return std::string("permuted ") + (shape.depth == resize::kDepth8 ? "8" : "16") + " bits " +
-         (shape.window == resize::kWideWindow ? "wide " : "narrow ") + std::to_string(shape.pixels) +
-         (shape.pixels == 1 ? " pixel " : " pixels ") + std::to_string(shape.channels) + " channels " +
-         std::to_string(shape.taps) + " taps";
+         (shape.window == resize::kWideWindow     ? "wide "
+          : shape.window == resize::kNarrowWindow ? "narrow "
+                                                  : "lane windows ") +
+         std::to_string(shape.pixels) + (shape.pixels == 1 ? " pixel " : " pixels ") +
+         std::to_string(shape.channels) + " channels " + std::to_string(shape.taps) + " taps";
 }
 
 }  // namespace
@@ -176,12 +179,15 @@ std::string words_of(const Shape& shape) {
 void add_permuted_trials(const runtime::KernelSet& set, Inputs inputs, Random& random, Trials& trials) {
   const resize::PermutedKernels& kernels = set.resize->permuted;
   for (const auto depth : {resize::kDepth8, resize::kDepth16}) {
-    for (const auto window : {resize::kNarrowWindow, resize::kWideWindow}) {
+    for (const auto window : {resize::kNarrowWindow, resize::kWideWindow, resize::kLaneWindows}) {
+      const bool is_lanes = window == resize::kLaneWindows;  // of grey, in fours
       for (const Index pixels : {1, 2}) {
         resize::PermutedPass* const pass = kernels.depth[depth].pass[window][pixels - 1];
         if (pass == nullptr) continue;
         for (const Index channels : {1, 3, 4}) {
+          if (is_lanes && channels != 1) continue;
           for (const Index taps : {1, 4, 7, 24}) {
+            if (is_lanes && taps % resize::kLaneWindowTaps != 0) continue;
             const Shape shape = {depth, window, pixels, channels, taps};
             const auto c = std::make_shared<PermutedCase>(kernels, shape, inputs, random);
             trials.push_back({words_of(shape), c->multiply_adds(), "multiply-add",

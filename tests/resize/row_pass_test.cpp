@@ -63,6 +63,31 @@ TEST_P(RowPasses, RunsTheOneThatIsWanted) {
   }
 }
 
+// Grey pixels too far apart for a window of two vectors have one for each lane, where the set has such.
+TEST_P(RowPasses, GreyFarApart) {
+  constexpr int widths[][2] = {{700, 37}, {613, 64}, {1000, 17}, {2000, 67}, {300, 16}, {1500, 149}};
+  for (const int bits : {8, 16}) {
+    const auto& pass = GetParam().resize->permuted.depth[depth_of(bits)].pass;
+    for (const int mode : {2, 8}) {
+      for (const auto& [from, to] : widths) {
+        if (mode == 2 && from > 31 * to) continue;  // too many taps
+        resize::RowPassChoice chosen;
+        Trial t;
+        t.mode = mode;
+        t.bits = bits;
+        t.src_width = from;
+        t.dst_width = to;
+        t.src_height = t.dst_height = 7;
+        t.row_pass = RowPassKind::kPermuted;
+        t.chosen = &chosen;
+        ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
+        EXPECT_EQ(chosen.kind == RowPassKind::kPermuted, pass[resize::kLaneWindows][0] != nullptr)
+            << bits << " bits, mode " << mode << ", " << from << " to " << to;
+      }
+    }
+  }
+}
+
 // The choice for pictures of a size, without the pictures.
 resize::RowPassChoice choice_for(const runtime::KernelSet& set, Format format, resize::Mode mode,
                                  std::int32_t from, std::int32_t to) {

@@ -93,6 +93,16 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
   return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }
 
+// Windows of their own spare grey the transposition of four times as many rows: super-sampling, from the L2
+// on with 8 bits, of which a window has twice as many samples; with 16 bits beyond the caches, but there
+// linear, too. In the caches that would be up to 1.9 times as slow.
+bool lane_windows_pay(const RowPassFacts& facts) noexcept {
+  const bool is_8_bit = facts.format.depth == kDepth8;
+  const double most_taps = (is_8_bit ? 1.0 : 2.0) * facts.geometry.x.inverse + 2.0;
+  return static_cast<double>(facts.x.most_taps) <= most_taps &&
+         facts.source_bytes() > (is_8_bit ? facts.tuning.large_source : facts.tuning.huge_source);
+}
+
 // A multiply-add of this pass costs more than one of the transposed pass, unless two pixels share the
 // permuted samples of a small window; but a batch of rows touches a page of memory per row, and this pass
 // reads one row after the other. So short sums nearly always pay, and others beyond the caches.
@@ -112,6 +122,7 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   if (!facts.kernels.permuted.quarters) {
     if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
     if (is_short) return "short sums";
+    if (shape.window == kLaneWindows) return lane_windows_pay(facts) ? "grey far apart" : nullptr;
     // What a permutation of two registers costs does not matter to super-sampling, which picks each sample
     // about once, nor to grey, of which other passes take four times as many rows at a time, each from a page
     // of its own. Elsewhere running sums are faster, but for linear sums that reload few windows.

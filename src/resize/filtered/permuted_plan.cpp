@@ -22,6 +22,11 @@ PermutedPlanRoom take_permuted_plan(runtime::Arena& arena, const AxisGeometry& a
   PermutedPlanRoom room;
   room.most_positions = taps + kSlackPositions;
   room.most_reach = room.most_positions * channels + kWindowBytes[kWideWindow];
+  const bool is_short = mode == Mode::kLinear || mode == Mode::kSuper;
+  if (!runtime::kFewRegisters && channels == 1 && is_short && axis.inverse <= kMostLaneTaps) {
+    const auto apart = static_cast<Index>(axis.inverse * (kPermutedLanes - 1)) + 2;
+    room.most_reach = std::max(room.most_reach, room.most_positions + apart + kWindowBytes[kLaneWindows]);
+  }
   const auto pattern_floats = static_cast<std::uint64_t>((room.most_positions + 2) * kPermutedLanes);
   room.pattern_floats = static_cast<Index>(std::min<std::uint64_t>(groups * pattern_floats, kPatternFloats));
   room.groups = arena.take<PermutedGroup>(groups);
@@ -49,16 +54,29 @@ std::optional<PermutedShape> PermutedPlanner::measure() const noexcept {
   shape.group_count = (count_ + group_pixels_ - 1) / group_pixels_;
   if (!measure_taps(shape) || shape.positions > room_.most_positions) return std::nullopt;
 
-  const Extent window = widest_window();
+  Extent window = widest_window();
   const Index bytes = sample_bytes(format_.depth);
-  if (!kernels_.quarters && window.end * bytes > kWindowBytes[kNarrowWindow]) shape.window = kWideWindow;
+  if (!kernels_.quarters) shape.window = window_of(window.end * bytes);
   const Index samples = (kernels_.quarters ? kQuarterBytes : kWindowBytes[shape.window]) / bytes;
+  if (shape.window == kLaneWindows) {
+    if (shape.positions > kMostLaneTaps) return std::nullopt;
+    window = {window.end - 1, 1};
+    shape.taps[0] = shape.positions = rounded_up(shape.positions, kLaneWindowTaps);
+  }
   if (window.end > samples) return std::nullopt;
   shape.window_positions = (samples - window.end) / format_.channels + 1;
   const Index last_window = (shape.positions - 1) / shape.window_positions * shape.window_positions;
   shape.reach = last_window * format_.channels + window.begin + samples;
   if (shape.reach > room_.most_reach) return std::nullopt;
   return shape;
+}
+
+// The smallest window that holds so many bytes, or else one for each lane where there are such.
+WindowSize PermutedPlanner::window_of(Index bytes) const noexcept {
+  if (bytes <= kWindowBytes[kNarrowWindow]) return kNarrowWindow;
+  const bool has_lane_windows =
+      format_.channels == 1 && pixels_ == 1 && kernels_.depth[format_.depth].pass[kLaneWindows][0] != nullptr;
+  return bytes <= kWindowBytes[kWideWindow] || !has_lane_windows ? kWideWindow : kLaneWindows;
 }
 
 // Taps, lead and positions; false where a group does not fit.
@@ -101,7 +119,7 @@ std::optional<PermutedPlan> PermutedPlanner::fill(const PermutedShape& shape) no
     known = g;
     if (static_cast<Index>(patterns) == most) return std::nullopt;
     group.pattern = patterns++;
-    fill_lanes(g, lanes[group.pattern]);
+    fill_lanes(shape, g, lanes[group.pattern]);
     fill_weights(shape, g, weights + group.pattern * plan.weights_stride);
   }
   plan.groups = room_.groups;
@@ -166,9 +184,16 @@ bool PermutedPlanner::same_pattern(Index a, Index b) const noexcept {
 }
 
 // Lanes that idle take the first sample of the first window.
-void PermutedPlanner::fill_lanes(Index group, PatternLanes& lanes) const noexcept {
+void PermutedPlanner::fill_lanes(const PermutedShape& shape, Index group,
+                                 PatternLanes& lanes) const noexcept {
   const PlaceCodes codes = kernels_.depth[format_.depth].codes;
   lanes = {};
+  if (shape.window == kLaneWindows) {
+    for (Index lane = 0; lane < kPermutedLanes; ++lane) {
+      lanes.windows[lane] = static_cast<std::int32_t>(place_of(group, lane) * sample_bytes(format_.depth));
+    }
+    return;
+  }
   std::fill_n(lanes.codes, kPermutedLanes, codes.first);
   for (Index first = 0; first < used_lanes_; first += kQuarterLanes) {
     const Index window = kernels_.quarters ? extent_of(group, first, first + kQuarterLanes).begin : 0;

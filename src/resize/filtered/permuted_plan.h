@@ -8,6 +8,9 @@
 
 namespace kyv::resize {
 
+// Most taps of pixels with windows of their own: the copies of a row's ends grow with their distance.
+inline constexpr Index kMostLaneTaps = 64;
+
 // A plan's arrays in the work buffer.
 struct PermutedPlanRoom {
   PermutedGroup* groups = nullptr;
@@ -65,10 +68,11 @@ class PermutedPlanner {
   Index place_of(Index group, Index lane) const noexcept;
   Extent extent_of(Index group, Index first, Index end) const noexcept;
   Extent widest_window() const noexcept;
+  WindowSize window_of(Index bytes) const noexcept;
   bool measure_taps(PermutedShape& shape) const noexcept;
   bool same_pattern(Index a, Index b) const noexcept;
   std::size_t slot_of(Index group) const noexcept;
-  void fill_lanes(Index group, PatternLanes& lanes) const noexcept;
+  void fill_lanes(const PermutedShape& shape, Index group, PatternLanes& lanes) const noexcept;
   void fill_weights(const PermutedShape& shape, Index group, float* weights) const noexcept;
 
   const PermutedKernels& kernels_;

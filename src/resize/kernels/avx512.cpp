@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_avx512.h"
 
+#include "resize/kernels/lane_windows.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -10,7 +11,8 @@ namespace kyv::resize {
 namespace {
 
 constexpr PermutedKernels kPermuted{
-    .depth = {{}, permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>()}, .quarters = false};
+    .depth = {{}, permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>(lane_windows_kernel<16>())},
+    .quarters = false};
 
 }  // namespace
 

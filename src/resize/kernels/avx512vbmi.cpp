@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_avx512vbmi.h"
 
+#include "resize/kernels/lane_windows.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -9,9 +10,10 @@
 namespace kyv::resize {
 namespace {
 
-constexpr PermutedKernels kPermuted{.depth = {permuted_vectors<simd::NarrowWindow, simd::WideWindow, 8>(),
-                                              permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>()},
-                                    .quarters = false};
+constexpr PermutedKernels kPermuted{
+    .depth = {permuted_vectors<simd::NarrowWindow, simd::WideWindow, 8>(lane_windows_kernel<8>()),
+              permuted_vectors<simd::NarrowWindow, simd::WideWindow, 16>(lane_windows_kernel<16>())},
+    .quarters = false};
 
 }  // namespace
 

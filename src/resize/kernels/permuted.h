@@ -11,10 +11,11 @@ inline constexpr Index kPermutedRows = 4;    // source rows taken at a time
 inline constexpr Index kMostLanePixels = 2;  // destination pixels whose sums a lane may hold
 inline constexpr Index kPermutedSlack = 32;  // floats that may be written beyond a row's results
 
-// Bytes of a row that a permutation chooses from.
-enum WindowSize : std::uint8_t { kNarrowWindow, kWideWindow, kWindowSizes };
-inline constexpr Index kWindowBytes[kWindowSizes] = {64, 128};
-inline constexpr Index kQuarterBytes = 16;  // the same, of a set that permutes within 16 bytes
+// Bytes of a row that a permutation chooses from; or of each lane's own window, for grey pixels far apart.
+enum WindowSize : std::uint8_t { kNarrowWindow, kWideWindow, kLaneWindows, kWindowSizes };
+inline constexpr Index kWindowBytes[kWindowSizes] = {64, 128, 16};
+inline constexpr Index kQuarterBytes = 16;   // the same, of a set that permutes within 16 bytes
+inline constexpr Index kLaneWindowTaps = 4;  // sums of lane windows have a multiple of as many taps
 
 // Neighbouring destination pixels that are computed together: one in each lane's place, or two, which then
 // share the permuted samples of their common taps.
@@ -24,10 +25,11 @@ struct PermutedGroup {
 };
 
 // Where the lanes of a group find their samples. A set permutes either a whole window at the group's
-// position, or four windows, each for four lanes, at places of their own.
+// position, or four windows, each for four lanes, at places of their own. Lane windows begin with their
+// samples.
 struct alignas(64) PatternLanes {
-  std::uint32_t codes[kPermutedLanes];  // of the sample's place in its window, see PlaceCodes
-  std::int32_t windows[4];              // bytes from the group's position
+  std::uint32_t codes[kPermutedLanes];   // of the sample's place in its window, see PlaceCodes
+  std::int32_t windows[kPermutedLanes];  // bytes from the group's position; four of them, or each lane's
 };
 
 // How a set writes the place of a sample in its window: place n is `first + n * step`.

@@ -20,13 +20,14 @@ struct Samples {
   }
 };
 
-// For a set that permutes over whole vectors.
+// For a set that permutes over whole vectors; `lane_windows` may be null.
 template <class Narrow, class Wide, int kBits>
-constexpr PermutedDepth permuted_vectors() noexcept {
+constexpr PermutedDepth permuted_vectors(PermutedPass* lane_windows) noexcept {
   using NarrowSamples = Samples<Narrow, kBits, kPermutedRows>;
   using WideSamples = Samples<Wide, kBits, kPermutedRows>;
   return {.pass = {{permuted_pass<NarrowSamples, 1>, permuted_pass<NarrowSamples, 2>},
-                   {permuted_pass<WideSamples, 1>, permuted_pass<WideSamples, 2>}},
+                   {permuted_pass<WideSamples, 1>, permuted_pass<WideSamples, 2>},
+                   {lane_windows}},
           .codes = {}};
 }
 

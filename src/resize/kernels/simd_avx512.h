@@ -18,14 +18,24 @@ namespace {
 struct Raw {
   __m512i v;
 };
-inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
-  const auto quad = [&](int row) noexcept {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[row] + offset));
+namespace detail {
+inline Raw quads_of(const std::uint8_t* a, const std::uint8_t* b, const std::uint8_t* c,
+                    const std::uint8_t* d) noexcept {
+  const auto quad = [](const std::uint8_t* p) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
   };
-  __m512i v = _mm512_castsi128_si512(quad(0));
-  v = _mm512_mask_broadcast_i32x4(v, 0x00F0, quad(4));
-  v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(8));
-  return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(12))};
+  __m512i v = _mm512_castsi128_si512(quad(a));
+  v = _mm512_mask_broadcast_i32x4(v, 0x00F0, quad(b));
+  v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(c));
+  return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(d))};
+}
+}  // namespace detail
+inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
+  return detail::quads_of(rows[0] + offset, rows[4] + offset, rows[8] + offset, rows[12] + offset);
+}
+// The same of places of one row, in bytes.
+inline Raw load_quads_at(const std::uint8_t* p, const std::int32_t* places) noexcept {
+  return detail::quads_of(p + places[0], p + places[4], p + places[8], p + places[12]);
 }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
 inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
