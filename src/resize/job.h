@@ -40,6 +40,13 @@ struct ResizeJob {
            geometry.x.first * format.pixel_bytes();
   }
 
+  // Of the region.
+  std::uint64_t source_bytes() const noexcept {
+    return static_cast<std::uint64_t>(geometry.x.usable_size) *
+           static_cast<std::uint64_t>(geometry.y.usable_size) *
+           static_cast<std::uint64_t>(format.pixel_bytes());
+  }
+
   Index dst_row_bytes() const noexcept { return geometry.x.count * format.pixel_bytes(); }
 
   // Whether the destination is better off past the caches.

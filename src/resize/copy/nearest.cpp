@@ -50,7 +50,7 @@ void copy_each(const NearestTables& tables, Index first, Index end, const std::u
   while (first < end) {
     const std::int32_t* const columns = tables.columns + first;
     const Index count = std::min(end - first, kPrefetchedPixels);
-    for (Index i = 0; i < count; i += tables.prefetch_step) {
+    for (Index i = 0; i < count && tables.prefetches; i += tables.prefetch_step) {
       prefetch<false>(src + ahead + columns[i] * kPixel);
     }
     Index done = 0;
@@ -79,6 +79,7 @@ class NearestResize {
     const bool pieces = tables_.pieces.windows != 0;
     units_ = pieces ? tables_.pieces.count : tables_.count;
     unit_ = pieces ? tables_.pieces.step : rows_.pixel;
+    tables_.prefetches = job.source_bytes() > job.tuning.prefetched_source;
     streamed_ = rows_.are_streamed(kernels);
     staged_ = streamed_ || rows_.row_bytes < tables_.pieces.bytes;
   }

@@ -53,6 +53,7 @@ struct NearestTables {
   BytePieces pieces;        // without windows where the row is copied pixel by pixel, as follows
   Index followed = 0;       // leading destination pixels that have a pixel after them on both sides
   Index prefetch_step = 1;  // destination pixels that a cache line of the source gives
+  bool prefetches = false;  // what lies in the L2 is there as soon without
 };
 
 // `pixel` is in bytes.
