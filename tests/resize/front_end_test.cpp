@@ -305,5 +305,24 @@ TEST_F(SqrPixel, ClipsAndRoundsTheWrittenSpan) {
   EXPECT_EQ(g.y.origin, 2);
 }
 
+// A request for a part of its rectangles is served from the buffer that they were promised.
+TEST(WorkBuffer, NeverShrinksAsTheSourceGrows) {
+  for (const std::uint32_t mode : {1u, 2u, 4u, 8u, 16u}) {
+    for (const std::int32_t channels : {1, 3, 4}) {
+      for (const std::int32_t width : {1, 40, 700}) {
+        std::int32_t last = 0;
+        for (std::int32_t from = width; from < 200 * width; from += 1 + from / 20) {
+          std::int32_t bytes = 0;
+          ASSERT_EQ(resize::ippiResizeGetBufSize({0, 0, from, 50}, {0, 0, width, 50}, channels, mode, &bytes),
+                    0);
+          ASSERT_GE(bytes, last) << "mode " << mode << ", channels " << channels << ": " << from << " to "
+                                 << width;
+          last = bytes;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kyv::resize

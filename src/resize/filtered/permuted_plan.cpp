@@ -22,9 +22,10 @@ PermutedPlanRoom take_permuted_plan(runtime::Arena& arena, const AxisGeometry& a
   PermutedPlanRoom room;
   room.most_positions = taps + kSlackPositions;
   room.most_reach = room.most_positions * channels + kWindowBytes[kWideWindow];
-  const bool is_short = mode == Mode::kLinear || mode == Mode::kSuper;
-  if (!runtime::kFewRegisters && channels == 1 && is_short && axis.inverse <= kMostLaneTaps) {
-    const auto apart = static_cast<Index>(axis.inverse * (kPermutedLanes - 1)) + 2;
+  if (!runtime::kFewRegisters && channels == 1) {
+    // No less for a larger factor, which has no such windows: room for that suffices for a smaller one.
+    const double inverse = std::min(axis.inverse, static_cast<double>(kMostLaneTaps));
+    const auto apart = static_cast<Index>(inverse * (kPermutedLanes - 1)) + 2;
     room.most_reach = std::max(room.most_reach, room.most_positions + apart + kWindowBytes[kLaneWindows]);
   }
   const auto pattern_floats = static_cast<std::uint64_t>((room.most_positions + 2) * kPermutedLanes);
