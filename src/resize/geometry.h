@@ -33,6 +33,11 @@ struct Geometry {
   AxisGeometry x;
   AxisGeometry y;
   Mode mode = Mode::kNearest;  // in effect, after the fall-backs for tiny sources
+
+  // Of the region.
+  std::uint64_t source_pixels() const noexcept {
+    return static_cast<std::uint64_t>(x.usable_size) * static_cast<std::uint64_t>(y.usable_size);
+  }
 };
 
 }  // namespace kyv::resize

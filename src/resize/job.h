@@ -42,9 +42,7 @@ struct ResizeJob {
 
   // Of the region.
   std::uint64_t source_bytes() const noexcept {
-    return static_cast<std::uint64_t>(geometry.x.usable_size) *
-           static_cast<std::uint64_t>(geometry.y.usable_size) *
-           static_cast<std::uint64_t>(format.pixel_bytes());
+    return geometry.source_pixels() * static_cast<std::uint64_t>(format.pixel_bytes());
   }
 
   Index dst_row_bytes() const noexcept { return geometry.x.count * format.pixel_bytes(); }

@@ -43,8 +43,7 @@ struct RowPassFacts {
   Tuning tuning;
 
   std::uint64_t source_samples() const noexcept {
-    return static_cast<std::uint64_t>(geometry.x.usable_size) *
-           static_cast<std::uint64_t>(geometry.y.usable_size) * static_cast<std::uint64_t>(format.channels);
+    return geometry.source_pixels() * static_cast<std::uint64_t>(format.channels);
   }
   std::uint64_t source_bytes() const noexcept {
     return source_samples() * static_cast<std::uint64_t>(sample_bytes(format.depth));
