@@ -68,8 +68,8 @@ def program_path(program):
     return str(next((TREE / "build" / "linux" / "tests").rglob(program)))
 
 
-def prepare(programs, jobs):
-    """The sources as they lie in the tree, built and healthy."""
+def prepare():
+    """The sources as they lie in the tree."""
     TREE.mkdir(parents=True, exist_ok=True)
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True,
                             capture_output=True, text=True).stdout.splitlines()
@@ -81,9 +81,6 @@ def prepare(programs, jobs):
         shutil.copy(source, target)
     if not quietly("cmake", "--preset", "linux", "-DKYVMATH_BUILD_BENCHMARKS=OFF", "-DKYVMATH_BUILD_TOOLS=OFF"):
         raise SystemExit("the tree cannot be configured")
-    for program in programs:
-        if not build(program, jobs):
-            raise SystemExit(f"{program} does not build without any fault")
 
 
 def is_killed(mutant, jobs):
@@ -99,6 +96,12 @@ def is_killed(mutant, jobs):
         path.write_text(healthy)
 
 
+def build_healthy(programs, jobs):
+    for program in programs:
+        if not build(program, jobs):
+            raise SystemExit(f"{program} does not build without any fault")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--check", action="store_true")
@@ -110,7 +113,9 @@ def main():
     print("\n".join(faults + [f"{len(mutants)} faults, {len(faults)} of which do not fit the sources"]))
     if faults or arguments.check:
         return 1 if faults else 0
-    prepare(sorted({m.program for m in mutants}), arguments.jobs)
+    prepare()
+    programs = sorted({m.program for m in mutants})
+    build_healthy(programs, arguments.jobs)
     healthy = {(m.program, m.filter) for m in mutants}
     for program, name in sorted(healthy):
         if not quietly(program_path(program), f"--gtest_filter={name}", seconds=SECONDS):
@@ -121,6 +126,7 @@ def main():
         survivors += [] if killed else [mutant]
         print(f"{'killed  ' if killed else 'SURVIVED'} {mutant.number:3} {mutant.file}: {mutant.before!r} -> "
               f"{mutant.after!r} ({mutant.filter})", flush=True)
+    build_healthy(programs, arguments.jobs)  # so that no program is left with a fault
     print(f"{len(mutants) - len(survivors)} of {len(mutants)} killed")
     return 1 if survivors else 0
 
