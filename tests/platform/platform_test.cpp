@@ -17,12 +17,14 @@ struct Relay {
   Handle arrived = nullptr;
   std::uint32_t slot = 0;
   void* seen = nullptr;
+  int arrivals = 0;
 };
 
 KYV_REALIGN_STACK unsigned KYV_STDCALL relay_routine(void* argument) {
   auto& relay = *static_cast<Relay*>(argument);
   relay.seen = os.TlsGetValue(relay.slot);
   os.TlsSetValue(relay.slot, argument);
+  ++relay.arrivals;
   os.SetEvent(relay.arrived);
   os.WaitForSingleObject(relay.go);
   return 7;
@@ -32,12 +34,13 @@ TEST(Platform, EventsReleaseOneWaitAndResetThemselves) {
   Relay relay{.go = os.CreateEventW(), .arrived = os.CreateEventW(), .slot = os.TlsAlloc()};
   ASSERT_NE(relay.slot, kTlsOutOfIndexes);
   EXPECT_TRUE(os.TlsSetValue(relay.slot, &relay.go));
-  for (int round = 0; round < 50; ++round) {
+  for (int round = 1; round <= 50; ++round) {
     std::uint32_t identifier = 0;
     const Handle thread = os._beginthreadex(relay_routine, &relay, &identifier);
     ASSERT_NE(thread, nullptr);
     EXPECT_NE(identifier, 0u);
     EXPECT_EQ(os.WaitForSingleObject(relay.arrived), kWaitObject0);
+    EXPECT_EQ(relay.arrivals, round) << "the event was still signalled";
     EXPECT_TRUE(os.SetEvent(relay.go));
     EXPECT_EQ(os.WaitForSingleObject(thread), kWaitObject0);
     EXPECT_TRUE(os.CloseHandle(thread));

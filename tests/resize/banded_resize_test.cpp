@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -97,6 +100,28 @@ TEST_F(BandedResize, GivesThePixelsOfOneCall) {
     }
     EXPECT_EQ(system.live_handles(), processors > 1 ? static_cast<int>(2 * processors - 1) : 0);
   }
+}
+
+struct WorkBuffer {
+  const std::byte* first = nullptr;
+  std::int32_t bytes = 0;
+};
+WorkBuffer g_used[8];
+std::atomic<std::size_t> g_calls{0};
+
+IppStatus note_work_buffer(const ResizeSqrPixelArguments& a, const Kernels& /*kernels*/) noexcept {
+  std::int32_t bytes = 0;
+  const IppStatus status = ippiResizeGetBufSize(a.src_roi, a.dst_roi, kChannels, a.interpolation, &bytes);
+  g_used[g_calls++] = {static_cast<const std::byte*>(a.work), bytes};
+  return status;
+}
+
+TEST_F(BandedResize, BandsShareNoWorkBuffer) {
+  g_calls = 0;
+  ASSERT_EQ(resize_in_bands(note_work_buffer, kChannels, arguments(16, 31), kernels()), 0);
+  ASSERT_EQ(g_calls, 5u);
+  std::sort(g_used, g_used + 5, [](const WorkBuffer& a, const WorkBuffer& b) { return a.first < b.first; });
+  for (int k = 1; k < 5; ++k) EXPECT_GE(g_used[k].first - g_used[k - 1].first, g_used[k - 1].bytes);
 }
 
 TEST_F(BandedResize, SaysWhatWasRejectedAndWhatWasMissing) {
