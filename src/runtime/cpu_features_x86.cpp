@@ -79,9 +79,9 @@ std::uint32_t features_of(const CpuidSnapshot& cpu) noexcept {
   if (has_all(cpu.leaf1_edx, leaf1_sse2)) features |= kFeatureSse2;
   const bool avx2 = has_all(cpu.leaf1_ecx, leaf1_fma_avx) && has_all(cpu.leaf7_ebx, leaf7_avx2);
   if (avx2 && has_all(cpu.xcr0, saves_ymm)) features |= kFeatureAvx2Fma;
-  const bool avx512 = avx2 && has_all(cpu.leaf7_ebx, leaf7_avx512) && has_all(cpu.xcr0, saves_zmm);
-  if (avx512) features |= kFeatureAvx512;
-  if (avx512 && has_all(cpu.leaf7_ecx, leaf7_vbmi)) features |= kFeatureAvx512Vbmi;
+  // What else a kernel set needs with these is said where the sets are listed.
+  if (has_all(cpu.leaf7_ebx, leaf7_avx512) && has_all(cpu.xcr0, saves_zmm)) features |= kFeatureAvx512;
+  if (has_all(cpu.leaf7_ecx, leaf7_vbmi)) features |= kFeatureAvx512Vbmi;
   return features;
 }
 
