@@ -2,11 +2,15 @@
 // many segments, sums about the block of 128 taps, and sums of very small values.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "api/lifecycle.h"
+#include "resize/resize_request.h"
 #include "resize/trial.h"
 #include "support/variants.h"
+#include "thread/thread_context.h"
 
 namespace kyv::test {
 namespace {
@@ -96,6 +100,31 @@ TEST_P(HardCases, SumsOfSmallWeightsAndSmallSamples) {
                            between(random, 6, 40), between(random, 1, 260), between(random, 1, 40));
     trial.content = Content::kSparse;
     expect_reference(trial);
+  }
+}
+
+// Destination pixel 5 has taps at source pixels 3 to 11, of which the first has a weight of about 2^-105. The
+// product of both axes' weights rounds to 0. What comes next at (5, 5) lies half-way between two floats: were
+// anything left of that product, it would become the other one, and the sample 56.
+TEST_P(HardCases, AProductBelowEveryFloatIsNothing) {
+  constexpr std::int32_t kSource = 14;
+  constexpr std::int32_t kDestination = 10;
+  for (const std::int32_t channels : {1, 3, 4}) {
+    const std::int32_t src_row = kSource * channels;
+    const std::int32_t dst_row = kDestination * channels;
+    std::vector<std::uint16_t> source(static_cast<std::size_t>(kSource * src_row));
+    std::vector<std::uint16_t> results(static_cast<std::size_t>(kDestination * dst_row));
+    std::fill_n(source.begin() + 3 * src_row + 3 * channels, channels, 1);
+    for (const auto& [row, sample] : {std::pair{9, 3200}, {10, 20806}, {11, 55317}})
+      std::fill_n(source.begin() + row * src_row, src_row, sample);
+    const resize::ResizeRequest request{
+        16, channels, 16,      source.data(),  kSource,      kSource,      2 * src_row, 0,
+        0,  kSource,  kSource, results.data(), kDestination, kDestination, 2 * dst_row};
+    ASSERT_EQ(resize::run_resize_request(request, GetParam()), 0);
+    thread::release_thread_context();
+    for (std::int32_t c = 0; c < channels; ++c)
+      EXPECT_EQ(results[static_cast<std::size_t>(5 * dst_row + 5 * channels + c)], 55)
+          << channels << " channels";
   }
 }
 

@@ -40,7 +40,6 @@ template <int kFirst, int kEnd, ColumnSumKind kKind, int kVectors>
 [[gnu::always_inline]] inline void add_rows(ColumnSums<kVectors>& sums, const float* const* rows,
                                             const float* weights0, const float* weights1, Index count,
                                             Index x) noexcept {
-  constexpr bool kExact = kKind == ColumnSumKind::kExact;
   const float* const weights[2] = {weights0, weights1};
   for (Index tap = 0; tap < count; ++tap) {
     const float* row = rows[tap] + x;
@@ -55,8 +54,11 @@ template <int kFirst, int kEnd, ColumnSumKind kKind, int kVectors>
         unroll<0, kVectors / 2>(
             [&](auto i) { simd::accumulate_two(weight, samples + 2 * i, sums.v[r] + 2 * i); });
       } else {
-        unroll<0, kVectors>(
-            [&](auto i) { sums.v[r][i] = simd::accumulate<kExact>(weight, samples[i], sums.v[r][i]); });
+        unroll<0, kVectors>([&](auto i) {
+          sums.v[r][i] = kKind == ColumnSumKind::kExact
+                             ? simd::accumulate<true>(weight, samples[i], sums.v[r][i])
+                             : simd::accumulate_any(weight, samples[i], sums.v[r][i]);
+        });
       }
     });
   }

@@ -19,12 +19,15 @@ inline Samples load_shared_samples(const float* p) noexcept {
   return a;
 }
 inline Sum zero_sum() noexcept { return broadcast(0.0f); }
-// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+// sum + w * x with one rounding. The caller vouches that every sum is a multiple of the smallest float and,
+// with `kSumsAreExact`, that it fits a double.
 template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
   return mul_add(w, x, sum);
 }
-// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+// The same for sums of any size.
+inline Sum accumulate_any(Weight w, Samples x, Sum sum) noexcept { return mul_add(w, x, sum); }
+// accumulate<false> for two vectors.
 inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
   sum[0] = accumulate<false>(w, x[0], sum[0]);
   sum[1] = accumulate<false>(w, x[1], sum[1]);

@@ -45,14 +45,17 @@ inline double add_to_odd(double a, double b) noexcept {
 
 }  // namespace detail
 
-// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
+// sum + w * x with one rounding. The caller vouches that every sum is a multiple of the smallest float and,
+// with `kSumsAreExact`, that it fits a double.
 template <bool kSumsAreExact>
 inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
   const double product = w.v * x.v;
   const double next = kSumsAreExact ? sum.v + product : detail::add_to_odd(sum.v, product);
   return {static_cast<double>(static_cast<float>(next))};
 }
-// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+// The same for sums of any size.
+inline Sum accumulate_any(Weight w, Samples x, Sum sum) noexcept { return accumulate<false>(w, x, sum); }
+// accumulate<false> for two vectors.
 inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
   sum[0] = accumulate<false>(w, x[0], sum[0]);
   sum[1] = accumulate<false>(w, x[1], sum[1]);

@@ -94,18 +94,27 @@ inline Sum add_rounding_once(Sum a, Samples b) noexcept {
 }  // namespace detail
 using namespace detail;
 
-// sum + w * x with one rounding. With `kSumsAreExact` the caller vouches that every sum fits a double.
-// Always inlined, like the next: as calls they take twice as long.
+// sum + w * x with one rounding. The caller vouches that every sum is a multiple of the smallest float and,
+// with `kSumsAreExact`, that it fits a double. Always inlined, like the next two: as calls they take twice as
+// long.
 template <bool kSumsAreExact>
 [[gnu::always_inline]] inline Sum accumulate(Weight w, Samples x, Sum sum) noexcept {
   const Sum next = add(sum, multiply(w, x));
   if constexpr (kSumsAreExact) return {round_to_float(next.lo), round_to_float(next.hi)};
+  if (_mm_movemask_epi8(half_way(next)) != 0) [[unlikely]] {
+    return add_rounding_once(sum, multiply_again(w, x));
+  }
+  return round_to_bits(next);
+}
+// The same for sums of any size.
+[[gnu::always_inline]] inline Sum accumulate_any(Weight w, Samples x, Sum sum) noexcept {
+  const Sum next = add(sum, multiply(w, x));
   if (_mm_movemask_epi8(_mm_or_si128(half_way(next), below_normal(next))) != 0) [[unlikely]] {
     return add_rounding_once(sum, multiply_again(w, x));
   }
   return round_to_bits(next);
 }
-// The same for two vectors. The caller vouches that every sum is a multiple of the smallest float.
+// accumulate<false> for two vectors.
 [[gnu::always_inline]] inline void accumulate_two(Weight w, const Samples* x, Sum* sum) noexcept {
   const Sum next[2] = {add(sum[0], multiply(w, x[0])), add(sum[1], multiply(w, x[1]))};
   if (_mm_movemask_epi8(_mm_or_si128(half_way(next[0]), half_way(next[1]))) != 0) [[unlikely]] {
