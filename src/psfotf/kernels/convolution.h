@@ -35,32 +35,46 @@ template <class V, Decimation D, class Copy>
   }
 }
 
-// What is left of a convolution between its outer stages: the spectrum and back again, real and imaginary
-// parts exchanged, part after part. Adds `offset` to each result; returns the sum of the inputs.
+// A part of a convolution between its outer stages: the spectrum and back again, real and imaginary parts
+// exchanged.
+template <class V>
+void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum, LaneOf<V>* part,
+                   MeanValue<V>* mean) noexcept {
+  const std::int32_t count = inner.length / inner.radices[0];
+  const int last = inner.stages - 1;
+  const std::int32_t radix = inner.radices[last];
+  const auto convolved = last > 0 && radix <= kMaxFixedRadix ? kRadixCode<V>[radix].convolved : nullptr;
+  if (convolved != nullptr) {
+    run_part<V>(inner, last, part);
+    convolved(part, count / radix, spectrum, mean);
+    return run_part_in_time<V>(inner, last, part);
+  }
+  run_part<V>(inner, inner.stages, part);
+  if (mean != nullptr) mean->take(load_element<V>(part));
+  for (std::int32_t k = 0; k < count; ++k) {
+    LaneOf<V>* place = part + k * kElement<V>;
+    store_element<V>(place, exchanged_product(load_element<V>(place), spectrum, k));
+  }
+  if (mean != nullptr) store_element<V>(part, mean->add(load_element<V>(part)));
+  run_part_in_time<V>(inner, inner.stages, part);
+}
+
+// All parts. Adds `offset` to each result; returns the sum of the inputs.
 template <class V>
 Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                           const Complex<V>& offset) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  const std::int32_t count = inner.length / inner.radices[0];
+  const std::ptrdiff_t count = inner.length / inner.radices[0];
   const std::int32_t spectra = spectrum_parts(plan.method, inner.radices[0]);
-  Complex<V> sum{};
+  // A constant in every result of the inverse transform is a constant in its first input.
+  MeanValue<V> mean{{}, offset};
   for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
-    run_part<V>(inner, inner.stages, data);
-    if (i == 0) sum = load_element<V>(data);
     const bool reversed = i >= spectra;
-    std::ptrdiff_t at = static_cast<std::ptrdiff_t>(reversed ? inner.radices[0] - i : i) * count;
-    if (reversed) at += count - 1;
-    for (std::int32_t k = 0; k < count; ++k, at += reversed ? -1 : 1) {
-      LaneOf<V>* place = data + k * kElement<V>;
-      const Complex<V> c = multiply(load_element<V>(place), simd::broadcast(plan.spectrum_re[at]),
-                                    simd::broadcast(plan.spectrum_im[at]));
-      store_element<V>(place, Complex<V>{c.im, c.re});
-    }
-    // A constant in every result of the inverse transform is a constant in its first input.
-    if (i == 0) store_element<V>(data, load_element<V>(data) + Complex<V>{offset.im, offset.re});
-    run_part_in_time<V>(inner, data);
+    const std::ptrdiff_t at = reversed ? (inner.radices[0] - i + 1) * count - 1 : i * count;
+    convolve_part<V>(inner, {plan.spectrum_re + at, plan.spectrum_im + at, reversed ? -1 : 1}, data,
+                     i == 0 ? &mean : nullptr);
   }
-  return sum;
+  return mean.sum;
 }
 
 // Rader 1968: the powers of a generator turn a prime length p into a cyclic convolution of length p - 1.

@@ -144,6 +144,56 @@ void last_stage(const LaneOf<V>* from, LaneOf<V>* to, std::int32_t groups) noexc
   }
 }
 
+// The values that a convolution multiplies the elements of a part with.
+template <class T>
+struct Spectrum {
+  const T* re;
+  const T* im;
+  std::ptrdiff_t step;  // from an element's value to that of the next
+};
+
+// What becomes of a convolution's mean value: the sum of the inputs, as the spectrum has it, and what is
+// added to each result.
+template <class V>
+struct MeanValue {
+  Complex<V> sum;
+  Complex<V> offset;
+
+  // Called with the first element before and behind its product.
+  void take(const Complex<V>& x) noexcept { sum = x; }
+  Complex<V> add(const Complex<V>& y) const noexcept { return {y.re + offset.im, y.im + offset.re}; }
+};
+
+// The product with element k of the spectrum, real and imaginary part exchanged.
+template <class V>
+[[gnu::always_inline]] inline Complex<V> exchanged_product(const Complex<V>& a,
+                                                           const Spectrum<LaneOf<V>>& spectrum,
+                                                           std::ptrdiff_t k) noexcept {
+  const Complex<V> c = multiply(a, simd::broadcast(spectrum.re[k * spectrum.step]),
+                                simd::broadcast(spectrum.im[k * spectrum.step]));
+  return {c.im, c.re};
+}
+
+// The middle of a convolution without a way through memory: the last stage in frequency, the product with the
+// spectrum and the first stage in time, which is the same butterfly. The part with the first element has a
+// mean value, the others null.
+template <class V, int R>
+void convolved_stage(LaneOf<V>* data, std::int32_t groups, const Spectrum<LaneOf<V>>& spectrum,
+                     MeanValue<V>* mean) noexcept {
+  for (std::int32_t g = 0; g < groups; ++g, data += R * kElement<V>) {
+    Complex<V> x[R];
+    transform_elements<V, R>(data, x);
+    const bool is_first = g == 0 && mean != nullptr;
+    if (is_first) mean->take(x[0]);
+#pragma GCC unroll 16
+    for (int i = 0; i < R; ++i) x[i] = exchanged_product(x[i], spectrum, g * std::ptrdiff_t{R} + i);
+    if (is_first) x[0] = mean->add(x[0]);
+    Butterfly<R>::apply(x);
+#pragma GCC unroll 16
+    for (int i = 0; i < R; ++i) store_element<V>(data + i * kElement<V>, x[i]);
+  }
+}
+
 // Where the last stage over adjacent blocks of columns leaves its results: rows of doubles.
 template <class T>
 struct ColumnOutput {
@@ -369,6 +419,7 @@ struct RadixCode {
   void (*store_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*store_mirrored_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
+  void (*convolved)(LaneOf<V>*, std::int32_t, const Spectrum<LaneOf<V>>&, MeanValue<V>*) noexcept;
 };
 
 template <class V, int R>
@@ -383,6 +434,10 @@ constexpr RadixCode<V> radix_code() noexcept {
   }
   if constexpr (!one_lane) code.store_last = store_last_stage<V, R, Stored::kOnce>;
   if constexpr (!one_lane && R != 11 && R != 13) code.load_first = load_first_stage<V, R>;
+  // Lengths of convolutions are even, and these factors come last.
+  if constexpr (R == 2 || R == 4 || R == 8 || (!one_lane && (R == 6 || R == 10 || R == 12))) {
+    code.convolved = convolved_stage<V, R>;
+  }
   if constexpr (!one_lane && (R == 4 || R == 5 || R == 8 || R == 10)) {
     code.store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>;
     if constexpr (kBlocksInLine<V> == 1) code.stream_last = stream_last_stage<V, R>;
@@ -554,12 +609,14 @@ void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part,
   }
 }
 
-// All stages but the first, in time: from the places that run_part() leaves results at to natural order.
+// Stages last - 1 to 1 in time, from where run_part() leaves results: behind the first `last` of them to
+// natural order.
 template <class V>
-void run_part_in_time(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* part) noexcept {
-  std::int32_t groups = plan.length / plan.radices[0];
+void run_part_in_time(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part) noexcept {
   std::int32_t length = 1;
-  for (int s = plan.stages - 1; s >= 1; --s) {
+  for (int s = plan.stages - 1; s >= last; --s) length *= plan.radices[s];
+  std::int32_t groups = plan.length / plan.radices[0] / length;
+  for (int s = last - 1; s >= 1; --s) {
     const std::int32_t radix = plan.radices[s];
     groups /= radix;
     run_stage<V, Decimation::kInTime>(plan, s, groups, length * radix, length, part);
