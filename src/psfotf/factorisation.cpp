@@ -244,13 +244,4 @@ bool is_possible(const LineShape& shape) noexcept {
   return shape.method == LineMethod::kMixedRadix || shape.inner_length > 0;
 }
 
-std::int32_t sum_order(const LineShape& shape) noexcept {
-  std::int32_t order = 1;
-  for (int s = 0; s < shape.direct_stages(); ++s) {
-    const std::int32_t radix = shape.radices[s];
-    if (radix > kMaxFixedRadix && order % radix != 0) order *= radix;
-  }
-  return order;
-}
-
 }  // namespace kyv::psfotf

@@ -45,9 +45,6 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
 // summed directly.
 bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept;
 
-// The least order of roots for all stages that are summed directly; 1 where there is none.
-std::int32_t sum_order(const LineShape& shape) noexcept;
-
 // Whether there is a way at all: not for lengths whose convolution would pass 31 bits.
 bool is_possible(const LineShape& shape) noexcept;
 

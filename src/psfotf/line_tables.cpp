@@ -67,33 +67,30 @@ RootTable<T> lay_roots(std::int32_t order, runtime::Arena& arena) noexcept {
   return {order, re, im};
 }
 
-// The roots that sums of radices without code of their own take, out of more of them.
+std::uint64_t sum_root_values(const LineShape& shape) noexcept {
+  return static_cast<std::uint64_t>(sum_roots_before(shape.radices, shape.direct_stages()));
+}
+
+// LinePlan::sum_roots, of roots whose order is a multiple of the length; null where there are none.
 template <class T>
-class SumRoots {
- public:
-  SumRoots(const LineShape& shape, runtime::Arena& arena) noexcept
-      : order_(sum_order(shape)), re_(arena.take<T>(count())), im_(arena.take<T>(count())) {}
-
-  template <class Root>
-  void fill(LinePlan<T>& plan, const RootTable<Root>& roots) noexcept {
-    if (order_ == 1) return;
-    const std::int32_t step = roots.order / order_;
-    for (std::int32_t k = 0; k < order_; ++k) {
-      re_[k] = static_cast<T>(roots.re[k * step]);
-      im_[k] = static_cast<T>(roots.im[k * step]);
+const T* fill_sum_roots(const LineShape& shape, const RootTable<T>& roots, T* sum_roots) noexcept {
+  T* next = sum_roots;
+  for (int s = 0; s < shape.direct_stages() && shape.radices[s] > kMaxFixedRadix; ++s) {
+    const std::int32_t radix = shape.radices[s];
+    if (radix == shape.radices[s + 1]) continue;
+    const std::int32_t half = radix / 2;
+    const std::int32_t step = roots.order / radix;
+    for (std::int32_t n = 1; n <= half; ++n) {
+      for (std::int32_t k = 1; k <= half; ++k, ++next) {
+        const std::int32_t root = n * k % radix * step;
+        next[0] = roots.re[root];
+        next[half * half] = roots.im[root];
+      }
     }
-    plan.root_re = re_;
-    plan.root_im = im_;
-    plan.root_count = order_;
+    next += half * half;
   }
-
- private:
-  std::uint64_t count() const noexcept { return order_ == 1 ? 0 : static_cast<std::uint64_t>(order_); }
-
-  std::int32_t order_;
-  T* re_;
-  T* im_;
-};
+  return next != sum_roots ? sum_roots : nullptr;
+}
 
 }  // namespace
 
@@ -103,13 +100,13 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
-  SumRoots<T> sum_roots(shape, arena);
+  auto* sum_roots = arena.take<T>(sum_root_values(shape));
   if (arena.is_counting()) return nullptr;
   *plan = mixed_radix_plan<T>(shape, gap);
   fill_positions(shape, gap, positions);
   fill_stage_roots(shape, roots, stage_roots);
   plan->stage_roots = stage_roots;
-  sum_roots.fill(*plan, roots);
+  plan->sum_roots = fill_sum_roots(shape, roots, sum_roots);
   plan->positions = positions;
   return plan;
 }
@@ -234,7 +231,7 @@ const LinePlan<double>* lay_inner(const LineShape& shape, PartGap gap, runtime::
                                   const runtime::Arena* scratch, PlanningMemory& memory) noexcept {
   auto* plan = arena.take<LinePlan<double>>(1);
   auto* stage_roots = arena.take<double>(2 * static_cast<std::uint64_t>(shape.length));
-  SumRoots<double> sum_roots(shape, arena);
+  auto* sum_roots = arena.take<double>(sum_root_values(shape));
   runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
   const RootTable<double> roots = lay_roots<double>(shape.length, beyond);
   memory.count(beyond);
@@ -242,7 +239,7 @@ const LinePlan<double>* lay_inner(const LineShape& shape, PartGap gap, runtime::
   *plan = mixed_radix_plan<double>(shape, gap);
   fill_stage_roots(shape, roots, stage_roots);
   plan->stage_roots = stage_roots;
-  sum_roots.fill(*plan, roots);
+  plan->sum_roots = fill_sum_roots(shape, roots, sum_roots);
   return plan;
 }
 
@@ -251,14 +248,18 @@ const LinePlan<float>* lay_rounded(const LineShape& shape, PartGap gap, const Li
                                    runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<float>>(1);
   auto* stage_roots = arena.take<float>(2 * static_cast<std::uint64_t>(shape.length));
-  SumRoots<float> sum_roots(shape, arena);
+  auto* sum_roots = arena.take<float>(sum_root_values(shape));
   if (arena.is_counting()) return nullptr;
   *plan = mixed_radix_plan<float>(shape, gap);
-  const std::ptrdiff_t values = 2 * (static_cast<std::ptrdiff_t>(shape.length) - 1);
-  std::transform(exact->stage_roots, exact->stage_roots + values, stage_roots,
-                 [](double root) { return static_cast<float>(root); });
-  plan->stage_roots = stage_roots;
-  sum_roots.fill(*plan, RootTable<double>{exact->root_count, exact->root_re, exact->root_im});
+  const auto round = [](const double* from, std::uint64_t count, float* to) {
+    std::transform(from, from + count, to, [](double root) { return static_cast<float>(root); });
+    return to;
+  };
+  plan->stage_roots =
+      round(exact->stage_roots, 2 * (static_cast<std::uint64_t>(shape.length) - 1), stage_roots);
+  if (exact->sum_roots != nullptr) {
+    plan->sum_roots = round(exact->sum_roots, sum_root_values(shape), sum_roots);
+  }
   return plan;
 }
 

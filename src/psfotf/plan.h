@@ -41,11 +41,10 @@ struct LinePlan {
   // For each stage the line that its butterflies are, where these are convolutions, else null; all of it null
   // where none is.
   const LinePlan* const* primes;
-  // exp(-2 pi i k / root_count), k < root_count, a multiple of the radices that are summed directly; null
-  // where there is none.
-  const T* root_re;
-  const T* root_im;
-  std::int32_t root_count;
+  // For each radix R = 2 h + 1 that is summed directly, once and in the order of the stages: the real parts
+  // of exp(-2 pi i k n / R), h rows, n = 1 to h, of k = 1 to h, and then as many imaginary parts; null where
+  // there is no such radix.
+  const T* sum_roots;
 
   // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
   // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
@@ -65,6 +64,17 @@ struct LinePlan {
   const T* chirp_re;
   const T* chirp_im;
 };
+
+// Where in LinePlan::sum_roots those of stage s begin; for s behind the last such stage, how many there are.
+// Radices that are summed directly come first, equal ones side by side.
+[[gnu::always_inline]] constexpr std::int64_t sum_roots_before(const std::int32_t* radices, int s) noexcept {
+  std::int64_t values = 0;
+  for (int i = 0; i < s && radices[i] > kMaxFixedRadix; ++i) {
+    const std::int64_t half = radices[i] / 2;
+    if (radices[i] != radices[i + 1]) values += 2 * half * half;
+  }
+  return values;
+}
 
 // Bluestein's kernel is its own mirror image, and so is its transform: behind the middle, part i of the inner
 // transform has the values of part radix - i in reverse order. Rader's is kept whole.

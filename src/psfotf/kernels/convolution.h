@@ -30,7 +30,7 @@ template <class V, Decimation D, class Copy>
       }
     };
     if (D == Decimation::kInFrequency) copy_all();
-    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, stage_roots<V>(plan, plan.length, radix, first));
+    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, first_stage_roots<V>(plan, first));
     if (D == Decimation::kInTime) copy_all();
   }
 }

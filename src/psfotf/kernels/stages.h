@@ -39,13 +39,11 @@ template <class V>
 }
 
 // The roots of a stage. Each butterfly has radix - 1 of its own, real and imaginary parts in turn, for
-// results (or inputs) 1 and on; the whole circle is for sums of any radix.
+// results (or inputs) 1 and on; those of sums are LinePlan::sum_roots of the stage's radix.
 template <class T>
 struct Roots {
   const T* own;  // of the first butterfly
-  const T* circle_re;
-  const T* circle_im;
-  std::ptrdiff_t order;
+  const T* sums;
 };
 
 // Where the roots of a stage belong: behind its butterflies or, reversed, before them.
@@ -317,50 +315,65 @@ struct MirroredInputs {
   Complex<V> difference[kMaxDirectRadix / 2];
 };
 
-// Results k to k + Count - 1 of `radix`, k from 1 on, and those mirrored to them, each handed to
-// store(result, value). Several at once take each sum and difference from memory once.
-template <class V, int Count, class Store>
-[[gnu::always_inline]] inline void sum_directly(const MirroredInputs<V>& inputs,
-                                                const Roots<LaneOf<V>>& roots, int radix, int k,
-                                                const Store& store) noexcept {
-  const std::ptrdiff_t turn = roots.order / radix;  // one radix-th of the circle
-  Complex<V> even[Count];
-  Complex<V> odd[Count];
-  std::ptrdiff_t at[Count];
-#pragma GCC unroll 4
-  for (int n = 0; n < Count; ++n) {
-    even[n] = inputs.first;
-    odd[n] = {constant<V>(0), constant<V>(0)};
-    at[n] = 0;
-  }
-  for (int i = 0; i < radix / 2; ++i) {
-    const Complex<V> sum = inputs.sum[i];
-    const Complex<V> difference = inputs.difference[i];
-#pragma GCC unroll 4
-    for (int n = 0; n < Count; ++n) {
-      at[n] += (k + n) * turn;
-      if (at[n] >= roots.order) at[n] -= roots.order;
-      const V c = simd::broadcast(roots.circle_re[at[n]]);
-      const V s = simd::broadcast(roots.circle_im[at[n]]);
-      even[n].re = mul_add(sum.re, c, even[n].re);
-      even[n].im = mul_add(sum.im, c, even[n].im);
-      odd[n].re = mul_add(difference.re, s, odd[n].re);
-      odd[n].im = mul_add(difference.im, s, odd[n].im);
+// Adds to each of Count sums the terms, one after another, times values of the sum's own column of `roots`,
+// whose rows are `half` long.
+template <class V, int Count>
+[[gnu::always_inline]] inline void add_products(const Complex<V>* terms, int half, const LaneOf<V>* roots,
+                                                Complex<V>* sums) noexcept {
+  for (int n = 0; n < half; ++n, roots += half) {
+    const Complex<V> term = terms[n];
+#pragma GCC unroll 8
+    for (int i = 0; i < Count; ++i) {
+      const V root = simd::broadcast(roots[i]);
+      sums[i].re = mul_add(term.re, root, sums[i].re);
+      sums[i].im = mul_add(term.im, root, sums[i].im);
     }
-  }
-#pragma GCC unroll 4
-  for (int n = 0; n < Count; ++n) {
-    store(k + n, add_i(even[n], odd[n]));
-    store(radix - k - n, sub_i(even[n], odd[n]));
   }
 }
 
-// As many results as the registers hold the sums of.
-template <class V>
-inline constexpr int kSumsAtOnce = V::kLanes == 1 || simd::kRegisters < 16 ? 1 : (kManyRegisters ? 4 : 2);
+// Results k to k + Count - 1 of `radix`, k from 1 on, and those mirrored to them, each handed to
+// store(result, value). Several at once take each sum and difference from memory once.
+template <class V, int Count, class Store>
+[[gnu::always_inline]] inline void sum_directly(const MirroredInputs<V>& inputs, const LaneOf<V>* roots,
+                                                int radix, int k, const Store& store) noexcept {
+  const int half = radix / 2;
+  Complex<V> even[Count];
+  Complex<V> odd[Count];
+#pragma GCC unroll 8
+  for (int i = 0; i < Count; ++i) {
+    even[i] = inputs.first;
+    odd[i] = {constant<V>(0), constant<V>(0)};
+  }
+  add_products<V, Count>(inputs.sum, half, roots + k - 1, even);
+  add_products<V, Count>(inputs.difference, half, roots + half * half + k - 1, odd);
+#pragma GCC unroll 8
+  for (int i = 0; i < Count; ++i) {
+    store(k + i, add_i(even[i], odd[i]));
+    store(radix - k - i, sub_i(even[i], odd[i]));
+  }
+}
 
-// With AVX2, smaller radices take 2 to 3 % longer with two results at once (measured).
-inline constexpr int kLeastRadixAtOnce = simd::kHasFusedMultiplyAdd && !kManyRegisters ? 29 : 0;
+// All results but the first: groups of up to as many as the registers hold the sums of, equal but for one.
+// With half of a radix of at least 17 that is four to six, with eight registers one or two.
+template <class V, class Store>
+[[gnu::always_inline]] inline void sum_directly(const MirroredInputs<V>& inputs, const LaneOf<V>* roots,
+                                                int radix, const Store& store) noexcept {
+  constexpr int at_once = simd::kRegisters < 16 ? 2 : 6;
+  const int half = radix / 2;
+  int k = 1;
+  for (int groups = (half + at_once - 1) / at_once; groups > 0; --groups) {
+    const int count = (half + 1 - k + groups - 1) / groups;
+    if constexpr (at_once == 2) {
+      if (count == 2) sum_directly<V, 2>(inputs, roots, radix, k, store);
+      if (count == 1) sum_directly<V, 1>(inputs, roots, radix, k, store);
+    } else {
+      if (count == 6) sum_directly<V, 6>(inputs, roots, radix, k, store);
+      if (count == 5) sum_directly<V, 5>(inputs, roots, radix, k, store);
+      if (count == 4) sum_directly<V, 4>(inputs, roots, radix, k, store);
+    }
+    k += count;
+  }
+}
 
 // An odd radix without code of its own, summed directly.
 template <class V, Decimation D>
@@ -391,13 +404,7 @@ void direct_stage(LaneOf<V>* data, int radix, std::int32_t groups, std::int32_t 
         total = total + inputs.sum[i];
       }
       store_element<V>(data, total);
-      int k = 1;
-      if (radix >= kLeastRadixAtOnce) {
-        for (; k + kSumsAtOnce<V> <= half + 1; k += kSumsAtOnce<V>) {
-          sum_directly<V, kSumsAtOnce<V>>(inputs, roots, radix, k, store);
-        }
-      }
-      for (; k <= half; ++k) sum_directly<V, 1>(inputs, roots, radix, k, store);
+      sum_directly<V>(inputs, roots.sums, radix, store);
       data += kElement<V>;
       own += 2 * (radix - 1);
     }
@@ -558,13 +565,18 @@ void stream_last(int radix, const ColumnOutput<LaneOf<V>>& out, std::int32_t fir
   }
 }
 
-// The roots of the stage that takes transforms of `length` elements, from butterfly `first` of this radix on.
+// The roots of stage s, which takes transforms of `length` elements.
 template <class V>
-Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t length, int radix = 1,
-                             std::int32_t first = 0) noexcept {
+Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t length) noexcept {
   const std::ptrdiff_t before = static_cast<std::ptrdiff_t>(plan.length) - length;
-  const std::ptrdiff_t skipped = static_cast<std::ptrdiff_t>(radix - 1) * first;
-  return {plan.stage_roots + 2 * (before + skipped), plan.root_re, plan.root_im, plan.root_count};
+  return {plan.stage_roots + 2 * before, plan.sum_roots + sum_roots_before(plan.radices, s)};
+}
+
+// Those of the first stage from butterfly `first` on.
+template <class V>
+Roots<LaneOf<V>> first_stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t first = 0) noexcept {
+  const std::ptrdiff_t skipped = static_cast<std::ptrdiff_t>(plan.radices[0] - 1) * first;
+  return {plan.stage_roots + 2 * skipped, plan.sum_roots};
 }
 
 template <class V, Decimation D>
@@ -587,7 +599,7 @@ void run_stage(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t groups, std:
   const std::int32_t radix = plan.radices[s];
   const std::int32_t m = length / radix;
   if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, data, groups);
-  const Roots<LaneOf<V>> roots = stage_roots<V>(plan, length);
+  const Roots<LaneOf<V>> roots = stage_roots<V>(plan, s, length);
   if constexpr (D == Decimation::kInFrequency) {
     const LinePlan<LaneOf<V>>* prime = plan.primes != nullptr ? plan.primes[s] : nullptr;
     if (prime != nullptr) return convolution_stage<V>(*prime, data, groups, m, pitch, roots.own, work);
