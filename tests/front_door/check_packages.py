@@ -12,6 +12,7 @@ installs nothing, and that an unknown command is named.
 Exits with 77 (skipped) where this cannot be done: no Debian, or no right to change the root folder.
 """
 
+import functools
 import os
 import pathlib
 import re
@@ -96,65 +97,89 @@ class Packages:
         return found
 
 
-def link_files(packages, native, root):
-    """Lays out the files of the packages below root; what is linked is not copied."""
-    for top in pathlib.Path("/").iterdir():
-        if top.is_symlink():
-            (root / top.name).symlink_to(os.readlink(top))
-    for package in sorted(packages):
-        folder = pathlib.Path("/var/lib/dpkg/info")
-        names = (package, f"{package}:{native}", package.partition(":")[0])
-        listed = next(one for one in (folder / f"{name}.list" for name in names) if one.exists())
-        for line in listed.read_text().splitlines():
-            place(pathlib.Path(line), root)
+TOPS = ("usr", "bin", "sbin", "lib", "lib32", "lib64", "libx32", "etc", "var")
+NOT_NEEDED = ("/usr/share/doc/", "/usr/share/man/", "/usr/share/locale/")
+real_folder = functools.lru_cache(maxsize=None)(os.path.realpath)
 
 
-def place(path, root):
-    if path.parts[1:2] and path.parts[1] in ("usr", "bin", "sbin", "lib", "lib32", "lib64", "libx32", "etc", "var"):
-        target = root / os.path.realpath(path.parent)[1:] / path.name
-        if path.parts[1:3] == ("usr", "share") and path.parts[3:4] and path.parts[3] in ("doc", "man", "locale"):
-            return
-        if os.path.lexists(target):
-            return
-        if path.is_symlink():
-            target.parent.mkdir(parents=True, exist_ok=True)
-            target.symlink_to(os.readlink(path))
-        elif path.is_dir():
-            target.mkdir(parents=True, exist_ok=True)
-        elif path.is_file():
-            target.parent.mkdir(parents=True, exist_ok=True)
-            os.link(path, target)
+class Root:
+    """A root folder with the files of some packages alone; what is linked is not copied. From one set of packages to
+    the next only the difference is linked or removed. Folders stay: nothing looks for an empty one."""
 
+    def __init__(self, folder, native):
+        self.folder, self.native = folder, native
+        self.files, self.choices, self.listed = {}, [], {}
+        for top in pathlib.Path("/").iterdir():
+            if top.is_symlink():
+                (folder / top.name).symlink_to(os.readlink(top))
+        for name in ("dev", "proc", "tmp", "root", "usr/local/bin", "etc/alternatives"):
+            (folder / name).mkdir(parents=True, exist_ok=True)
+        (folder / "tmp").chmod(0o1777)
+        for tool, text in STAND_INS.items():
+            stand_in = folder / "usr/local/bin" / tool
+            stand_in.write_text(text)
+            stand_in.chmod(0o755)
+        shutil.copytree(ROOT, folder / "kyvmath",
+                        ignore=lambda parent, names: NO_CHECKOUT if pathlib.Path(parent) == ROOT else ())
 
-def link_alternatives(root):
-    """Names that are not a package's own but the administrator's choice among packages: c++, cc, awk ..."""
-    kept = root / "etc/alternatives"
-    kept.mkdir(parents=True, exist_ok=True)
-    for folder in ("/usr/bin", "/usr/lib"):
-        for name in pathlib.Path(folder).iterdir():
-            if not name.is_symlink() or not os.readlink(name).startswith("/etc/alternatives/"):
-                continue
-            choice = pathlib.Path(os.readlink(name))
-            if os.path.lexists(choice) and (root / os.readlink(choice)[1:]).exists():
-                for link in (name, choice):
-                    if not os.path.lexists(root / str(link)[1:]):
-                        (root / str(link)[1:]).symlink_to(os.readlink(link))
+    def hold(self, packages):
+        """Makes it the root of these packages, in which no command has run yet."""
+        for link in self.choices:
+            link.unlink(missing_ok=True)
+        wanted = {}
+        for package in sorted(packages):
+            for target, source in self.files_of(package).items():
+                wanted.setdefault(target, source)
+        for target in self.files.keys() - wanted.keys():
+            if not os.path.isdir(target) or os.path.islink(target):
+                pathlib.Path(target).unlink(missing_ok=True)
+        for target in wanted.keys() - self.files.keys():
+            self.place(wanted[target], target)
+        self.files = wanted
+        self.link_alternatives()
+        for tool in ("dpkg-query", "apt-get"):  # ./dev then takes its packages as given
+            (self.folder / "usr/bin" / tool).unlink(missing_ok=True)
+        for name in NO_CHECKOUT:
+            shutil.rmtree(self.folder / "kyvmath" / name, ignore_errors=True)
+        (self.folder / "configured").unlink(missing_ok=True)
 
+    def files_of(self, package):
+        """Where the files of a package come to lie, each with its place on this machine."""
+        if package not in self.listed:
+            info = pathlib.Path("/var/lib/dpkg/info")
+            names = (package, f"{package}:{self.native}", package.partition(":")[0])
+            text = next(one for one in (info / f"{name}.list" for name in names) if one.exists()).read_text()
+            paths = [line for line in text.splitlines()
+                     if line.count("/") > 1 and line.split("/")[1] in TOPS and not line.startswith(NOT_NEEDED)]
+            self.listed[package] = {f"{self.folder}{real_folder(os.path.dirname(path))}/{os.path.basename(path)}": path
+                                    for path in paths}
+        return self.listed[package]
 
-def make_root(root, packages, native):
-    root.mkdir(parents=True)
-    link_files(packages, native, root)
-    link_alternatives(root)
-    for folder in ("dev", "proc", "tmp", "root", "usr/local/bin"):
-        (root / folder).mkdir(parents=True, exist_ok=True)
-    (root / "tmp").chmod(0o1777)
-    for tool, text in STAND_INS.items():
-        stand_in = root / "usr/local/bin" / tool
-        stand_in.write_text(text)
-        stand_in.chmod(0o755)
-    for tool in ("dpkg-query", "apt-get"):  # ./dev then takes its packages as given
-        (root / "usr/bin" / tool).unlink(missing_ok=True)
-    shutil.copytree(ROOT, root / "kyvmath", ignore=lambda folder, names: NO_CHECKOUT if pathlib.Path(folder) == ROOT else ())
+    @staticmethod
+    def place(path, target):
+        if os.path.isdir(path) and not os.path.islink(path):
+            os.makedirs(target, exist_ok=True)
+        elif os.path.lexists(path) and not os.path.lexists(target):
+            os.makedirs(os.path.dirname(target), exist_ok=True)
+            if os.path.islink(path):
+                os.symlink(os.readlink(path), target)
+            elif os.path.isfile(path):
+                os.link(path, target)
+
+    def link_alternatives(self):
+        """Names that are not a package's own but the administrator's choice among packages: c++, cc, awk ..."""
+        self.choices = []
+        for folder in ("/usr/bin", "/usr/lib"):
+            for name in pathlib.Path(folder).iterdir():
+                if not name.is_symlink() or not os.readlink(name).startswith("/etc/alternatives/"):
+                    continue
+                choice = pathlib.Path(os.readlink(name))
+                if os.path.lexists(choice) and (self.folder / os.readlink(choice)[1:]).exists():
+                    for link in (name, choice):
+                        placed = self.folder / str(link)[1:]
+                        if not os.path.lexists(placed):
+                            placed.symlink_to(os.readlink(link))
+                            self.choices.append(placed)
 
 
 def in_root(root, *command):
@@ -166,23 +191,18 @@ def in_root(root, *command):
 def check_command(packages, command, root):
     wanted = output_of(ROOT / "dev", "needs", *command.split()).split()
     absent = [name for name in wanted if name not in packages.depends]
-    if root.exists():
-        shutil.rmtree(root)
-    make_root(root, packages.closure(set(wanted) - set(absent)), packages.native)
-    try:
-        trial = in_root(root, "true")
-        if trial.returncode != 0:
-            print(f"skipped: {trial.stdout.strip()}")
-            raise SystemExit(77)
-        done = in_root(root, "/kyvmath/dev", *command.split())
-        configured = (root / "configured").exists()
-        verdict = "has what it asks for" if configured else "not tried" if absent else "FAILED"
-        print(f"{verdict}: ./dev {command} ({len(wanted)} packages; not on this machine: {' '.join(absent) or 'none'})")
-        if not configured:
-            print(done.stdout)
-        return configured or bool(absent)
-    finally:
-        shutil.rmtree(root)
+    root.hold(packages.closure(set(wanted) - set(absent)))
+    trial = in_root(root.folder, "true")
+    if trial.returncode != 0:
+        print(f"skipped: {trial.stdout.strip()}")
+        raise SystemExit(77)
+    done = in_root(root.folder, "/kyvmath/dev", *command.split())
+    configured = (root.folder / "configured").exists()
+    verdict = "has what it asks for" if configured else "not tried" if absent else "FAILED"
+    print(f"{verdict}: ./dev {command} ({len(wanted)} packages; not on this machine: {' '.join(absent) or 'none'})")
+    if not configured:
+        print(done.stdout)
+    return configured or bool(absent)
 
 
 def check_manners(scratch):
@@ -213,8 +233,14 @@ def main():
     scratch.mkdir(parents=True, exist_ok=True)
     good = check_manners(scratch)
     packages = Packages()
-    for command in sys.argv[2:] or COMMANDS:
-        good = check_command(packages, command, scratch / "root") and good
+    shutil.rmtree(scratch / "root", ignore_errors=True)
+    (scratch / "root").mkdir()
+    try:
+        root = Root(scratch / "root", packages.native)
+        for command in sys.argv[2:] or COMMANDS:
+            good = check_command(packages, command, root) and good
+    finally:
+        shutil.rmtree(scratch / "root")
     return 0 if good else 1
 
 
