@@ -34,7 +34,8 @@ template <class V>
 constexpr RadixSet radix_set() noexcept {
   constexpr bool doubles = sizeof(LaneOf<V>) == sizeof(double);
   if (doubles && simd::kRegisters < 16 && simd::kVectorBytes > 16) return RadixSet::kSmall;
-  return kManyRegisters ? RadixSet::kLarge : RadixSet::kMedium;
+  if (kManyRegisters) return RadixSet::kLarge;
+  return simd::kHasFusedMultiplyAdd && simd::kRegisters >= 16 ? RadixSet::kMediumFused : RadixSet::kMedium;
 }
 
 template <class V>
