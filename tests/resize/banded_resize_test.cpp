@@ -138,8 +138,14 @@ TEST_F(BandedResize, SaysWhatWasRejectedAndWhatWasMissing) {
   bad.y_shift += 12;  // only the last bands have a source
   EXPECT_EQ(resize_in_bands(ippiResizeSqrPixel_8u_C3R, kChannels, bad, kernels()), -1);
 
+  bad = arguments(16, 20);
+  bad.dst_roi.width = 10'000'000;  // a buffer fits 2^31 - 1 bytes, five do not
+  EXPECT_EQ(resize_in_bands(ippiResizeSqrPixel_8u_C3R, kChannels, bad, kernels()), -2);
+
   thread::release_thread_context();
   ASSERT_NE(thread::get_task_pool(), nullptr);
+  system.fail(Call::kAllocate, 0, 1);  // the scratch buffer's record
+  EXPECT_EQ(in_bands(16, 20), -2);
   ASSERT_NE(thread::get_scratch_buffer(), nullptr);
   system.fail(Call::kAllocate, 0, 1);
   EXPECT_EQ(in_bands(16, 20), -2);

@@ -97,6 +97,10 @@ TEST_F(Request, RefusesEverythingElseAndWritesNothing) {
         r.region_x = r.region_y = 0, r.src_height = r.region_height = r.dst_width = r.dst_height = 1;
       },
       [](auto& r) { r.channels = r.mode = 1, r.src_width = r.src_step = r.region_width = kIntMax; },
+      // A region that the factor takes beyond every whole number of pixels.
+      [](auto& r) {
+        r.channels = 1, r.src_width = r.src_step = kIntMax, r.region_width = 7, r.region_x = kIntMax - 7;
+      },
       [](auto& r) { r.region_y = kIntMax; },
       [](auto& r) { r.region_height = kIntMax; },
       [](auto& r) { r.dst = nullptr; },
