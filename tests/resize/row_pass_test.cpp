@@ -133,6 +133,11 @@ TEST_P(RowPasses, EachIsChosenForSomeRequest) {
       EXPECT_TRUE(has_row_pass(GetParam(), kind, depth_of(std::get<0>(format))));
     }
   }
+  for (const int bits : {8, 16}) {
+    const auto& pass = GetParam().resize->permuted.depth[depth_of(bits)].pass;
+    const resize::RowPassChoice choice = choice_for(GetParam(), {bits, 1}, resize::Mode::kSuper, 4000, 200);
+    EXPECT_EQ(std::string(choice.reason) == "grey far apart", pass[resize::kLaneWindows][0] != nullptr);
+  }
 }
 
 // Trials notice memory that is computed with before it is written. Widths around whole vectors, and rows that
