@@ -239,7 +239,8 @@ TEST_P(LargeConversion, SparseResultsAndRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, LargeConversion,
                          testing::Values(std::pair{512, 512}, std::pair{1024, 1024}, std::pair{2048, 2048},
-                                         std::pair{512, 1000}, std::pair{1500, 512}, std::pair{1, 10007}),
+                                         std::pair{512, 1000}, std::pair{1500, 512}, std::pair{1024, 1030},
+                                         std::pair{1, 10007}),
                          [](const auto& size) {
                            return std::to_string(size.param.first) + "x" + std::to_string(size.param.second);
                          });
