@@ -74,6 +74,7 @@ struct RunningCase {
   std::vector<float> converted;
   std::vector<std::vector<std::uint8_t>> rows;  // of exactly the bytes that are read
   std::vector<const std::uint8_t*> pointers;
+  Canaried<std::uint8_t> packed{0};
 };
 
 // Of samples that were converted before.
@@ -87,22 +88,54 @@ std::shared_ptr<RunningCase> stored_case(Index sums, Index floats, Inputs inputs
   return c;
 }
 
-// Of pixels as they are in the rows: a vector has the four channels of every fourth row.
-std::shared_ptr<RunningCase> pixel_case(Index sums, Index vectors, Index lanes, resize::Depth depth,
-                                        Inputs inputs, Random& random) {
-  auto c = std::make_shared<RunningCase>(sums, vectors * lanes, inputs, random);
-  const Index bytes = resize::sample_bytes(depth);
-  const Index pieces = (kEnd * 4 * bytes + resize::kRunningBytes - 1) / resize::kRunningBytes;
-  for (Index row = 0; row < lanes; ++row) {
-    random.fill_bytes(c->rows.emplace_back(u(pieces * resize::kRunningBytes)));
-    c->pointers.push_back(c->rows.back().data());
+// Rows of random bytes, of so many whole pieces that `samples` of them are there.
+void add_rows(RunningCase& c, Index count, Index samples, Index bytes, Random& random) {
+  const Index pieces = (samples * bytes + resize::kRunningBytes - 1) / resize::kRunningBytes;
+  for (Index row = 0; row < count; ++row) {
+    random.fill_bytes(c.rows.emplace_back(u(pieces * resize::kRunningBytes)));
+    c.pointers.push_back(c.rows.back().data());
   }
+}
+
+float sample_of(const std::vector<std::uint8_t>& row, Index sample, Index bytes) {
+  const std::uint8_t* const p = row.data() + sample * bytes;
+  return static_cast<float>(bytes == 1 ? p[0] : p[0] + 256 * p[1]);
+}
+
+// Of pixels as they are in the rows: a vector has the four channels of every fourth row.
+std::shared_ptr<RunningCase> pixel_case(Index sums, Index vectors, Index lanes, Index bytes, Inputs inputs,
+                                        Random& random) {
+  auto c = std::make_shared<RunningCase>(sums, vectors * lanes, inputs, random);
+  add_rows(*c, lanes, kEnd * 4, bytes, random);
   c->args.rows = c->pointers.data();
   c->sample = [&rows = c->rows, lanes, bytes](Index position, Index i) {
     const Index lane = i % lanes;
-    const std::uint8_t* const p =
-        rows[u(i / lanes + lane / 4 * 4)].data() + (position * 4 + lane % 4) * bytes;
-    return static_cast<float>(bytes == 1 ? p[0] : p[0] + 256 * p[1]);
+    return sample_of(rows[u(i / lanes + lane / 4 * 4)], position * 4 + lane % 4, bytes);
+  };
+  return c;
+}
+
+// Of what is packed first: a vector has one sample of each row, those of grey in groups of rows.
+std::shared_ptr<RunningCase> packed_case(const resize::RunningKernels& kernels, Index channels, Index sums,
+                                         Index vectors, Index lanes, Index bytes, Inputs inputs,
+                                         Random& random) {
+  auto c = std::make_shared<RunningCase>(sums, vectors * lanes, inputs, random);
+  const Index groups = channels == 1 ? vectors : 1;
+  add_rows(*c, groups * lanes, kEnd * channels, bytes, random);
+  const auto pieces = static_cast<Index>(c->rows[0].size()) / resize::kRunningBytes;
+  const Index step = groups * lanes * resize::kPackedBytes;
+  c->packed = Canaried<std::uint8_t>(u(pieces * resize::kRunningBytes / resize::kPackedBytes * step));
+  for (Index group = 0; group < groups; ++group) {
+    kernels.pack(c->pointers.data() + group * lanes, 0, pieces,
+                 c->packed.data() + group * lanes * resize::kPackedBytes, step, 0);
+  }
+  c->args.packed = c->packed.data();
+  c->args.packed_step = step;
+  c->args.packed_sample = kBegin * channels;
+  c->sample = [&rows = c->rows, channels, lanes, bytes](Index position, Index i) {
+    const Index vector = i / lanes;
+    return channels == 1 ? sample_of(rows[u(i)], position, bytes)
+                         : sample_of(rows[u(i % lanes)], position * channels + vector, bytes);
   };
   return c;
 }
@@ -129,9 +162,20 @@ void add_running_trials(const runtime::KernelSet& set, Inputs inputs, Random& ra
           stored_case(sums, vectors * lanes, inputs, random));
     }
     for (const auto depth : {resize::kDepth8, resize::kDepth16}) {
-      if (kernels.add_pixels[depth][sums - 1] == nullptr) continue;
-      add(trials, name + (depth == resize::kDepth8 ? "RGBA 8 bits" : "RGBA 16 bits"),
-          kernels.add_pixels[depth][sums - 1], pixel_case(sums, pixel_vectors, lanes, depth, inputs, random));
+      const Index bytes = resize::sample_bytes(depth);
+      const auto add_bytes = [&](resize::RunningSource source, const char* what, const auto& make) {
+        resize::RunningSums* const kernel = kernels.add_bytes[source][depth][sums - 1];
+        if (kernel == nullptr) return;
+        add(trials, name + what + (depth == resize::kDepth8 ? " 8 bits" : " 16 bits"), kernel, make());
+      };
+      add_bytes(resize::kPackedGrey, "grey",
+                [&] { return packed_case(kernels, 1, sums, pixel_vectors, lanes, bytes, inputs, random); });
+      add_bytes(resize::kPackedRgb, "RGB", [&] {
+        const Index vectors = by_vectors[2] != nullptr ? 3 : 1;
+        return packed_case(kernels, 3, sums, vectors, lanes, bytes, inputs, random);
+      });
+      add_bytes(resize::kRgbaRows, "RGBA",
+                [&] { return pixel_case(sums, pixel_vectors, lanes, bytes, inputs, random); });
     }
   }
 }

@@ -32,11 +32,13 @@ constexpr Index kGreyWidePositions = 24;
 constexpr Index kFewReloads = 4;
 
 // Where running sums are faster than transposed ones: by the distance of the pixels with many registers, and
-// with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos) earlier.
+// with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos; of RGB cubic, too)
+// earlier.
 constexpr double kRunningInverse[2] = {4.5, 5.5};
-constexpr double kRgbaRunningInverse[2] = {2.9, 4.5};
+constexpr double kRgbaRunningInverse[2] = {2.25, 4.5};
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
+constexpr Index kLongRgbTaps = 9;
 
 // Fewest samples of the source, by channels, that make up for listing the weights of running sums: smaller
 // pictures are up to 1.5 times as fast transposed.
@@ -86,9 +88,11 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
   if (facts.source_samples() < kRunningSource[facts.format.channels]) return nullptr;
   // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
   if (!has_many_registers && facts.format.channels == 3) return nullptr;
-  if (has_many_registers && facts.x.most_taps >= kLongRunningTaps && inverse >= kLongRunningInverse) {
-    return "long sums";
-  }
+  const Index taps = facts.x.most_taps;
+  const bool is_long = facts.format.channels == 3
+                           ? taps >= kLongRgbTaps
+                           : taps >= kLongRunningTaps && inverse >= kLongRunningInverse;
+  if (has_many_registers && is_long) return "long sums";
   const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
   return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }

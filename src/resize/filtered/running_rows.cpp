@@ -5,19 +5,27 @@
 namespace kyv::resize {
 namespace {
 
-// Positions that are added together, after what they begin with was prefetched; of larger pixels fewer.
+// Positions that are added together, of larger pixels fewer.
 constexpr Index kChunk = 64;
 constexpr Index kLargePixelChunk = 32;
-constexpr Index kConversion =
-    16;  // positions from which on a conversion starts: whole pieces of a row's bytes
 constexpr Index kHeldResults = 32;      // destination pixels that are stored together
 constexpr double kLeastInverse = 2.25;  // so that a chunk ends no more sums than that
 constexpr Index kMostPixelFloats = kMostBatchRows;
 constexpr Index kOpenPixels = 8;  // more than are open at a position: places of their totals
-constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
+
+// How far the rows are prefetched: of four groups of them less, as they share the L1.
+constexpr Index kAhead = 256;
+constexpr Index kGreyAhead = 192;
 static_assert(kChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
 
 }  // namespace
+
+// Positions that are added together: all before, in or behind the rows.
+struct RunningRows::Chunk {
+  Index begin = 0;
+  Index end = 0;
+  RunningSource source = kStoredFloats;
+};
 
 // Where a batch has arrived.
 struct RunningRows::Progress {
@@ -48,9 +56,13 @@ RunningRows::RunningRows(const RowPassFacts& facts, const RunningPlan& plan,
       format_(facts.format),
       usable_size_(facts.geometry.x.usable_size),
       chunk_(format_.channels == 1 || format_.pixel_bytes() == 4 ? kChunk : kLargePixelChunk),
+      ahead_(format_.channels == 1 ? kGreyAhead : kAhead),
       content_(format_.channels == 4 ? kPixelVectors : kSampleVectors),
-      prefetches_(facts.source_bytes() > facts.tuning.prefetched_source),
+      source_(format_.channels == 4   ? kRgbaRows
+              : format_.channels == 3 ? kPackedRgb
+                                      : kPackedGrey),
       has_blocks_(facts.x.most_taps > kTapBlock) {
+  if (facts.source_bytes() <= facts.tuning.prefetched_source) ahead_ = 0;
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
   if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
 }
@@ -69,7 +81,6 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   const Index end_pixel = strip.first + strip.count;
   const Index last = plan_.ends[end_pixel - 1];
 
-  const bool is_grey = format_.channels == 1;
   const auto byte_of = [&](Index position) noexcept {
     return std::clamp<Index>(position, 0, usable_size_) * format_.pixel_bytes();
   };
@@ -81,25 +92,19 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   progress.position = plan_.begin_of(strip.first);
   progress.pixel = progress.first_held = plan_.first_open(strip.first, progress.position);
   while (progress.position < last) {
-    const Index position = progress.position;
-    const bool is_inside = position >= 0 && position < usable_size_;
-    Index end = is_inside ? std::min((position / chunk_ + 1) * chunk_, usable_size_) : position + chunk_;
-    if (position < 0) end = std::min<Index>(end, 0);
-    end = std::min(end, last);
-    const bool is_direct = is_inside && format_.channels == 4 &&
-                           rounded_up(end, kRunningBytes / format_.pixel_bytes()) <= usable_size_;
-    const std::optional<Index> converted =
-        is_direct ? std::nullopt : std::optional(convert(batch, position, end));
-    if (prefetches_ && is_inside && !is_grey) prefetch_chunk(batch, end, last);
-    if (prefetches_ && is_inside && is_grey) {
-      next.prefetch(byte_of(position) - begin_byte, byte_of(end) - begin_byte, row_bytes);
+    const Chunk chunk = chunk_at(progress.position, last, batch);
+    const Index end = chunk.end;
+    if (chunk.source == kStoredFloats) convert(batch, chunk);
+    if (chunk.source == kPackedGrey || chunk.source == kPackedRgb) pack(batch, chunk);
+    if (ahead_ > 0 && format_.channels == 1) {
+      next.prefetch(byte_of(chunk.begin) - begin_byte, byte_of(end) - begin_byte, row_bytes);
     }
 
     const Index ended =
         std::upper_bound(plan_.ends + progress.pixel, plan_.ends + end_pixel, end) - plan_.ends;
     if (ended - progress.first_held > kHeldResults) store(batch, strip, progress);
     while (progress.position < end) {
-      add(batch, converted, has_blocks_ ? next_block(end, progress) : end, progress);
+      add(batch, chunk, has_blocks_ ? next_block(end, progress) : end, progress);
       if (has_blocks_) end_blocks(batch, progress);
     }
   }
@@ -107,51 +112,67 @@ Index RunningRows::run(Index first_row, const Strip& strip, const SourceRows& so
   return batch.rows;
 }
 
-// Converts the positions [position, end), which lie all before, in or behind the row; the one that the
-// converted samples begin with.
-Index RunningRows::convert(const RowBatch& batch, Index position, Index end) const noexcept {
-  const auto load = [&](Index first, Index count) noexcept {
-    for (Index row = 0; row < batch.sample; row += kernels_->lanes) {
-      kernels_->load[format_.depth][content_](batch.sources + row, first * format_.pixel_bytes(),
-                                              count * format_.channels, room_.samples + row, batch.sample);
-    }
-  };
-  if (position >= 0 && position < usable_size_) {
-    const Index first = position / kConversion * kConversion;
-    load(first, std::min(rounded_up(end, kConversion), usable_size_) - first);
-    return first;
+// The positions from `position` on: inside the rows as far as their whole pieces go, and then the rest.
+RunningRows::Chunk RunningRows::chunk_at(Index position, Index last, const RowBatch& batch) const noexcept {
+  if (position < 0) return {position, std::min({position + chunk_, Index{0}, last})};
+  if (position >= usable_size_) return {position, std::min(position + chunk_, last)};
+  Chunk chunk{position, std::min({(position / chunk_ + 1) * chunk_, usable_size_, last})};
+  if (batch.groups == (source_ == kPackedGrey ? kGreyGroups : 1)) {
+    const Index bytes = format_.pixel_bytes();
+    const Index origin = source_ == kRgbaRows ? 0 : position;
+    const Index whole = (usable_size_ - origin) * bytes / kRunningBytes * kRunningBytes;
+    const Index end = origin + whole / bytes;
+    if (end > position) return {position, std::min(chunk.end, end), source_};
   }
-  load(position < 0 ? 0 : usable_size_ - 1, 1);
-  for (Index i = 1; i < end - position; ++i) {
+  return chunk;
+}
+
+// Samples of a chunk, as floats.
+void RunningRows::convert(const RowBatch& batch, const Chunk& chunk) const noexcept {
+  const bool is_inside = chunk.begin >= 0 && chunk.begin < usable_size_;
+  const Index count = chunk.end - chunk.begin;
+  const Index first = std::clamp<Index>(chunk.begin, 0, usable_size_ - 1);
+  for (Index row = 0; row < batch.sample; row += kernels_->lanes) {
+    kernels_->load[format_.depth][content_](batch.sources + row, first * format_.pixel_bytes(),
+                                            (is_inside ? count : 1) * format_.channels, room_.samples + row,
+                                            batch.sample);
+  }
+  for (Index i = 1; i < count && !is_inside; ++i) {
     std::copy_n(room_.samples, batch.pixel, room_.samples + i * batch.pixel);
   }
-  return position;
 }
 
-// What the next chunk begins with. Inlined because compilers drop calls of functions that only prefetch.
-[[gnu::always_inline]] inline void RunningRows::prefetch_chunk(const RowBatch& batch, Index position,
-                                                               Index last) const noexcept {
-  const Index begin = position * format_.pixel_bytes();
-  const Index end = std::min({position + chunk_, last, usable_size_}) * format_.pixel_bytes();
-  for (Index row = 0; row < batch.rows; ++row) {
-    for (Index at = begin; at < end; at += kLine) prefetch<true>(batch.sources[row] + at);
+// Samples of a chunk, as bytes in lanes.
+void RunningRows::pack(const RowBatch& batch, const Chunk& chunk) const noexcept {
+  const Index bytes = format_.pixel_bytes();
+  const Index pieces = rounded_up((chunk.end - chunk.begin) * bytes, kRunningBytes) / kRunningBytes;
+  auto* const packed = reinterpret_cast<std::uint8_t*>(room_.samples);
+  for (Index row = 0; row < batch.sample; row += kernels_->lanes) {
+    running_->pack(batch.sources + row, chunk.begin * bytes, pieces, packed + row * kPackedBytes,
+                   batch.sample * kPackedBytes, ahead_);
   }
 }
 
-// Adds the positions up to `end`, of samples that begin with position `converted`, or of the rows' pixels.
-void RunningRows::add(const RowBatch& batch, std::optional<Index> converted, Index end,
+// Adds the positions of a chunk up to `end`.
+void RunningRows::add(const RowBatch& batch, const Chunk& chunk, Index end,
                       Progress& progress) const noexcept {
   const Index lanes = kernels_->lanes;
   const Index vectors = batch.pixel / lanes;
   const Index at_once = vectors_at_once(vectors);
-  const auto pass = converted ? running_->add[plan_.sums - 1][at_once - 1]
-                              : running_->add_pixels[format_.depth][plan_.sums - 1];
-  const float* const samples =
-      converted ? room_.samples + (progress.position - *converted) * batch.pixel : nullptr;
+  const auto pass = chunk.source == kStoredFloats
+                        ? running_->add[plan_.sums - 1][at_once - 1]
+                        : running_->add_bytes[chunk.source][format_.depth][plan_.sums - 1];
+  const Index done = progress.position - chunk.begin;
+  const auto* const packed = reinterpret_cast<const std::uint8_t*>(room_.samples);
   float* const out = room_.results + (progress.pixel - progress.first_held) * batch.pixel;
   for (Index vector = 0; vector < vectors; vector += at_once) {
-    pass({.samples = samples + (converted ? vector * lanes : 0),
+    const bool is_rgb = chunk.source == kPackedRgb;  // whose vectors are samples, and not groups of rows
+    pass({.samples = room_.samples + done * batch.pixel + vector * lanes,
+          .packed = packed + (is_rgb ? 0 : vector * lanes * kPackedBytes),
+          .packed_step = batch.sample * kPackedBytes,
+          .packed_sample = done * format_.channels + (is_rgb ? vector : 0),
           .rows = batch.sources + vector,
+          .ahead = ahead_,
           .weights = plan_.weights_at(progress.position),
           .step = batch.pixel,
           .begin = progress.position,

@@ -22,15 +22,16 @@ class RunningRows {
             const RowRing& ring) const noexcept;
 
  private:
+  struct Chunk;
   struct Progress;
 
   RunningRows(const RowPassFacts& facts, const RunningPlan& plan, const TransposedRoom& room) noexcept;
 
   Index vectors_at_once(Index vectors) const noexcept;
-  Index convert(const RowBatch& batch, Index position, Index end) const noexcept;
-  void prefetch_chunk(const RowBatch& batch, Index position, Index last) const noexcept;
-  void add(const RowBatch& batch, std::optional<Index> converted, Index end,
-           Progress& progress) const noexcept;
+  Chunk chunk_at(Index position, Index last, const RowBatch& batch) const noexcept;
+  void convert(const RowBatch& batch, const Chunk& chunk) const noexcept;
+  void pack(const RowBatch& batch, const Chunk& chunk) const noexcept;
+  void add(const RowBatch& batch, const Chunk& chunk, Index end, Progress& progress) const noexcept;
   Index next_block(Index end, const Progress& progress) const noexcept;
   void end_blocks(const RowBatch& batch, Progress& progress) const noexcept;
   void store(const RowBatch& batch, const Strip& strip, Progress& progress) const noexcept;
@@ -43,9 +44,10 @@ class RunningRows {
   Index usable_size_;  // pixels of a row
   Index groups_ = 1;   // vectors' worth of rows, but for the last batch of a grey picture
   Index chunk_;        // positions that are added together
+  Index ahead_;        // bytes from what is read of the rows to what is prefetched; 0 for nothing
   VectorContent content_;
-  bool prefetches_;
-  bool has_blocks_;  // whether a sum has more than one block of taps
+  RunningSource source_;  // of samples inside the rows
+  bool has_blocks_;       // whether a sum has more than one block of taps
 };
 
 }  // namespace kyv::resize

@@ -1,74 +1,17 @@
 // Running sums, kept in registers from the beginning to the end of a piece of the row.
 #pragma once
 
-#include "resize/kernels/running.h"
+#include "resize/kernels/running_sources.h"
+#include "resize/kernels/transposed_impl.h"
 #include "resize/kernels/unroll.h"
 
 namespace kyv::resize {
 namespace {
 
-// For the pixels of a piece of kRunningBytes: the place of each byte of their four 32-bit numbers.
-template <int kBits>
-struct PixelPlaces {
-  std::uint8_t places[128 / (4 * kBits) * kRunningBytes];
-};
-template <int kBits>
-constexpr PixelPlaces<kBits> pixel_places() noexcept {
-  PixelPlaces<kBits> all{};
-  for (int i = 0; i < 128 / (4 * kBits) * static_cast<int>(kRunningBytes); ++i) {
-    const int byte = i % 4;
-    all.places[i] = static_cast<std::uint8_t>(byte < kBits / 8 ? i / 4 * (kBits / 8) + byte : 0x80);
-  }
-  return all;
-}
-
 // Floats of kSums sums of kVectors vectors, the next to end in front.
 template <int kSums, int kVectors>
 struct RunningTile {
   simd::F32 v[kSums][kVectors];
-};
-
-// Samples that were converted before.
-template <int kVectors>
-struct StoredSamples {
-  const float* at;
-  Index step;
-
-  explicit StoredSamples(const RunningArgs& args) noexcept : at(args.samples), step(args.step) {}
-  [[gnu::always_inline]] void arrive() noexcept {}
-  [[gnu::always_inline]] simd::Samples sample(int i) const noexcept {
-    return simd::load_shared_samples(at + i * simd::F32::kLanes);
-  }
-  [[gnu::always_inline]] void leave() noexcept { at += step; }
-};
-
-// Pixels of four channels, as they are in the rows: the vectors of rows [i], [i + 4], ...
-template <int kBits, int kVectors>
-struct RawPixels {
-  static constexpr std::size_t kBytes = kBits / 2;  // of a pixel
-  static constexpr std::size_t kPiece = kRunningBytes;
-  static constexpr auto kPlaces = pixel_places<kBits>();
-  const std::uint8_t* const* rows;
-  std::size_t offset;  // bytes from the rows' starts
-  simd::Raw raw[kVectors];
-  simd::QuadPlaces places;
-
-  explicit RawPixels(const RunningArgs& args) noexcept
-      : rows(args.rows), offset(static_cast<std::size_t>(args.begin) * kBytes) {
-    load(offset / kPiece * kPiece);
-  }
-  [[gnu::always_inline]] void load(std::size_t from) noexcept {
-    unroll<0, kVectors>([&](auto i) { raw[i] = simd::load_quads(rows + i, static_cast<Index>(from)); });
-  }
-  [[gnu::always_inline]] void arrive() noexcept {
-    const std::size_t within = offset % kPiece;
-    if (within == 0) load(offset);
-    places = simd::load_places(kPlaces.places + within / kBytes * kPiece);
-  }
-  [[gnu::always_inline]] simd::Samples sample(int i) const noexcept {
-    return simd::quads_to_float(raw[i], places);
-  }
-  [[gnu::always_inline]] void leave() noexcept { offset += kBytes; }
 };
 
 // Adds the samples at `count` positions.
@@ -140,15 +83,38 @@ constexpr RunningSums* running_kernel() noexcept {
   }
 }
 
-template <int kBits, int kSums>
-constexpr RunningSums* pixel_kernel() noexcept {
-  constexpr int kVectors = fits_registers<kSums, 4>() ? 4 : fits_registers<kSums, 2>() ? 2 : 1;
-  return running_sums<RawPixels<kBits, kVectors>, kSums, kVectors>;
+// The same for a pixel of so many vectors in bytes.
+template <int kSums, int kVectors>
+constexpr int at_once() noexcept {
+  if (fits_registers<kSums, kVectors>()) return kVectors;
+  return kVectors == 4 && fits_registers<kSums, 2>() ? 2 : 1;
+}
+
+template <RunningSource kSource, int kBits, int kSums>
+constexpr RunningSums* bytes_kernel() noexcept {
+  constexpr int kMost = kSource == kPackedRgb ? 3 : 4;
+  constexpr int kVectors = at_once<kSums, kMost>();
+  if constexpr (kSource == kPackedGrey) {
+    return running_sums<PackedSamples<kBits, 1, kVectors>, kSums, kVectors>;
+  } else if constexpr (kSource == kPackedRgb) {
+    return running_sums<PackedSamples<kBits, 3, kVectors>, kSums, kVectors>;
+  } else {
+    return running_sums<RawPixels<kBits, kVectors>, kSums, kVectors>;
+  }
+}
+
+template <RunningSource kSource, int kBits>
+constexpr void set_bytes_kernels(RunningKernels& kernels) noexcept {
+  RunningSums** const sums = kernels.add_bytes[kSource][kBits == 8 ? kDepth8 : kDepth16];
+  sums[0] = bytes_kernel<kSource, kBits, 1>();
+  sums[1] = bytes_kernel<kSource, kBits, 2>();
+  sums[3] = bytes_kernel<kSource, kBits, 4>();
+  sums[5] = bytes_kernel<kSource, kBits, 6>();
 }
 
 // Three and five sums run as four and six, the last of which has weights of zero.
 constexpr RunningKernels running_kernels() noexcept {
-  return {
+  RunningKernels kernels = {
       .add =
           {{running_kernel<1, 1>(), running_kernel<1, 2>(), running_kernel<1, 3>(), running_kernel<1, 4>()},
            {running_kernel<2, 1>(), running_kernel<2, 2>(), running_kernel<2, 3>(), running_kernel<2, 4>()},
@@ -156,14 +122,16 @@ constexpr RunningKernels running_kernels() noexcept {
            {running_kernel<4, 1>(), running_kernel<4, 2>(), running_kernel<4, 3>(), running_kernel<4, 4>()},
            {},
            {running_kernel<6, 1>(), running_kernel<6, 2>(), running_kernel<6, 3>(), running_kernel<6, 4>()}},
-      .add_pixels = {
-          {pixel_kernel<8, 1>(), pixel_kernel<8, 2>(), {}, pixel_kernel<8, 4>(), {}, pixel_kernel<8, 6>()},
-          {pixel_kernel<16, 1>(),
-           pixel_kernel<16, 2>(),
-           {},
-           pixel_kernel<16, 4>(),
-           {},
-           pixel_kernel<16, 6>()}}};
+      .pack = pack_rows};
+  set_bytes_kernels<kPackedGrey, 8>(kernels);
+  set_bytes_kernels<kPackedGrey, 16>(kernels);
+  if constexpr (kRgbGroups == 1) {
+    set_bytes_kernels<kPackedRgb, 8>(kernels);
+    set_bytes_kernels<kPackedRgb, 16>(kernels);
+  }
+  set_bytes_kernels<kRgbaRows, 8>(kernels);
+  set_bytes_kernels<kRgbaRows, 16>(kernels);
+  return kernels;
 }
 
 }  // namespace

@@ -24,6 +24,12 @@ inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) no
   };
   return {_mm256_inserti128_si256(_mm256_castsi128_si256(quad(0)), quad(4), 1)};
 }
+inline Raw load_raw(const std::uint8_t* p) noexcept {
+  return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))};
+}
+inline void store_raw(std::uint8_t* p, Raw a) noexcept {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), a.v);
+}
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
 inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   _mm256_storeu_ps(rows[0] + offset, _mm256_permute2f128_ps(a[0].v, a[1].v, 0x20));

@@ -24,10 +24,9 @@ inline Raw quads_of(const std::uint8_t* a, const std::uint8_t* b, const std::uin
   const auto quad = [](const std::uint8_t* p) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
   };
-  __m512i v = _mm512_castsi128_si512(quad(a));
-  v = _mm512_mask_broadcast_i32x4(v, 0x00F0, quad(b));
-  v = _mm512_mask_broadcast_i32x4(v, 0x0F00, quad(c));
-  return {_mm512_mask_broadcast_i32x4(v, 0xF000, quad(d))};
+  const __m256i ab = _mm256_inserti128_si256(_mm256_castsi128_si256(quad(a)), quad(b), 1);
+  const __m256i cd = _mm256_inserti128_si256(_mm256_castsi128_si256(quad(c)), quad(d), 1);
+  return {_mm512_inserti64x4(_mm512_castsi256_si512(ab), cd, 1)};
 }
 }  // namespace detail
 inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
@@ -37,6 +36,8 @@ inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) no
 inline Raw load_quads_at(const std::uint8_t* p, const std::int32_t* places) noexcept {
   return detail::quads_of(p + places[0], p + places[4], p + places[8], p + places[12]);
 }
+inline Raw load_raw(const std::uint8_t* p) noexcept { return {_mm512_loadu_si512(p)}; }
+inline void store_raw(std::uint8_t* p, Raw a) noexcept { _mm512_storeu_si512(p, a.v); }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
 inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   const __m512 ab_lo = _mm512_shuffle_f32x4(a[0].v, a[1].v, 0x44);

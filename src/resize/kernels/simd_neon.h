@@ -21,6 +21,8 @@ struct Raw {
 inline Raw load_quads(const std::uint8_t* const* rows, std::ptrdiff_t offset) noexcept {
   return {detail::load_bytes<uint32x4_t>(rows[0] + offset)};
 }
+inline Raw load_raw(const std::uint8_t* p) noexcept { return {detail::load_bytes<uint32x4_t>(p)}; }
+inline void store_raw(std::uint8_t* p, Raw a) noexcept { vst1q_u8(p, vreinterpretq_u8_u32(a.v)); }
 // The reverse for kLanes / 4 vectors of floats, which follow each other in the rows.
 inline void store_quads(const F32* a, float* const* rows, std::ptrdiff_t offset) noexcept {
   store(rows[0] + offset, a[0]);

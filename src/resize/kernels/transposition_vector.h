@@ -7,14 +7,24 @@
 namespace kyv::resize {
 namespace {
 
-// The 16 bytes from `offset` on of every row, as 16 or 8 vectors.
+// The 16 bytes from `offset` on of every row: each vector has four of them in every lane.
+struct TransposedBytes {
+  simd::F32 v[4];
+};
+[[gnu::always_inline]] inline TransposedBytes transposed_bytes(const std::uint8_t* const* rows,
+                                                               Index offset) noexcept {
+  TransposedBytes bytes;
+  unroll<0, 4>([&](auto i) { bytes.v[i] = simd::as_floats(simd::load_quads(rows + i, offset)); });
+  simd::transpose_quads(bytes.v[0], bytes.v[1], bytes.v[2], bytes.v[3]);
+  return bytes;
+}
+
+// The same as 16 or 8 vectors of floats.
 template <int kBits>
 inline void load_chunk(const std::uint8_t* const* rows, Index offset, float* out, Index stride) noexcept {
-  simd::F32 quad[4];
-  for (int i = 0; i < 4; ++i) quad[i] = simd::as_floats(simd::load_quads(rows + i, offset));
-  simd::transpose_quads(quad[0], quad[1], quad[2], quad[3]);
+  const TransposedBytes bytes = transposed_bytes(rows, offset);
   for (int i = 0; i < 4; ++i) {
-    const simd::Raw raw = simd::as_raw(quad[i]);
+    const simd::Raw raw = simd::as_raw(bytes.v[i]);
     simd::store(out, simd::field_to_float<kBits, 0>(raw));
     simd::store(out + stride, simd::field_to_float<kBits, 1>(raw));
     if constexpr (kBits == 8) {
