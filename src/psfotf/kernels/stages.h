@@ -445,7 +445,7 @@ constexpr RadixCode<V> radix_code() noexcept {
   if constexpr (R == 2 || R == 4 || R == 8 || (!one_lane && (R == 6 || R == 10 || R == 12))) {
     code.convolved = convolved_stage<V, R>;
   }
-  if constexpr (!one_lane && (R == 4 || R == 5 || R == 8 || R == 10)) {
+  if constexpr (!one_lane && (R == 4 || R == 5 || R == 6 || R == 8 || R == 10)) {
     code.store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>;
     if constexpr (kBlocksInLine<V> == 1) code.stream_last = stream_last_stage<V, R>;
   }
