@@ -11,15 +11,20 @@ namespace kyv::resize {
 namespace {
 
 // Prefetches rows `ahead` of a piece that is read: those of kVectors vectors, which have every fourth row
-// each. With each piece of a cache line come those of one quad, so that the requests are spread: all at once
-// they would wait for each other.
+// each. Where a vector has four quads, each piece of a cache line brings the rows of one: sixteen rows at
+// once would wait for each other. The rows of fewer quads come with the first piece.
 template <int kVectors>
 [[gnu::always_inline]] inline void prefetch_ahead_of(const std::uint8_t* const* rows, Index offset,
                                                      Index ahead) noexcept {
-  constexpr Index kPieces = static_cast<Index>(runtime::kCacheLine) / kRunningBytes;
-  const Index quad = offset / kRunningBytes % kPieces;
-  if (quad >= simd::F32::kLanes / 4) return;
-  unroll<0, kVectors>([&](auto i) { prefetch<true>(rows[4 * quad + i] + offset + ahead); });
+  constexpr int kPieces = static_cast<int>(runtime::kCacheLine) / static_cast<int>(kRunningBytes);
+  constexpr int kQuads = simd::F32::kLanes / 4;
+  constexpr bool kOneByOne = kQuads == kPieces;
+  const Index piece = offset / kRunningBytes % kPieces;
+  if (!kOneByOne && piece != 0) return;
+  unroll<0, kOneByOne ? 1 : kQuads>([&](auto i) {
+    const Index quad = kOneByOne ? piece : Index{i};
+    unroll<0, kVectors>([&](auto row) { prefetch<true>(rows[4 * quad + row] + offset + ahead); });
+  });
 }
 
 // Samples that were converted before.
