@@ -38,7 +38,8 @@ constexpr Index kFewReloads = 4;
 // with 16; RGBA, which is not stored between conversion and sum, and long sums (Lanczos; of RGB cubic, too)
 // earlier.
 constexpr double kRunningInverse[2] = {4.5, 5.5};
-constexpr double kRgbaRunningInverse[2] = {2.25, 4.5};
+constexpr double kRgbaRunningInverse[2] = {2.25, kFewRegisters ? 4.5 : 3.9};
+constexpr double kLargeGreyRunningInverse = 2.9;  // with 16, beyond the caches; but for 8-bit super-sampling
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
 constexpr Index kLongRgbTaps = 9;
@@ -96,6 +97,12 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
                            ? taps >= kLongRgbTaps
                            : taps >= kLongRunningTaps && inverse >= kLongRunningInverse;
   if (has_many_registers && is_long) return "long sums";
+  const bool is_8_bit_super = facts.format.depth == kDepth8 && facts.geometry.mode == Mode::kSuper;
+  const bool is_large_grey =
+      facts.format.channels == 1 && !is_8_bit_super && facts.source_bytes() > facts.tuning.huge_source;
+  if (!kFewRegisters && !has_many_registers && is_large_grey && inverse >= kLargeGreyRunningInverse) {
+    return "grey beyond the caches";
+  }
   const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
   return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
 }
@@ -142,7 +149,7 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   }
   // Grey must make do with few windows of 16 bytes, RGBA needs sums that are short beside the distance of the
   // pixels: 1.1 to 1.8 times as fast.
-  if (!is_large) return nullptr;
+  if (!is_large || (channels == 1 && running_is_fastest(facts) != nullptr)) return nullptr;
   const bool is_light = channels == 1 ? (shape.positions - 1) / shape.window_positions <= shape.pixels
                                       : is_sparse(facts, shape, shape.pixels);
   return is_light ? "source beyond the caches, few windows" : nullptr;
