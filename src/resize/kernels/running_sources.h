@@ -12,7 +12,7 @@ namespace {
 
 // Prefetches rows `ahead` of a piece that is read: those of kVectors vectors, which have every fourth row
 // each. Where a vector has four quads, each piece of a cache line brings the rows of one: sixteen rows at
-// once would wait for each other. The rows of fewer quads come with the first piece.
+// once are slower. The rows of fewer quads come with the first piece.
 template <int kVectors>
 [[gnu::always_inline]] inline void prefetch_ahead_of(const std::uint8_t* const* rows, Index offset,
                                                      Index ahead) noexcept {
