@@ -108,12 +108,11 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
 }
 
 // Windows of their own spare grey the transposition of four times as many rows: super-sampling, from the L2
-// on with 8 bits, of which a window has twice as many samples; with 16 bits beyond the caches, up to two
-// windows. Elsewhere running sums are faster, in the caches up to 1.9 times.
+// on with 8 bits, of which a window has twice as many samples; with 16 bits beyond the caches, of few taps.
+// Elsewhere running sums are faster.
 bool lane_windows_pay(const RowPassFacts& facts) noexcept {
   const bool is_8_bit = facts.format.depth == kDepth8;
-  const bool is_super = static_cast<double>(facts.x.most_taps) <= facts.geometry.x.inverse + 2.0;
-  return is_super && (is_8_bit || facts.x.most_taps <= kMost16BitLaneTaps) &&
+  return facts.geometry.mode == Mode::kSuper && (is_8_bit || facts.x.most_taps <= kMost16BitLaneTaps) &&
          facts.source_bytes() > (is_8_bit ? facts.tuning.large_source : facts.tuning.huge_source);
 }
 

@@ -16,6 +16,8 @@ constexpr Index kOpenPixels = 8;  // more than are open at a position: places of
 // How far the rows are prefetched: of four groups of them less, as they share the L1.
 constexpr Index kAhead = 256;
 constexpr Index kGreyAhead = 192;
+static_assert(kChunk * kMostBatchRows * sample_bytes(kDepth16) + kPackedSlack <=
+              kWindowFloats * Index{sizeof(float)});
 static_assert(kChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
 
 }  // namespace

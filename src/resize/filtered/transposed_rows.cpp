@@ -9,7 +9,6 @@ namespace kyv::resize {
 namespace {
 
 constexpr Index kMostVectors = 4;            // of a pixel
-constexpr Index kWindowFloats = 4096;        // converted samples that stay in the L1
 constexpr Index kSegment = 32;               // most destination pixels of a segment
 constexpr double kSegmentSource = 4096.0;    // source pixels from its first pixel to its last, at most
 constexpr double kGreyGroupSource = 8192.0;  // most source pixels of a segment whose batch has several groups

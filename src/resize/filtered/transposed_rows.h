@@ -6,6 +6,8 @@
 
 namespace kyv::resize {
 
+inline constexpr Index kWindowFloats = 4096;  // converted samples that stay in the L1; the least room
+
 // Arrays in the work buffer.
 struct TransposedRoom {
   float* samples = nullptr;      // window of converted samples, vectors of rows
