@@ -6,11 +6,12 @@
 namespace kyv::psfotf {
 namespace {
 
-// Of one element in one stage. Fused sums are cheap; radices 11 and 13 outgrow sixteen registers.
+// Of one element in one stage. Fused sums are cheap; radices 11 to 13 outgrow sixteen registers.
 double radix_cost(std::int32_t radix, RadixSet radices) noexcept {
   const bool fused = radices == RadixSet::kMediumFused;
   if (radix > kMaxFixedRadix) return fused ? 3.5 + 0.54 * radix : 4.0 + 0.7 * radix;
   if (fused && radix == 11) return 7.0;
+  if (fused && radix == 12) return 4.0;
   if (fused && radix == 13) return 9.5;
   constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0,
                                                 3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4};
@@ -64,13 +65,43 @@ void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelv
   add_powers_of_two(shape, left.twos, radices);
 }
 
-// Stages for the factors 2, 3 and 5, after those that the shape has: the cheapest.
-void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
-  if (radices != RadixSet::kLarge) {
-    for (int i = 0; i < factors.fives; ++i) add_stage(shape, 5, radices);
-    for (int i = 0; i < factors.threes; ++i) add_stage(shape, 3, radices);
-    return add_powers_of_two(shape, factors.twos, radices);
+// The same with as many radices 12 and 6 as given, the latter at the end.
+void add_twelves_and_sixes(LineShape& shape, const SmallFactors& factors, int twelves, int sixes,
+                           RadixSet radices) noexcept {
+  for (int i = 0; i < factors.fives; ++i) add_stage(shape, 5, radices);
+  for (int i = twelves + sixes; i < factors.threes; ++i) add_stage(shape, 3, radices);
+  for (int i = 0; i < twelves; ++i) add_stage(shape, 12, radices);
+  add_powers_of_two(shape, factors.twos - 2 * twelves - sixes, radices);
+  for (int i = 0; i < sixes; ++i) add_stage(shape, 6, radices);
+}
+
+// The cheapest of these.
+void add_with_sixteen_registers(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
+  const LineShape before = shape;
+  shape.cost = -1;
+  for (int twelves = 0; twelves <= std::min(factors.threes, factors.twos / 2); ++twelves) {
+    for (int sixes = 0; sixes <= std::min(factors.threes - twelves, factors.twos - 2 * twelves); ++sixes) {
+      LineShape candidate = before;
+      add_twelves_and_sixes(candidate, factors, twelves, sixes, radices);
+      if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+    }
   }
+}
+
+// Whether the last stage may write the rows of a plane. Where their length is a multiple of 64, those that
+// are written together are often a multiple of 4096 bytes apart and meet in the same few places of the first
+// cache. The six of a radix 6, real and imaginary, are too many.
+enum class LastStage { kInPlace, kMayWriteRows };
+constexpr int kCollidingTwos = 6;
+
+// Stages for the factors 2, 3 and 5, after those that the shape has: the cheapest.
+void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet radices,
+                       LastStage last = LastStage::kInPlace) noexcept {
+  const bool may_collide = last == LastStage::kMayWriteRows && factors.twos >= kCollidingTwos;
+  if (radices == RadixSet::kMediumFused && !may_collide) {
+    return add_with_sixteen_registers(shape, factors, radices);
+  }
+  if (radices != RadixSet::kLarge) return add_twelves_and_sixes(shape, factors, 0, 0, radices);
   const LineShape before = shape;
   shape.cost = -1;
   for (int fifteens = 0; fifteens <= std::min(factors.threes, factors.fives); ++fifteens) {
@@ -239,7 +270,7 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
       convolutions.add(line);
     }
   }
-  add_small_factors(mixed, factors.small, radices);
+  add_small_factors(mixed, factors.small, radices, LastStage::kMayWriteRows);
   if (convolutions.count == 0) return mixed;
   convolutions.add_stages(mixed);
   const LineShape whole = bluestein(length, radices);

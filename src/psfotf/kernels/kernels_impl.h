@@ -35,7 +35,7 @@ constexpr RadixSet radix_set() noexcept {
   constexpr bool doubles = sizeof(LaneOf<V>) == sizeof(double);
   if (doubles && simd::kRegisters < 16 && simd::kVectorBytes > 16) return RadixSet::kSmall;
   if (kManyRegisters) return RadixSet::kLarge;
-  return simd::kHasFusedMultiplyAdd && simd::kRegisters >= 16 ? RadixSet::kMediumFused : RadixSet::kMedium;
+  return kFusedInSixteenRegisters ? RadixSet::kMediumFused : RadixSet::kMedium;
 }
 
 template <class V>

@@ -16,6 +16,7 @@ namespace {
 
 // A radix 15 in registers, nearly.
 inline constexpr bool kManyRegisters = simd::kRegisters >= 32;
+inline constexpr bool kFusedInSixteenRegisters = simd::kHasFusedMultiplyAdd && simd::kRegisters >= 16;
 
 inline constexpr int kMaxBlocksAtOnce = 16;
 
@@ -452,11 +453,12 @@ constexpr RadixCode<V> radix_code() noexcept {
   return code;
 }
 
-// Radices that only a set with thirty-two registers gains from. The scalar one has what the tables of
+// Radices that only sets with many registers gain from (RadixSet). The scalar one has what the tables of
 // convolutions take, which are transformed with it for every set.
 template <class V, int R>
 constexpr RadixCode<V> composite_radix_code() noexcept {
-  if constexpr (kManyRegisters || (V::kLanes == 1 && sizeof(LaneOf<V>) == sizeof(double))) {
+  constexpr bool sixteen = kFusedInSixteenRegisters && (R == 6 || R == 12);
+  if constexpr (kManyRegisters || sixteen || (V::kLanes == 1 && sizeof(LaneOf<V>) == sizeof(double))) {
     return radix_code<V, R>();
   } else {
     return {};
