@@ -93,6 +93,13 @@ inline constexpr std::int32_t kRowSlackVectors = 1;
 // Doubles that wait between two pieces of a finished row: less than a cache line of each part.
 inline constexpr std::int32_t kCarryDoubles = 16;
 
+inline constexpr std::int32_t kPieceValues = 64;  // of one part of a row
+inline constexpr int kMaxBlocksAtOnce = 16;
+// Adjacent blocks whose rows are written together: a piece of each row long enough for the memory.
+constexpr int blocks_at_once(std::int32_t lanes) noexcept {
+  return kPieceValues / lanes > kMaxBlocksAtOnce ? kMaxBlocksAtOnce : kPieceValues / lanes;
+}
+
 // How finished rows reach the caller.
 enum class RowOutput : std::uint8_t {
   kDirect,      // vectors as they come

@@ -178,7 +178,8 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   place_regions<T>(shape, method, lanes, blocks, layout);
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
-  const bool carries = layout.output != RowOutput::kDirect;
+  const bool in_one_piece = !layout.rows_of_lines && layout.blocks <= blocks_at_once(lanes);
+  const bool carries = layout.output != RowOutput::kDirect && !in_one_piece;
   layout.values = layout.carry_offset + (carries ? carry * static_cast<std::uint64_t>(shape.rows) : 0);
   return layout;
 }

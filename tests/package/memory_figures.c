@@ -104,7 +104,7 @@ static int worst_planes(void) {
   }
   printf("%d planes take at most %.1f times their own bytes and 64 KiB, with no side above 4096 %.1f times\n",
          planes, worst, worst_small);
-  return worst > 0 && worst <= 12 && worst_small <= 5.61;
+  return worst > 0 && worst <= 8 && worst_small <= 5.61;
 }
 
 int main(void) {

@@ -26,11 +26,8 @@ void store_rows(const LinePlan<LaneOf<V>>& line, const ColumnOutput<LaneOf<V>>& 
   }
 }
 
-// Adjacent blocks whose rows are written together: a piece of each row long enough for the memory.
 template <class V>
-inline constexpr int kBlocksAtOnce = static_cast<int>(kPieceValues) / V::kLanes > kMaxBlocksAtOnce
-                                         ? kMaxBlocksAtOnce
-                                         : static_cast<int>(kPieceValues) / V::kLanes;
+inline constexpr int kBlocksAtOnce = blocks_at_once(V::kLanes);
 
 // The radix whose butterflies can write to the caller, or 0.
 template <class T>

@@ -9,8 +9,6 @@
 namespace kyv::psfotf {
 namespace {
 
-inline constexpr std::ptrdiff_t kPieceValues = 64;  // of one part of a row
-
 // Pieces of finished rows on their way to the caller past the caches. The pieces of several rows are put
 // together here and leave as whole cache lines; what is left of a line at the end of a piece waits in `carry`
 // for the next piece of its row.

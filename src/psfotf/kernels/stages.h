@@ -18,8 +18,6 @@ namespace {
 inline constexpr bool kManyRegisters = simd::kRegisters >= 32;
 inline constexpr bool kFusedInSixteenRegisters = simd::kHasFusedMultiplyAdd && simd::kRegisters >= 16;
 
-inline constexpr int kMaxBlocksAtOnce = 16;
-
 template <class V>
 inline constexpr std::ptrdiff_t kElement = 2 * V::kLanes;  // values
 
