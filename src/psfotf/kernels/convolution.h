@@ -41,22 +41,11 @@ template <class V>
 void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum, LaneOf<V>* part,
                    MeanValue<V>* mean) noexcept {
   const std::int32_t count = inner.length / inner.radices[0];
-  const int last = inner.stages - 1;
+  const int last = inner.stages - 1;  // not the first one, and of a radix that has code for this
   const std::int32_t radix = inner.radices[last];
-  const auto convolved = last > 0 && radix <= kMaxFixedRadix ? kRadixCode<V>[radix].convolved : nullptr;
-  if (convolved != nullptr) {
-    run_part<V>(inner, last, part);
-    convolved(part, count / radix, spectrum, mean);
-    return run_part_in_time<V>(inner, last, part);
-  }
-  run_part<V>(inner, inner.stages, part);
-  if (mean != nullptr) mean->take(load_element<V>(part));
-  for (std::int32_t k = 0; k < count; ++k) {
-    LaneOf<V>* place = part + k * kElement<V>;
-    store_element<V>(place, exchanged_product(load_element<V>(place), spectrum, k));
-  }
-  if (mean != nullptr) store_element<V>(part, mean->add(load_element<V>(part)));
-  run_part_in_time<V>(inner, inner.stages, part);
+  run_part<V>(inner, last, part);
+  kRadixCode<V>[radix].convolved(part, count / radix, spectrum, mean);
+  run_part_in_time<V>(inner, last, part);
 }
 
 // All parts. Adds `offset` to each result; returns the sum of the inputs.

@@ -90,12 +90,12 @@ bool transform_row_pairs_within(const PlanePlan<LaneOf<V>>& plan, V scale, const
       store_elements<V, 1>(&rows.second, second + block, 0, past_caches);
       store_elements<V, 1>(&rows.first, first + block, 0, past_caches);
     }
-    const bool even = length % 2 == 0;
+    // The lanes divide the length, so there is a column in the middle.
     const std::int32_t last = single ? r : r + 1;
     edges[2 * last] = 2 * row_im[0];
-    edges[2 * last + 1] = even ? 2 * row_im[middle] : 0;
+    edges[2 * last + 1] = 2 * row_im[middle];
     edges[2 * r] = 2 * row_re[0];
-    edges[2 * r + 1] = even ? 2 * row_re[middle] : 0;
+    edges[2 * r + 1] = 2 * row_re[middle];
   }
   return true;
 }

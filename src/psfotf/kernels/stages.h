@@ -440,7 +440,8 @@ constexpr RadixCode<V> radix_code() noexcept {
   }
   if constexpr (!one_lane) code.store_last = store_last_stage<V, R, Stored::kOnce>;
   if constexpr (!one_lane && R != 11 && R != 13) code.load_first = load_first_stage<V, R>;
-  // Lengths of convolutions are even, and these factors come last.
+  // Lengths of convolutions are even and have two stages or more, and these factors come last: 12 * 3 or
+  // 10 * 3 at the end would cost more than 9 * 4 or 5 * 6.
   if constexpr (R == 2 || R == 4 || R == 8 || (!one_lane && (R == 6 || R == 10 || R == 12))) {
     code.convolved = convolved_stage<V, R>;
   }
@@ -483,13 +484,11 @@ inline constexpr RadixCode<V> kRadixCode[kMaxFixedRadix + 1] = {
     composite_radix_code<V, 15>(),
 };
 
-// The inputs and then the results of one butterfly.
+// The results of one butterfly.
 template <class V>
 class Buffer {
  public:
-  void set(int i, const Complex<V>& x) noexcept { store_element<V>(values_ + i * kElement<V>, x); }
   Complex<V> get(int q) const noexcept { return load_element<V>(values_ + q * kElement<V>); }
-  void apply(int radix) noexcept { apply(radix, values_); }
   void apply(int radix, const LaneOf<V>* inputs) noexcept { kRadixCode<V>[radix].last(inputs, values_, 1); }
 
  private:
@@ -511,25 +510,6 @@ void load_first(int radix, const double* re, const double* im, std::ptrdiff_t ah
     }
   }
   kRadixCode<V>[radix].twiddled(data, 1, m, pitch, roots);
-}
-
-template <class V>
-void run_in_time(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
-                 const Roots<LaneOf<V>>& roots) noexcept {
-  const auto code = kRadixCode<V>[radix].twiddled_in_time;
-  if (code != nullptr) return code(data, groups, m, pitch, roots);
-  const std::ptrdiff_t stride = pitch * kElement<V>;
-  Buffer<V> buffer;
-  for (std::int32_t g = 0; g < groups; ++g, data += radix * stride) {
-    const LaneOf<V>* own = roots.own;
-    for (std::int32_t j = 0; j < m; ++j, own += 2 * (radix - 1)) {
-      LaneOf<V>* here = data + j * kElement<V>;
-      buffer.set(0, load_element<V>(here));
-      for (int i = 1; i < radix; ++i) buffer.set(i, multiply(load_element<V>(here + i * stride), own, i));
-      buffer.apply(radix);
-      for (int q = 0; q < radix; ++q) store_element<V>(here + q * stride, buffer.get(q));
-    }
-  }
 }
 
 template <class V, Stored S>
@@ -583,8 +563,8 @@ template <class V, Decimation D>
 void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
                const Roots<LaneOf<V>>& roots) noexcept {
   if (radix > kMaxFixedRadix) return direct_stage<V, D>(data, radix, groups, m, pitch, roots);
-  if (D == Decimation::kInTime) return run_in_time<V>(radix, data, groups, m, pitch, roots);
-  kRadixCode<V>[radix].twiddled(data, groups, m, pitch, roots);
+  const RadixCode<V>& code = kRadixCode<V>[radix];
+  (D == Decimation::kInTime ? code.twiddled_in_time : code.twiddled)(data, groups, m, pitch, roots);
 }
 
 // The same for a radix whose butterflies are convolutions, which work in `work`.
