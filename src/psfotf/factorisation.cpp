@@ -6,10 +6,11 @@
 namespace kyv::psfotf {
 namespace {
 
-// Of one element in one stage. Fused sums are cheap; radices 11 to 13 outgrow sixteen registers.
+// Of one element in one stage. Fused sums are cheap; radices 10 to 13 outgrow sixteen registers.
 double radix_cost(std::int32_t radix, RadixSet radices) noexcept {
   const bool fused = radices == RadixSet::kMediumFused;
   if (radix > kMaxFixedRadix) return fused ? 3.5 + 0.54 * radix : 4.0 + 0.7 * radix;
+  if (fused && radix == 10) return 4.4;
   if (fused && radix == 11) return 7.0;
   if (fused && radix == 12) return 4.0;
   if (fused && radix == 13) return 9.5;
@@ -65,25 +66,30 @@ void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelv
   add_powers_of_two(shape, left.twos, radices);
 }
 
-// The same with as many radices 12 and 6 as given, the latter at the end.
-void add_twelves_and_sixes(LineShape& shape, const SmallFactors& factors, int twelves, int sixes,
-                           RadixSet radices) noexcept {
-  for (int i = 0; i < factors.fives; ++i) add_stage(shape, 5, radices);
+// The same with as many radices 12, 6 and 10 as given, the latter two at the end.
+void add_for_sixteen_registers(LineShape& shape, const SmallFactors& factors, int twelves, int sixes,
+                               int tens, RadixSet radices) noexcept {
+  for (int i = tens; i < factors.fives; ++i) add_stage(shape, 5, radices);
   for (int i = twelves + sixes; i < factors.threes; ++i) add_stage(shape, 3, radices);
   for (int i = 0; i < twelves; ++i) add_stage(shape, 12, radices);
-  add_powers_of_two(shape, factors.twos - 2 * twelves - sixes, radices);
+  add_powers_of_two(shape, factors.twos - 2 * twelves - sixes - tens, radices);
+  for (int i = 0; i < tens; ++i) add_stage(shape, 10, radices);
   for (int i = 0; i < sixes; ++i) add_stage(shape, 6, radices);
 }
 
 // The cheapest of these.
-void add_with_sixteen_registers(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
+void add_cheapest_for_sixteen_registers(LineShape& shape, const SmallFactors& factors,
+                                        RadixSet radices) noexcept {
   const LineShape before = shape;
   shape.cost = -1;
   for (int twelves = 0; twelves <= std::min(factors.threes, factors.twos / 2); ++twelves) {
-    for (int sixes = 0; sixes <= std::min(factors.threes - twelves, factors.twos - 2 * twelves); ++sixes) {
-      LineShape candidate = before;
-      add_twelves_and_sixes(candidate, factors, twelves, sixes, radices);
-      if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+    const int twos = factors.twos - 2 * twelves;
+    for (int sixes = 0; sixes <= std::min(factors.threes - twelves, twos); ++sixes) {
+      for (int tens = 0; tens <= std::min(factors.fives, twos - sixes); ++tens) {
+        LineShape candidate = before;
+        add_for_sixteen_registers(candidate, factors, twelves, sixes, tens, radices);
+        if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+      }
     }
   }
 }
@@ -99,9 +105,9 @@ void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet r
                        LastStage last = LastStage::kInPlace) noexcept {
   const bool may_collide = last == LastStage::kMayWriteRows && factors.twos >= kCollidingTwos;
   if (radices == RadixSet::kMediumFused && !may_collide) {
-    return add_with_sixteen_registers(shape, factors, radices);
+    return add_cheapest_for_sixteen_registers(shape, factors, radices);
   }
-  if (radices != RadixSet::kLarge) return add_twelves_and_sixes(shape, factors, 0, 0, radices);
+  if (radices != RadixSet::kLarge) return add_for_sixteen_registers(shape, factors, 0, 0, 0, radices);
   const LineShape before = shape;
   shape.cost = -1;
   for (int fifteens = 0; fifteens <= std::min(factors.threes, factors.fives); ++fifteens) {

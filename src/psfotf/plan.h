@@ -16,8 +16,8 @@ inline constexpr int kMaxDirectRadix = 97;  // the largest prime that is summed 
 enum class RadixSet : std::uint8_t {
   kSmall,        // primes and powers of two up to 4
   kMedium,       // up to 8
-  kMediumFused,  // and 6 and 12: with fused multiply-adds in sixteen registers
-  kLarge,        // and 9, 10 and 15
+  kMediumFused,  // and 6, 10 and 12: with fused multiply-adds in sixteen registers
+  kLarge,        // and 9 and 15
 };
 
 enum class LineMethod : std::uint8_t {

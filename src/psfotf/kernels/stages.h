@@ -456,7 +456,7 @@ constexpr RadixCode<V> radix_code() noexcept {
 // convolutions take, which are transformed with it for every set.
 template <class V, int R>
 constexpr RadixCode<V> composite_radix_code() noexcept {
-  constexpr bool sixteen = kFusedInSixteenRegisters && (R == 6 || R == 12);
+  constexpr bool sixteen = kFusedInSixteenRegisters && (R == 6 || R == 10 || R == 12);
   if constexpr (kManyRegisters || sixteen || (V::kLanes == 1 && sizeof(LaneOf<V>) == sizeof(double))) {
     return radix_code<V, R>();
   } else {
