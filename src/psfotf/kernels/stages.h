@@ -439,15 +439,17 @@ constexpr RadixCode<V> radix_code() noexcept {
     code.twiddled_in_time = twiddled_stage<V, R, Decimation::kInTime>;
   }
   if constexpr (!one_lane) code.store_last = store_last_stage<V, R, Stored::kOnce>;
-  if constexpr (!one_lane && R != 11 && R != 13) code.load_first = load_first_stage<V, R>;
-  // Lengths of convolutions are even and have two stages or more, and these factors come last: 12 * 3 or
-  // 10 * 3 at the end would cost more than 9 * 4 or 5 * 6.
+  if constexpr (!one_lane && R != 11 && R != 13) {
+    code.load_first = load_first_stage<V, R>;
+    code.store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>;
+  }
+  // Lengths of convolutions are even and have two stages or more, and these factors come last: with
+  // thirty-two registers 12 * 3 or 10 * 3 at the end would cost more than 9 * 4 or 5 * 6.
   if constexpr (R == 2 || R == 4 || R == 8 || (!one_lane && (R == 6 || R == 10 || R == 12))) {
     code.convolved = convolved_stage<V, R>;
   }
-  if constexpr (!one_lane && (R == 4 || R == 5 || R == 6 || R == 8 || R == 10)) {
-    code.store_mirrored_last = store_last_stage<V, R, Stored::kWithMirrorImage>;
-    if constexpr (kBlocksInLine<V> == 1) code.stream_last = stream_last_stage<V, R>;
+  if constexpr (kBlocksInLine<V> == 1 && (R == 4 || R == 5 || R == 6 || R == 8 || R == 10)) {
+    code.stream_last = stream_last_stage<V, R>;
   }
   return code;
 }
