@@ -38,6 +38,11 @@ class Arena {
     return is_counting() || !fits() ? nullptr : reinterpret_cast<T*>(base_ + offset);
   }
 
+  // What two arenas took that were one: arrays of either are used, never of both.
+  void overlay(const Arena& other) noexcept {
+    if (other.used_ > used_) used_ = other.used_;
+  }
+
   // Bytes of a block that holds everything taken: aligned to a cache line, or at any address. A count that is
   // absurd gives kLimit, about.
   std::uint64_t aligned_bytes() const noexcept { return used_; }

@@ -180,7 +180,7 @@ PlannedRowPass choose_row_pass(const RowPassFacts& facts, const RowPassRoom& roo
   if (may_be(RowPassKind::kRunning)) {
     const Reason reason = wanted ? kWanted : running_is_fastest(facts);
     if (reason != nullptr) {
-      if (const auto pass = RunningRows::plan(facts, room.transposed, room.permuted.plan)) {
+      if (const auto pass = RunningRows::plan(facts, room.running)) {
         return {*pass, {RowPassKind::kRunning, reason}};
       }
     }

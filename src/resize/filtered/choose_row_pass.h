@@ -28,8 +28,10 @@ auto with_row_pass(RowPass& pass, const Call& call) noexcept {
   }
 }
 
+// In one place: only one pass is used in the end, and plans that did not fit are given up before.
 struct RowPassRoom {
   TransposedRoom transposed;
+  RunningRoom running;
   PermutedRoom permuted;
 };
 

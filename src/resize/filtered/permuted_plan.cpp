@@ -13,15 +13,6 @@ constexpr std::size_t kRecentPatterns = 64;
 
 Index vector_pixels(std::int32_t channels) noexcept { return kPermutedLanes / channels; }
 
-// What running sums need beyond that, whose number of taps nothing limits: weights for each position from the
-// first tap to the last, for the sums that are open there.
-std::uint64_t running_floats(const AxisGeometry& axis, Mode mode) noexcept {
-  const std::uint64_t taps = tap_room(axis, mode);
-  const auto count = static_cast<std::uint64_t>(axis.count);
-  const std::uint64_t reached = static_cast<std::uint64_t>(axis.usable_size) + 2 * taps;
-  return std::min(reached * kMostRunningSums, (count + kMostRunningSums) * (taps + 2)) + count + 1;
-}
-
 }  // namespace
 
 PermutedPlanRoom take_permuted_plan(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
@@ -38,8 +29,7 @@ PermutedPlanRoom take_permuted_plan(runtime::Arena& arena, const AxisGeometry& a
     room.most_reach = std::max(room.most_reach, room.most_positions + apart + kWindowBytes[kLaneWindows]);
   }
   const auto pattern_floats = static_cast<std::uint64_t>((room.most_positions + 2) * kPermutedLanes);
-  room.pattern_floats = static_cast<Index>(
-      std::min<std::uint64_t>(std::max(groups * pattern_floats, running_floats(axis, mode)), kPatternFloats));
+  room.pattern_floats = static_cast<Index>(std::min<std::uint64_t>(groups * pattern_floats, kPatternFloats));
   room.groups = arena.take<PermutedGroup>(groups);
   room.patterns = arena.take<float>(static_cast<std::uint64_t>(room.pattern_floats));
   return room;

@@ -3,9 +3,12 @@
 #include <limits>
 
 #include "resize/kernels/running.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
+
+constexpr std::uint64_t kMostWeights = runtime::kL2Bytes / sizeof(float);
 
 struct Extent {
   Index begin = 0;
@@ -58,6 +61,20 @@ void list_weights(RunningPlan& plan, float* weights, Index floats) noexcept {
 
 }  // namespace
 
+RunningPlanRoom take_running_plan(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
+                                  Index least_weights) noexcept {
+  const std::uint64_t taps = tap_room(axis, mode);
+  const auto count = static_cast<std::uint64_t>(axis.count);
+  const std::uint64_t reached = static_cast<std::uint64_t>(axis.usable_size) + 2 * taps;
+  const std::uint64_t weights =
+      std::max(std::min(reached * kMostRunningSums, (count + kMostRunningSums) * (taps + 2)),
+               static_cast<std::uint64_t>(least_weights));
+  RunningPlanRoom room;
+  room.count = static_cast<Index>(std::min<std::uint64_t>(weights, kMostWeights) + count + 1);
+  room.numbers = arena.take<float>(static_cast<std::uint64_t>(room.count));
+  return room;
+}
+
 Index RunningPlan::begin_of(Index pixel) const noexcept { return extent_of(table, table.spans[pixel]).begin; }
 
 Index RunningPlan::first_open(Index pixel, Index position) const noexcept {
@@ -66,16 +83,16 @@ Index RunningPlan::first_open(Index pixel, Index position) const noexcept {
 }
 
 std::optional<RunningPlan> plan_running_sums(const TapTable& table, Index count,
-                                             const PermutedPlanRoom& room) noexcept {
-  const Index floats = room.pattern_floats - (count + 1);
+                                             const RunningPlanRoom& room) noexcept {
+  const Index floats = room.count - (count + 1);
   if (floats <= 0) return std::nullopt;
   RunningPlan plan{.table = table, .count = count};
   // The room is raw memory, as any arena's: whole numbers lie before the floats.
   // cppcheck-suppress invalidPointerCast
-  if (!list_ends(plan, reinterpret_cast<std::int32_t*>(room.patterns))) return std::nullopt;
+  if (!list_ends(plan, reinterpret_cast<std::int32_t*>(room.numbers))) return std::nullopt;
   const Index needed = (plan.ends[count - 1] - plan.origin) * plan.sums;
   if (needed > floats) return std::nullopt;
-  list_weights(plan, room.patterns + count + 1, needed);
+  list_weights(plan, room.numbers + count + 1, needed);
   return plan;
 }
 

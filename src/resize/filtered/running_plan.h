@@ -4,9 +4,21 @@
 
 #include <optional>
 
-#include "resize/filtered/permuted_plan.h"
+#include "resize/filtered/row_pass.h"
+#include "runtime/arena.h"
 
 namespace kyv::resize {
+
+// A plan's arrays in the work buffer: ends, then weights.
+struct RunningPlanRoom {
+  float* numbers = nullptr;
+  Index count = 0;
+};
+
+// For the weights of each position from the first tap to the last, or fewer; but no less than for
+// `least_weights`.
+RunningPlanRoom take_running_plan(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
+                                  Index least_weights) noexcept;
 
 struct RunningPlan {
   TapTable table;
@@ -23,9 +35,9 @@ struct RunningPlan {
   Index first_open(Index pixel, Index position) const noexcept;
 };
 
-// Lies in the room of a permuted plan. Nothing where sums do not begin and end in order, where more of them
+// Nothing where sums do not begin and end in order, where more of them
 // are open at a position than there are kernels for, or where the weights outgrow the room.
 std::optional<RunningPlan> plan_running_sums(const TapTable& table, Index count,
-                                             const PermutedPlanRoom& room) noexcept;
+                                             const RunningPlanRoom& room) noexcept;
 
 }  // namespace kyv::resize

@@ -16,8 +16,10 @@ constexpr Index kOpenPixels = 8;  // more than are open at a position: places of
 // How far the rows are prefetched: of four groups of them less, as they share the L1.
 constexpr Index kAhead = 256;
 constexpr Index kGreyAhead = 192;
+
+constexpr Index kChunkFloats = kChunk * kMostPixelFloats;
 static_assert(kChunk * kMostBatchRows * sample_bytes(kDepth16) + kPackedSlack <=
-              kWindowFloats * Index{sizeof(float)});
+              kChunkFloats * Index{sizeof(float)});
 static_assert(kChunk / kLeastInverse + 1 <= kHeldResults && kMostRunningSums < kOpenPixels);
 
 }  // namespace
@@ -39,18 +41,24 @@ struct RunningRows::Progress {
   float totals[kOpenPixels * kMostPixelFloats] = {};             // [pixel modulo that][as above]
 };
 
-std::optional<RunningRows> RunningRows::plan(const RowPassFacts& facts, const TransposedRoom& room,
-                                             const PermutedPlanRoom& weights_room) noexcept {
+RunningRoom RunningRows::take_room(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
+                                   Index least_weights) noexcept {
+  RunningRoom room;
+  room.plan = take_running_plan(arena, axis, mode, least_weights);
+  room.samples = arena.take<float>(kChunkFloats);
+  room.results = arena.take<float>(kHeldResults * kMostPixelFloats);
+  return room;
+}
+
+std::optional<RunningRows> RunningRows::plan(const RowPassFacts& facts, const RunningRoom& room) noexcept {
   const bool fits = facts.kernels.running.add[0][0] != nullptr && facts.geometry.x.inverse >= kLeastInverse;
   if (!fits) return std::nullopt;
-  const std::optional<RunningPlan> plan =
-      plan_running_sums(facts.x.table, facts.geometry.x.count, weights_room);
+  const std::optional<RunningPlan> plan = plan_running_sums(facts.x.table, facts.geometry.x.count, room.plan);
   if (!plan) return std::nullopt;
   return RunningRows(facts, *plan, room);
 }
 
-RunningRows::RunningRows(const RowPassFacts& facts, const RunningPlan& plan,
-                         const TransposedRoom& room) noexcept
+RunningRows::RunningRows(const RowPassFacts& facts, const RunningPlan& plan, const RunningRoom& room) noexcept
     : kernels_(&facts.kernels.transposed),
       running_(&facts.kernels.running),
       plan_(plan),
@@ -66,7 +74,7 @@ RunningRows::RunningRows(const RowPassFacts& facts, const RunningPlan& plan,
       has_blocks_(facts.x.most_taps > kTapBlock) {
   if (facts.source_bytes() <= facts.tuning.prefetched_source) ahead_ = 0;
   if (format_.channels == 3) groups_ = kernels_->rgb_groups;
-  if (format_.channels == 1 && room.has_grey_groups) groups_ = kGreyGroups;
+  if (format_.channels == 1) groups_ = kGreyGroups;
 }
 
 Index RunningRows::vectors_at_once(Index vectors) const noexcept {

@@ -4,17 +4,24 @@
 
 #include "resize/filtered/row_batch.h"
 #include "resize/filtered/running_plan.h"
-#include "resize/filtered/transposed_rows.h"
 
 namespace kyv::resize {
 
+struct RunningRoom {
+  RunningPlanRoom plan;
+  float* samples = nullptr;  // of a chunk, vectors of rows: converted or packed
+  float* results = nullptr;  // that are held, vectors of rows
+};
+
 class RunningRows {
  public:
-  // Works in the room of the other two passes. Nothing where more sums are open at a position than there are
+  static RunningRoom take_room(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
+                               Index least_weights) noexcept;
+
+  // Nothing where more sums are open at a position than there are
   // kernels for, where the pass would make more results than it has room for (enlargements and slight
   // reductions), or where the weights outgrow their room.
-  static std::optional<RunningRows> plan(const RowPassFacts& facts, const TransposedRoom& room,
-                                         const PermutedPlanRoom& weights_room) noexcept;
+  static std::optional<RunningRows> plan(const RowPassFacts& facts, const RunningRoom& room) noexcept;
 
   Index rows_at_once() const noexcept { return groups_ * kernels_->lanes; }
   static Index strip_multiple() noexcept { return 64; }
@@ -25,7 +32,7 @@ class RunningRows {
   struct Chunk;
   struct Progress;
 
-  RunningRows(const RowPassFacts& facts, const RunningPlan& plan, const TransposedRoom& room) noexcept;
+  RunningRows(const RowPassFacts& facts, const RunningPlan& plan, const RunningRoom& room) noexcept;
 
   Index vectors_at_once(Index vectors) const noexcept;
   Chunk chunk_at(Index position, Index last, const RowBatch& batch) const noexcept;
@@ -39,7 +46,7 @@ class RunningRows {
   const TransposedKernels* kernels_;
   const RunningKernels* running_;
   RunningPlan plan_;
-  TransposedRoom room_;
+  RunningRoom room_;
   PixelFormat format_;
   Index usable_size_;  // pixels of a row
   Index groups_ = 1;   // vectors' worth of rows, but for the last batch of a grey picture

@@ -15,8 +15,14 @@ std::uint64_t unsigned_of(Index n) noexcept { return static_cast<std::uint64_t>(
 Workspace::Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32_t channels) noexcept {
   x = take_tap_table(arena, geometry.x, geometry.mode);
   y = take_tap_table(arena, geometry.y, geometry.mode);
-  row_pass.permuted = PermutedRows::take_room(arena, geometry.x, geometry.mode, channels);
+  runtime::Arena permuted = arena;
+  runtime::Arena running = arena;
+  row_pass.permuted = PermutedRows::take_room(permuted, geometry.x, geometry.mode, channels);
+  row_pass.running =
+      RunningRows::take_room(running, geometry.x, geometry.mode, row_pass.permuted.plan.pattern_floats);
   row_pass.transposed = TransposedRows::take_room(arena, geometry, channels);
+  arena.overlay(permuted);
+  arena.overlay(running);
 
   const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
   const double gap = std::min(std::max(geometry.y.inverse, 0.0), static_cast<double>(kTapBlock));
