@@ -2,6 +2,7 @@
 #pragma once
 
 #include "resize/kernels/bytes.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
@@ -41,17 +42,24 @@ void permute(const BytePieces& pieces, Index first, Index end, const std::uint8_
   kKernels[pieces.windows - 1][pieces.rows_cached ? 1 : 0](pieces, first, end, src, ahead, dst);
 }
 
+// Copies fewer bytes than two cache lines have. 32-bit compilers copy so few with a string instruction, which
+// waits for the streaming stores before it; larger pieces than these are slower, too.
+inline void copy_few(const std::uint8_t* src, std::uint8_t* dst, std::size_t count) noexcept {
+  std::size_t done = 0;
+  for (; count - done >= sizeof(std::uint64_t); done += sizeof(std::uint64_t)) {
+    __builtin_memcpy(dst + done, src + done, sizeof(std::uint64_t));
+  }
+  for (; done < count; ++done) dst[done] = src[done];
+}
+
 // Whole cache lines: a part of one costs a read of the rest.
 void stream(const std::uint8_t* src, std::uint8_t* dst, Index count) noexcept {
-  constexpr std::size_t kLine = 64;
+  constexpr std::size_t kLine = runtime::kCacheLine;
   const auto bytes = static_cast<std::size_t>(count);
   const std::size_t misplaced = reinterpret_cast<std::uintptr_t>(dst) % kLine;
   const std::size_t head = misplaced == 0 ? 0 : kLine - misplaced;
-  if (bytes < head + kLine) {
-    __builtin_memcpy(dst, src, bytes);
-    return;
-  }
-  __builtin_memcpy(dst, src, head);
+  if (bytes < head + kLine) return copy_few(src, dst, bytes);
+  copy_few(src, dst, head);
   std::size_t done = head;
   for (; bytes - done >= kLine; done += kLine) {
     for (std::size_t k = 0; k < kLine; k += simd::kVectorBytes) {
@@ -62,7 +70,7 @@ void stream(const std::uint8_t* src, std::uint8_t* dst, Index count) noexcept {
       simd::store_streaming(reinterpret_cast<float*>(dst + done + k), v);
     }
   }
-  __builtin_memcpy(dst + done, src + done, bytes - done);
+  copy_few(src + done, dst + done, bytes - done);
 }
 
 void stream_fence() noexcept { simd::stream_fence(); }
