@@ -28,7 +28,7 @@ auto with_row_pass(RowPass& pass, const Call& call) noexcept {
   }
 }
 
-// In one place: only one pass is used in the end, and plans that did not fit are given up before.
+// All in the same place: one pass is used, and a plan that did not fit is given up before the next is made.
 struct RowPassRoom {
   TransposedRoom transposed;
   RunningRoom running;

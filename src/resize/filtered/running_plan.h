@@ -35,8 +35,8 @@ struct RunningPlan {
   Index first_open(Index pixel, Index position) const noexcept;
 };
 
-// Nothing where sums do not begin and end in order, where more of them
-// are open at a position than there are kernels for, or where the weights outgrow the room.
+// Nothing where sums do not begin and end in order, where more of them are open at a position than there are
+// kernels for, or where the weights outgrow the room.
 std::optional<RunningPlan> plan_running_sums(const TapTable& table, Index count,
                                              const RunningPlanRoom& room) noexcept;
 

@@ -17,6 +17,7 @@ constexpr Index kOpenPixels = 8;  // more than are open at a position: places of
 constexpr Index kAhead = 256;
 constexpr Index kGreyAhead = 192;
 
+// Room for the samples of a chunk, as floats.
 constexpr Index kChunkFloats = kChunk * kMostPixelFloats;
 static_assert(kChunk * kMostBatchRows * sample_bytes(kDepth16) + kPackedSlack <=
               kChunkFloats * Index{sizeof(float)});
@@ -44,6 +45,7 @@ struct RunningRows::Progress {
 RunningRoom RunningRows::take_room(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
                                    Index least_weights) noexcept {
   RunningRoom room;
+  if (axis.inverse < kLeastInverse) return room;
   room.plan = take_running_plan(arena, axis, mode, least_weights);
   room.samples = arena.take<float>(kChunkFloats);
   room.results = arena.take<float>(kHeldResults * kMostPixelFloats);

@@ -18,9 +18,8 @@ class RunningRows {
   static RunningRoom take_room(runtime::Arena& arena, const AxisGeometry& axis, Mode mode,
                                Index least_weights) noexcept;
 
-  // Nothing where more sums are open at a position than there are
-  // kernels for, where the pass would make more results than it has room for (enlargements and slight
-  // reductions), or where the weights outgrow their room.
+  // Nothing where more sums are open at a position than there are kernels for, where the pass would make more
+  // results than it has room for (enlargements and slight reductions), or where the weights outgrow theirs.
   static std::optional<RunningRows> plan(const RowPassFacts& facts, const RunningRoom& room) noexcept;
 
   Index rows_at_once() const noexcept { return groups_ * kernels_->lanes; }
