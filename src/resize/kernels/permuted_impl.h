@@ -27,6 +27,16 @@ template <class Windows>
   asm inline("" : "+m"(windows));
 }
 
+// With 16 registers the weights of one pixel stay in memory, where each row's multiply-add reads them: they
+// would take the registers of a window, and that would be stored and loaded again.
+constexpr bool kWeightsInMemory = simd::kRegisters == 16;
+
+// The weights at `from` as if they had never been loaded before.
+[[gnu::always_inline]] inline simd::LaneFloats load_weights_again(const float* from) noexcept {
+  asm inline("" : "+r"(from));
+  return simd::load_lane_floats(from);
+}
+
 // The windows of the rows and the lanes' places in them, for the next `left` positions.
 struct WindowCursor {
   simd::Lanes codes;
@@ -74,6 +84,9 @@ template <class Pick, int kFirst, int kEnd, int kPixels, int kRows>
       unroll<0, kRows>([&](auto row) {
         const simd::LaneFloats samples = Pick::pick(windows.v[row], cursor.codes);
         unroll<kFirst, kEnd>([&](auto pixel) {
+          if constexpr (kWeightsInMemory && kPixels == 1 && row > 0) {
+            weight[pixel] = load_weights_again(w[pixel] - kPermutedLanes);
+          }
           sums.v[pixel][row] = simd::mul_add(weight[pixel], samples, sums.v[pixel][row]);
         });
       });
