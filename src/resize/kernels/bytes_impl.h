@@ -13,7 +13,7 @@ void permute_row(const BytePieces& pieces, Index first, Index end, const std::ui
   constexpr Index kLanes = Picker::kLanes;
   constexpr Index kPiece = kLanes * Picker::kLaneBytes;
   constexpr Index kWindow = Index{kWindows} * Picker::kLaneBytes;
-  constexpr Index kLine = 64;
+  constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
   const Index* bases = pieces.bases + first * kLanes;
   const std::uint8_t* indices = pieces.indices + first * kPiece;
   const auto write = [&](std::uint8_t* to) noexcept {

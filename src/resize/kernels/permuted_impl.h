@@ -8,6 +8,7 @@
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/permuted.h"
 #include "resize/kernels/unroll.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
@@ -112,7 +113,7 @@ template <int kPixels, int kRows>
 template <int kRows>
 [[gnu::always_inline]] inline void prefetch_ahead(const PermutedArgs& args, int first_row,
                                                   Index offset) noexcept {
-  constexpr Index kLine = 64;
+  constexpr auto kLine = static_cast<Index>(runtime::kCacheLine);
   for (Index byte = 0; byte < args.prefetched; byte += kLine) {
     unroll<0, kRows>(
         [&](auto row) { prefetch<true>(args.rows[first_row + row] + offset + args.ahead + byte); });
