@@ -38,7 +38,8 @@ class Arena {
     return is_counting() || !fits() ? nullptr : reinterpret_cast<T*>(base_ + offset);
   }
 
-  // What two arenas took that were one: arrays of either are used, never of both.
+  // After a copy of this arena went on by itself: takes as much as it did, if that is more. Arrays taken
+  // since from this arena and from the copy lie in the same place, so those of only one can be used.
   void overlay(const Arena& other) noexcept {
     if (other.used_ > used_) used_ = other.used_;
   }
