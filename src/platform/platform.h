@@ -62,8 +62,8 @@ struct Services {
   void* (*calloc)(std::size_t count, std::size_t bytes);
   void (*free)(void* memory);
 
-  // Asks for large pages under `bytes` of memory not touched yet; a hint, without effect where there is no
-  // such request.
+  // Asks for large pages under `bytes` of memory not touched yet, a hint; null where there is no such
+  // request.
   void (*advise_huge_pages)(void* memory, std::size_t bytes);
 };
 

@@ -180,16 +180,15 @@ int format_bounded(char* buffer, std::size_t count, const char* format, std::va_
   return length >= 0 && static_cast<std::size_t>(length) > count ? -1 : length;
 }
 
-void advise_huge_pages(void* memory, std::size_t bytes) {
 #ifdef MADV_HUGEPAGE
+void advise_huge_pages(void* memory, std::size_t bytes) {
   const int saved = errno;
   static_cast<void>(madvise(memory, bytes, MADV_HUGEPAGE));
   errno = saved;
-#else
-  static_cast<void>(memory);
-  static_cast<void>(bytes);
-#endif
 }
+#else
+constexpr auto advise_huge_pages = nullptr;
+#endif
 
 }  // namespace
 

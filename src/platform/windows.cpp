@@ -43,9 +43,6 @@ int format_bounded(char* buffer, std::size_t count, const char* format, std::va_
   return ::_vsnprintf(buffer, count, format, arguments);
 }
 
-// Large pages need a privilege and locked memory there: not asked for.
-void advise_huge_pages(void*, std::size_t) {}
-
 }  // namespace
 
 constexpr Services operating_system = {
@@ -66,7 +63,7 @@ constexpr Services operating_system = {
     .malloc = std::malloc,
     .calloc = std::calloc,
     .free = std::free,
-    .advise_huge_pages = advise_huge_pages,
+    .advise_huge_pages = nullptr,  // large pages need a privilege and locked memory
 };
 
 constinit Services services = operating_system;

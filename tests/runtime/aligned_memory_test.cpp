@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "platform/platform.h"
 #include "support/faulty_system.h"
@@ -32,23 +33,45 @@ void record_advice(void* memory, std::size_t bytes) {
   g_advised_bytes = bytes;
 }
 
-TEST(AlignedMemory, HugePagesAreAskedForInsideLargeBlocks) {
+TEST(AlignedMemory, LargeBlocksLieInHugePages) {
   const testing_support::FaultySystem system;
   platform::services.advise_huge_pages = record_advice;
-  void* small = aligned_allocate_large(2 * kHugePage - 1);
+  void* small = aligned_allocate_large(kLeastHuge - 1);
   EXPECT_EQ(g_advised_bytes, 0u);
-  constexpr std::size_t bytes = 3 * kHugePage + 12345;
-  void* large = aligned_allocate_large(bytes);
-  ASSERT_NE(large, nullptr);
-  const auto first = reinterpret_cast<std::uintptr_t>(large);
-  EXPECT_EQ(g_advised % kHugePage, 0u);
-  EXPECT_EQ(g_advised_bytes % kHugePage, 0u);
-  EXPECT_LT(g_advised - first, kHugePage);
-  EXPECT_LT(first + bytes - (g_advised + g_advised_bytes), kHugePage);
-  std::memset(large, 0x5A, bytes);
-  aligned_free(large);
+  for (const std::size_t bytes : {kLeastHuge, kHugePage, 3 * kHugePage + 12345}) {
+    void* large = aligned_allocate_large(bytes);
+    ASSERT_NE(large, nullptr);
+    EXPECT_EQ(g_advised, reinterpret_cast<std::uintptr_t>(large));
+    EXPECT_EQ(g_advised % kHugePage, 0u);
+    EXPECT_EQ(g_advised_bytes, (bytes + kHugePage - 1) / kHugePage * kHugePage);
+    std::memset(large, 0x5A, g_advised_bytes);
+    aligned_free(large);
+  }
   aligned_free(small);
   EXPECT_EQ(aligned_allocate_large(SIZE_MAX), nullptr);
+  EXPECT_EQ(aligned_allocate_large(SIZE_MAX - kHugePage), nullptr);
+  EXPECT_TRUE(system.nothing_leaked());
+}
+
+// A system that has room for no more than this at a time.
+void* (*g_allocate)(std::size_t bytes);
+void* allocate_little(std::size_t bytes) { return bytes <= kHugePage ? g_allocate(bytes) : nullptr; }
+
+TEST(AlignedMemory, LargeBlocksDoWithoutHugePages) {
+  const testing_support::FaultySystem system;
+  g_advised_bytes = 0;
+  platform::services.advise_huge_pages = nullptr;
+  void* without = aligned_allocate_large(kLeastHuge);
+  ASSERT_NE(without, nullptr);
+  platform::services.advise_huge_pages = record_advice;
+  g_allocate = std::exchange(platform::services.malloc, allocate_little);
+  void* in_little_room = aligned_allocate_large(kLeastHuge);
+  ASSERT_NE(in_little_room, nullptr);
+  EXPECT_EQ(g_advised_bytes, 0u);
+  for (void* memory : {without, in_little_room}) {
+    std::memset(memory, 0x5A, kLeastHuge);
+    aligned_free(memory);
+  }
   EXPECT_TRUE(system.nothing_leaked());
 }
 
