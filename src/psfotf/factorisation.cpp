@@ -10,13 +10,11 @@ namespace {
 double radix_cost(std::int32_t radix, RadixSet radices) noexcept {
   const bool fused = radices == RadixSet::kMediumFused;
   if (radix > kMaxFixedRadix) return fused ? 3.5 + 0.54 * radix : 4.0 + 0.7 * radix;
-  if (fused && radix == 10) return 4.4;
-  if (fused && radix == 11) return 7.0;
-  if (fused && radix == 12) return 4.0;
-  if (fused && radix == 13) return 9.5;
-  constexpr double costs[kMaxFixedRadix + 1] = {0,   0,   2.0, 2.4, 2.4, 2.9, 2.8, 4.0,
-                                                3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0,   4.4};
-  return costs[radix];
+  using Costs = double[kMaxFixedRadix + 1];
+  constexpr Costs few = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 0, 6.0, 0, 7.0};
+  constexpr Costs sixteen = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 4.4, 7.0, 4.0, 9.5};
+  constexpr Costs many = {0, 0, 2.0, 2.3, 2.5, 2.9, 2.8, 4.0, 3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0, 4.4};
+  return (fused ? sixteen : radices == RadixSet::kLarge ? many : few)[radix];
 }
 
 void add_stage(LineShape& shape, std::int32_t radix, double cost) noexcept {
@@ -46,49 +44,59 @@ struct SmallFactors {
   int fives = 0;
 };
 
-// Adds stages for these factors: as many radices 15, 12 and 10 as given, nines while they last, powers of two
-// at the end.
-void add_composites(LineShape& shape, SmallFactors left, int fifteens, int twelves, int tens,
-                    RadixSet radices) noexcept {
-  left.threes -= fifteens + twelves;
-  left.fives -= fifteens + tens;
-  left.twos -= 2 * twelves + tens;
-  for (; left.fives > 0; --left.fives) add_stage(shape, 5, radices);
-  for (int i = 0; i < fifteens; ++i) add_stage(shape, 15, radices);
-  for (; left.threes > 1; left.threes -= 2) add_stage(shape, 9, radices);
-  for (int i = 0; i < twelves; ++i) add_stage(shape, 12, radices);
-  for (int i = 0; i < tens; ++i) add_stage(shape, 10, radices);
-  if (left.threes > 0) {
-    const bool odd_two = left.twos % 3 == 1;
-    add_stage(shape, odd_two ? 6 : 3, radices);
-    left.twos -= odd_two ? 1 : 0;
-  }
-  add_powers_of_two(shape, left.twos, radices);
+// How often composite radices are stages.
+struct Composites {
+  int fifteens = 0;
+  int twelves = 0;
+  int tens = 0;
+  int nines = 0;
+  int sixes = 0;
+};
+
+// What they leave of the factors, for primes and powers of two.
+SmallFactors left_of(const SmallFactors& factors, const Composites& c) noexcept {
+  return {factors.twos - 2 * c.twelves - c.tens - c.sixes,
+          factors.threes - c.fifteens - c.twelves - 2 * c.nines - c.sixes,
+          factors.fives - c.fifteens - c.tens};
 }
 
-// The same with as many radices 12, 6 and 10 as given, the latter two at the end.
-void add_for_sixteen_registers(LineShape& shape, const SmallFactors& factors, int twelves, int sixes,
-                               int tens, RadixSet radices) noexcept {
-  for (int i = tens; i < factors.fives; ++i) add_stage(shape, 5, radices);
-  for (int i = twelves + sixes; i < factors.threes; ++i) add_stage(shape, 3, radices);
-  for (int i = 0; i < twelves; ++i) add_stage(shape, 12, radices);
-  add_powers_of_two(shape, factors.twos - 2 * twelves - sixes - tens, radices);
-  for (int i = 0; i < tens; ++i) add_stage(shape, 10, radices);
-  for (int i = 0; i < sixes; ++i) add_stage(shape, 6, radices);
+void add_stages(LineShape& shape, std::int32_t radix, int count, RadixSet radices) noexcept {
+  for (int i = 0; i < count; ++i) add_stage(shape, radix, radices);
 }
 
-// The cheapest of these.
-void add_cheapest_for_sixteen_registers(LineShape& shape, const SmallFactors& factors,
-                                        RadixSet radices) noexcept {
+// Even radices come last: convolutions end with one. With many registers these are powers of two, where there
+// are any.
+void add_all(LineShape& shape, const SmallFactors& factors, const Composites& c, RadixSet radices) noexcept {
+  const SmallFactors left = left_of(factors, c);
+  const bool large = radices == RadixSet::kLarge;
+  add_stages(shape, 5, left.fives, radices);
+  add_stages(shape, 15, c.fifteens, radices);
+  add_stages(shape, 9, c.nines, radices);
+  add_stages(shape, 3, left.threes, radices);
+  add_stages(shape, 12, c.twelves, radices);
+  if (!large) add_powers_of_two(shape, left.twos, radices);
+  add_stages(shape, 10, c.tens, radices);
+  add_stages(shape, 6, c.sixes, radices);
+  if (large) add_powers_of_two(shape, left.twos, radices);
+}
+
+// The cheapest stages for the factors, with composite radices; 9 and 15 are for many registers.
+void add_cheapest(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
   const LineShape before = shape;
   shape.cost = -1;
-  for (int twelves = 0; twelves <= std::min(factors.threes, factors.twos / 2); ++twelves) {
-    const int twos = factors.twos - 2 * twelves;
-    for (int sixes = 0; sixes <= std::min(factors.threes - twelves, twos); ++sixes) {
-      for (int tens = 0; tens <= std::min(factors.fives, twos - sixes); ++tens) {
-        LineShape candidate = before;
-        add_for_sixteen_registers(candidate, factors, twelves, sixes, tens, radices);
-        if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+  const bool large = radices == RadixSet::kLarge;
+  const int most_fifteens = large ? std::min(factors.threes, factors.fives) : 0;
+  for (int fifteens = 0; fifteens <= most_fifteens; ++fifteens) {
+    const int threes = factors.threes - fifteens;
+    for (int twelves = 0; twelves <= std::min(threes, factors.twos / 2); ++twelves) {
+      const int twos = factors.twos - 2 * twelves;
+      for (int tens = 0; tens <= std::min(factors.fives - fifteens, twos); ++tens) {
+        for (int sixes = 0; sixes <= std::min(threes - twelves, twos - tens); ++sixes) {
+          const int nines = large ? (threes - twelves - sixes) / 2 : 0;
+          LineShape candidate = before;
+          add_all(candidate, factors, {fifteens, twelves, tens, nines, sixes}, radices);
+          if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+        }
       }
     }
   }
@@ -104,21 +112,10 @@ constexpr int kCollidingTwos = 6;
 void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet radices,
                        LastStage last = LastStage::kInPlace) noexcept {
   const bool may_collide = last == LastStage::kMayWriteRows && factors.twos >= kCollidingTwos;
-  if (radices == RadixSet::kMediumFused && !may_collide) {
-    return add_cheapest_for_sixteen_registers(shape, factors, radices);
+  if (radices == RadixSet::kLarge || (radices == RadixSet::kMediumFused && !may_collide)) {
+    return add_cheapest(shape, factors, radices);
   }
-  if (radices != RadixSet::kLarge) return add_for_sixteen_registers(shape, factors, 0, 0, 0, radices);
-  const LineShape before = shape;
-  shape.cost = -1;
-  for (int fifteens = 0; fifteens <= std::min(factors.threes, factors.fives); ++fifteens) {
-    for (int twelves = 0; twelves <= std::min(factors.threes - fifteens, factors.twos / 2); ++twelves) {
-      for (int tens = 0; tens <= std::min(factors.fives - fifteens, factors.twos - 2 * twelves); ++tens) {
-        LineShape candidate = before;
-        add_composites(candidate, factors, fifteens, twelves, tens, radices);
-        if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
-      }
-    }
-  }
+  add_all(shape, factors, {}, radices);
 }
 
 int take_factors(std::int32_t& length, std::int32_t factor) noexcept {
