@@ -6,15 +6,18 @@
 namespace kyv::psfotf {
 namespace {
 
-// Of one element in one stage. Fused sums are cheap; radices 10 to 13 outgrow sixteen registers.
+// Of one element in one stage, by radix and by how many registers there are. Radices 10 to 13 outgrow
+// sixteen.
+using Costs = double[kMaxFixedRadix + 1];
+constexpr Costs kCostsInFew = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 0, 6.0, 0, 7.0};
+constexpr Costs kCostsInSixteen = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 4.4, 7.0, 4.0, 9.5};
+constexpr Costs kCostsInMany = {0, 0, 2.0, 2.3, 2.5, 2.9, 2.8, 4.0, 3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0, 4.4};
+
+// Fused sums are cheap.
 double radix_cost(std::int32_t radix, RadixSet radices) noexcept {
   const bool fused = radices == RadixSet::kMediumFused;
   if (radix > kMaxFixedRadix) return fused ? 3.5 + 0.54 * radix : 4.0 + 0.7 * radix;
-  using Costs = double[kMaxFixedRadix + 1];
-  constexpr Costs few = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 0, 6.0, 0, 7.0};
-  constexpr Costs sixteen = {0, 0, 2.0, 2.4, 2.4, 2.9, 2.8, 4.0, 3.0, 0, 4.4, 7.0, 4.0, 9.5};
-  constexpr Costs many = {0, 0, 2.0, 2.3, 2.5, 2.9, 2.8, 4.0, 3.0, 3.6, 3.6, 6.0, 3.7, 7.0, 0, 4.4};
-  return (fused ? sixteen : radices == RadixSet::kLarge ? many : few)[radix];
+  return (fused ? kCostsInSixteen : radices == RadixSet::kLarge ? kCostsInMany : kCostsInFew)[radix];
 }
 
 void add_stage(LineShape& shape, std::int32_t radix, double cost) noexcept {
@@ -26,13 +29,14 @@ void add_stage(LineShape& shape, std::int32_t radix, RadixSet radices) noexcept 
   add_stage(shape, radix, radix_cost(radix, radices));
 }
 
-void add_powers_of_two(LineShape& shape, int exponent, RadixSet radices) noexcept {
+// Calls add(radix) for the stages of a power of two: as few as the largest radix allows, as even as they get.
+template <class Add>
+void for_powers_of_two(int exponent, RadixSet radices, const Add& add) noexcept {
   const int log_max = radices == RadixSet::kSmall ? 2 : 3;
   while (exponent > 0) {
-    // As few stages as the largest radix allows, as even as they get.
     const int left = (exponent + log_max - 1) / log_max;
     const int log_radix = (exponent + left - 1) / left;
-    add_stage(shape, 1 << log_radix, radices);
+    add(1 << log_radix);
     exponent -= log_radix;
   }
 }
@@ -69,21 +73,39 @@ void add_stages(LineShape& shape, std::int32_t radix, int count, RadixSet radice
 void add_all(LineShape& shape, const SmallFactors& factors, const Composites& c, RadixSet radices) noexcept {
   const SmallFactors left = left_of(factors, c);
   const bool large = radices == RadixSet::kLarge;
+  const auto add_powers_of_two = [&] {
+    for_powers_of_two(left.twos, radices, [&](int radix) { add_stage(shape, radix, radices); });
+  };
   add_stages(shape, 5, left.fives, radices);
   add_stages(shape, 15, c.fifteens, radices);
   add_stages(shape, 9, c.nines, radices);
   add_stages(shape, 3, left.threes, radices);
   add_stages(shape, 12, c.twelves, radices);
-  if (!large) add_powers_of_two(shape, left.twos, radices);
+  if (!large) add_powers_of_two();
   add_stages(shape, 10, c.tens, radices);
   add_stages(shape, 6, c.sixes, radices);
-  if (large) add_powers_of_two(shape, left.twos, radices);
+  if (large) add_powers_of_two();
 }
 
-// The cheapest stages for the factors, with composite radices; 9 and 15 are for many registers.
-void add_cheapest(LineShape& shape, const SmallFactors& factors, RadixSet radices) noexcept {
-  const LineShape before = shape;
-  shape.cost = -1;
+double cost_of(const SmallFactors& factors, const Composites& c, RadixSet radices) noexcept {
+  const SmallFactors left = left_of(factors, c);
+  double sum = 0;
+  const auto add = [&](int radix, int count = 1) { sum += count * radix_cost(radix, radices); };
+  for_powers_of_two(left.twos, radices, add);
+  add(3, left.threes);
+  add(5, left.fives);
+  add(6, c.sixes);
+  add(9, c.nines);
+  add(10, c.tens);
+  add(12, c.twelves);
+  add(15, c.fifteens);
+  return sum;
+}
+
+// The cheapest composite radices for the factors; 9 and 15 are for many registers.
+Composites cheapest_composites(const SmallFactors& factors, RadixSet radices) noexcept {
+  Composites best;
+  double least = cost_of(factors, best, radices);
   const bool large = radices == RadixSet::kLarge;
   const int most_fifteens = large ? std::min(factors.threes, factors.fives) : 0;
   for (int fifteens = 0; fifteens <= most_fifteens; ++fifteens) {
@@ -93,13 +115,16 @@ void add_cheapest(LineShape& shape, const SmallFactors& factors, RadixSet radice
       for (int tens = 0; tens <= std::min(factors.fives - fifteens, twos); ++tens) {
         for (int sixes = 0; sixes <= std::min(threes - twelves, twos - tens); ++sixes) {
           const int nines = large ? (threes - twelves - sixes) / 2 : 0;
-          LineShape candidate = before;
-          add_all(candidate, factors, {fifteens, twelves, tens, nines, sixes}, radices);
-          if (shape.cost < 0 || candidate.cost < shape.cost) shape = candidate;
+          const Composites candidate{fifteens, twelves, tens, nines, sixes};
+          const double cost = cost_of(factors, candidate, radices);
+          if (cost >= least) continue;
+          least = cost;
+          best = candidate;
         }
       }
     }
   }
+  return best;
 }
 
 // Whether the last stage may write the rows of a plane. Where their length is a multiple of 64, those that
@@ -112,10 +137,9 @@ constexpr int kCollidingTwos = 6;
 void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet radices,
                        LastStage last = LastStage::kInPlace) noexcept {
   const bool may_collide = last == LastStage::kMayWriteRows && factors.twos >= kCollidingTwos;
-  if (radices == RadixSet::kLarge || (radices == RadixSet::kMediumFused && !may_collide)) {
-    return add_cheapest(shape, factors, radices);
-  }
-  add_all(shape, factors, {}, radices);
+  const bool has_composites =
+      radices == RadixSet::kLarge || (radices == RadixSet::kMediumFused && !may_collide);
+  add_all(shape, factors, has_composites ? cheapest_composites(factors, radices) : Composites{}, radices);
 }
 
 int take_factors(std::int32_t& length, std::int32_t factor) noexcept {

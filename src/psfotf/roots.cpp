@@ -74,12 +74,21 @@ SineCosine sine_cosine(double p, double n) noexcept {
 
 Extended negated(Extended a) noexcept { return {-a.high, -a.low}; }
 
-// exp(-2 pi i k / n), reduced to the first octant in integers.
-ExtendedRoot root(std::int64_t k, std::int64_t n) noexcept {
-  const std::int64_t octant = 8 * k / n;
-  const std::int64_t rest = 8 * k - octant * n;
+// exp(-2 pi i k / n), 0 <= k < n, reduced to the first octant in integers.
+ExtendedRoot root(std::int32_t k, std::int32_t n) noexcept {
+  // 8 k = octant * n + rest, bit by bit: 32-bit processors have no quotient of that size.
+  auto rest = static_cast<std::uint32_t>(k);
+  const auto order = static_cast<std::uint32_t>(n);
+  int octant = 0;
+  for (int bit = 0; bit < 3; ++bit) {
+    rest *= 2;
+    const bool beyond = rest >= order;
+    rest -= beyond ? order : 0;
+    octant = 2 * octant + (beyond ? 1 : 0);
+  }
   const bool odd = (octant & 1) != 0;
-  SineCosine v = sine_cosine(static_cast<double>(odd ? n - rest : rest), static_cast<double>(n));
+  const auto eighths = static_cast<std::int32_t>(odd ? order - rest : rest);
+  SineCosine v = sine_cosine(eighths, n);
   if (((octant + 1) & 2) != 0) std::swap(v.sine, v.cosine);
   const bool left = ((octant + 2) & 4) != 0;
   const bool lower = octant >= 4;
@@ -121,27 +130,19 @@ constexpr SmallRoots small_roots() noexcept {
 
 constexpr SmallRoots kSmallRoots = small_roots();
 
-// About the square root of n, and at most a sixteenth of the circle.
-std::int32_t fine_count(std::int32_t n) noexcept {
+// About the square root of `count`, and at most a thirty-second of the circle of n.
+std::int32_t fine_count(std::int32_t n, std::int32_t count) noexcept {
   std::int32_t size = 1;
-  while (size < kMaxFine && size * size < n && 32 * size <= n) size *= 2;
+  while (size < kMaxFine && size * size < count && 32 * size <= n) size *= 2;
   return size;
 }
 
-}  // namespace
-
+// The first `count` roots of order n.
 template <class T>
-void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
-  if (kSmallOrder % n == 0) {
-    for (std::int32_t k = 0; k < count; ++k) {
-      re[k] = static_cast<T>(kSmallRoots.re[k * (kSmallOrder / n)]);
-      im[k] = static_cast<T>(kSmallRoots.im[k * (kSmallOrder / n)]);
-    }
-    return;
-  }
+void fill_arc(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
   double fine_re[kMaxFine];  // exp(-2 pi i k / n) - 1: small, so that its product rounds harmlessly
   double fine_im[kMaxFine];
-  const std::int32_t fine = std::min(fine_count(n), count);
+  const std::int32_t fine = std::min(fine_count(n, count), count);
   for (std::int32_t k = 0; k < fine; ++k) {
     const ExtendedRoot w = root(k, n);
     fine_re[k] = (w.re.high - 1.0) + w.re.low;
@@ -157,6 +158,31 @@ void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
       re[first + k] = static_cast<T>(w.re.high + (w.re.low + product_re));
       im[first + k] = static_cast<T>(w.im.high + (w.im.low + product_im));
     }
+  }
+}
+
+}  // namespace
+
+template <class T>
+void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
+  if (kSmallOrder % n == 0) {
+    for (std::int32_t k = 0; k < count; ++k) {
+      re[k] = static_cast<T>(kSmallRoots.re[k * (kSmallOrder / n)]);
+      im[k] = static_cast<T>(kSmallRoots.im[k * (kSmallOrder / n)]);
+    }
+    return;
+  }
+  // A quarter or half of the circle, where n has one, and then each root by turning one that is known.
+  const std::int32_t quarter = n % 4 == 0 ? n / 4 : 0;
+  const std::int32_t half = n % 2 == 0 ? n / 2 : n;
+  fill_arc(n, std::min(count, quarter != 0 ? quarter : half), re, im);
+  for (std::int32_t k = quarter; quarter != 0 && k < std::min(count, half); ++k) {
+    re[k] = im[k - quarter];
+    im[k] = -re[k - quarter];
+  }
+  for (std::int32_t k = half; k < count; ++k) {
+    re[k] = -re[k - half];
+    im[k] = -im[k - half];
   }
 }
 
