@@ -5,6 +5,9 @@ set(KYVMATH_SANITIZED_SETS "" CACHE STRING "Kernel sets that sanitizers look at;
 # its own instruction set. A unit gives away one symbol (its table) and includes no standard-library header with inline functions: see docs/ARCHITECTURE.md.
 function(kyvmath_kernel_variants target folder)
   set(sets_x86 scalar sse2 avx2 avx512 avx512vbmi)
+  if(target STREQUAL kyvmath_objects AND NOT KYVMATH_AVX512)
+    list(FILTER sets_x86 EXCLUDE REGEX avx512)
+  endif()
   set(sets_arm64 scalar neon)
   set(flags_scalar "")
   set(flags_neon "")  # in every such processor

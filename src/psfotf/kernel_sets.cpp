@@ -26,7 +26,9 @@ constinit const Kernels kernels_neon{kernels_neon_single, kernels_neon_double, &
 #else
 constinit const Kernels kernels_sse2{kernels_sse2_single, kernels_sse2_double, &kernels_scalar};
 constinit const Kernels kernels_avx2{kernels_avx2_single, kernels_avx2_double, &kernels_sse2};
+#ifndef KYVMATH_WITHOUT_AVX512
 constinit const Kernels kernels_avx512{kernels_avx512_single, kernels_avx512_double, &kernels_avx2};
+#endif
 #endif
 
 }  // namespace kyv::psfotf

@@ -29,12 +29,16 @@ constexpr KernelSet kKernelSets[] = {
     {"scalar", 0, &resize::kernels_scalar, &psfotf::kernels_scalar},
 };
 #else
+#ifndef KYVMATH_WITHOUT_AVX512
 constexpr std::uint32_t kAvx512 = kFeatureAvx512 | kFeatureAvx2Fma | kFeatureSse2;
+#endif
 
 // Permutations of bytes are of no use to the transforms.
 constexpr KernelSet kKernelSets[] = {
+#ifndef KYVMATH_WITHOUT_AVX512
     {"avx512vbmi", kAvx512 | kFeatureAvx512Vbmi, &resize::kernels_avx512vbmi, &psfotf::kernels_avx512},
     {"avx512", kAvx512, &resize::kernels_avx512, &psfotf::kernels_avx512},
+#endif
     {"avx2", kFeatureAvx2Fma | kFeatureSse2, &resize::kernels_avx2, &psfotf::kernels_avx2},
     {"sse2", kFeatureSse2, &resize::kernels_sse2, &psfotf::kernels_sse2},
     {"scalar", 0, &resize::kernels_scalar, &psfotf::kernels_scalar},
