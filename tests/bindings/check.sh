@@ -56,7 +56,7 @@ check_wheel() { # wheel
   tag=${1##*-}
   tag=${tag%.whl}
   python3 -m wheel unpack --dest "$work/$tag" "$1" >/dev/null || fail "$1: hashes"
-  pip_takes=$(cd "$work" && env/bin/pip download -q --disable-pip-version-check --no-deps --no-index \
+  pip_takes=$(cd "$work" && "$environment/pip" download -q --disable-pip-version-check --no-deps --no-index \
     --find-links "$dist" --only-binary=:all: --platform "$tag" --dest "$work/taken-$tag" kyvmath && ls "$work/taken-$tag")
   [ "$pip_takes" = "$(basename "$1")" ] || fail "pip takes '$pip_takes' for $tag"
   case $tag in
@@ -83,14 +83,13 @@ sys.stdout.buffer.write(z.read(next(n for n in z.namelist() if n.endswith("/bin/
 check_python() {
   python3 -c 'import dask.distributed, ensurepip, numpy, PIL, pytest, venv, wheel' 2>/dev/null ||
     skip "needs python3-numpy python3-pytest python3-wheel python3-venv python3-distributed python3-pil"
-  python3 -m venv --system-site-packages "$work/env"
+  follow_readme python "$dist"/kyvmath-*-manylinux*.whl
+  environment=$work/package/examples/python/env/bin  # as the README says: with the wheel, and the system's modules
   for wheel in "$dist"/*.whl; do check_wheel "$wheel"; done
   print_expected_lines
-  "$work/env/bin/pip" install -q --disable-pip-version-check --no-index "$dist"/kyvmath-*-manylinux*.whl
   cp -r "$here/python" "$work/tests"
   (cd "$work/tests" && KYVMATH_PROBE_LINES=$work/expected KYVMATH_EXAMPLES=$package/examples \
-    "$work/env/bin/python" -m pytest -q -rs -p no:cacheprovider .) || fail "pytest"
-  follow_readme python "$dist"/kyvmath-*-manylinux*.whl
+    "$environment/python" -m pytest -q -rs -p no:cacheprovider .) || fail "pytest"
 }
 
 # The binding as its users have it: compiled against the package, the native library beside the program.
