@@ -35,6 +35,32 @@ template <class V, Decimation D, class Copy>
   }
 }
 
+// The code of the outer stages' radix, all null where that is summed directly.
+template <class V>
+const RadixCode<V>& outer_code(const LinePlan<LaneOf<V>>& inner) noexcept {
+  const std::int32_t radix = inner.radices[0];
+  return kRadixCode<V>[radix <= kMaxFixedRadix ? radix : 0];
+}
+
+// The stage that takes the line, and the one that leaves it: where the radix has no code for that, in place
+// and by copies.
+template <class V, class Line>
+void fetch_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
+                LaneOf<V>* work) noexcept {
+  const std::int32_t m = inner.length / inner.radices[0];
+  if (code.fetch != nullptr) return code.fetch(line, work, m, inner.part_pitch, first_stage_roots<V>(inner));
+  run_outer_stage<V, Decimation::kInFrequency>(
+      inner, work, [&](std::int32_t n, LaneOf<V>* place) { store_element<V>(place, line.get(n)); });
+}
+template <class V, class Line>
+void leave_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
+                LaneOf<V>* work) noexcept {
+  const std::int32_t m = inner.length / inner.radices[0];
+  if (code.leave != nullptr) return code.leave(line, work, m, inner.part_pitch, first_stage_roots<V>(inner));
+  run_outer_stage<V, Decimation::kInTime>(
+      inner, work, [&](std::int32_t n, const LaneOf<V>* place) { line.put(n, load_element<V>(place)); });
+}
+
 // A part of a convolution between its outer stages: the spectrum and back again, real and imaginary parts
 // exchanged.
 template <class V>
@@ -69,16 +95,13 @@ Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
 // Rader 1968: the powers of a generator turn a prime length p into a cyclic convolution of length p - 1.
 template <class V>
 void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
-  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
-    store_element<V>(place, load_element<V>(data + plan.powers[n] * kElement<V>));
-  });
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const PermutedLine<V> line(plan, data);
+  const OuterCode<V, PermutedLine<V>>& code = outer_code<V>(inner).permuted;
+  fetch_line<V>(inner, code, line, work);
   const Complex<V> first = load_element<V>(data);
   store_element<V>(data, first + convolve_parts<V>(plan, work, first));
-  const std::int32_t* inverse_powers = plan.powers + plan.inner->length;
-  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
-    const Complex<V> y = load_element<V>(place);
-    store_element<V>(data + inverse_powers[-n] * kElement<V>, Complex<V>{y.im, y.re});
-  });
+  leave_line<V>(inner, code, line, work);
 }
 
 // Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
@@ -86,26 +109,13 @@ void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work
 // from and left at its own place.
 template <class V>
 void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
-  const auto sign = static_cast<LaneOf<V>>(chirp_sign(plan.length));
-  const auto chirped = [&](const Complex<V>& a, std::int32_t n) {
-    const bool behind = 2 * n > plan.length;
-    const std::int32_t m = behind ? plan.length - n : n;
-    const LaneOf<V> factor = behind ? sign : 1;
-    return multiply(a, simd::broadcast(factor * plan.chirp_re[m]),
-                    simd::broadcast(factor * plan.chirp_im[m]));
-  };
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const ChirpedLine<V> line(plan, data);
+  const OuterCode<V, ChirpedLine<V>>& code = outer_code<V>(inner).chirped;
   const V zero = constant<V>(0);
-  run_outer_stage<V, Decimation::kInFrequency>(*plan.inner, work, [&](std::int32_t n, LaneOf<V>* place) {
-    const bool padding = n >= plan.length;
-    store_element<V>(place,
-                     padding ? Complex<V>{zero, zero} : chirped(load_element<V>(data + n * kElement<V>), n));
-  });
+  fetch_line<V>(inner, code, line, work);
   convolve_parts<V>(plan, work, {zero, zero});
-  run_outer_stage<V, Decimation::kInTime>(*plan.inner, work, [&](std::int32_t n, const LaneOf<V>* place) {
-    if (n >= plan.length) return;
-    const Complex<V> y = load_element<V>(place);
-    store_element<V>(data + n * kElement<V>, chirped({y.im, y.re}, n));
-  });
+  leave_line<V>(inner, code, line, work);
 }
 
 template <class V>

@@ -9,6 +9,8 @@
 #include <cstdint>
 
 #include "psfotf/kernels/butterflies.h"
+#include "psfotf/kernels/elements.h"
+#include "psfotf/kernels/outer_stages.h"
 #include "psfotf/plan.h"
 
 namespace kyv::psfotf {
@@ -18,40 +20,9 @@ namespace {
 inline constexpr bool kManyRegisters = simd::kRegisters >= 32;
 inline constexpr bool kFusedInSixteenRegisters = simd::kHasFusedMultiplyAdd && simd::kRegisters >= 16;
 
-template <class V>
-inline constexpr std::ptrdiff_t kElement = 2 * V::kLanes;  // values
-
-template <class V>
-[[gnu::always_inline]] inline Complex<V> load_element(const LaneOf<V>* p) noexcept {
-  return {simd::load(p), simd::load(p + V::kLanes)};
-}
-
-template <class V>
-[[gnu::always_inline]] inline void store_element(LaneOf<V>* p, const Complex<V>& a) noexcept {
-  simd::store_aligned(p, a.re);
-  simd::store_aligned(p + V::kLanes, a.im);
-}
-
 // Into the second cache: in the first one, what is needed later pushes out what is in work.
 [[gnu::always_inline]] inline void prefetch_for_later(const double* p) noexcept {
   __builtin_prefetch(p, 0, 2);
-}
-
-// The roots of a stage. Each butterfly has radix - 1 of its own, real and imaginary parts in turn, for
-// results (or inputs) 1 and on; those of sums are LinePlan::sum_roots of the stage's radix.
-template <class T>
-struct Roots {
-  const T* own;  // of the first butterfly
-  const T* sums;
-};
-
-// Where the roots of a stage belong: behind its butterflies or, reversed, before them.
-enum class Decimation { kInFrequency, kInTime };
-
-template <class V>
-[[gnu::always_inline]] inline Complex<V> multiply(const Complex<V>& a, const LaneOf<V>* own_roots,
-                                                  int result) noexcept {
-  return multiply(a, simd::broadcast(own_roots[2 * result - 2]), simd::broadcast(own_roots[2 * result - 1]));
 }
 
 // `groups` transforms of length R * m, cut into parts of m elements that lie `pitch` elements apart:
@@ -426,6 +397,8 @@ struct RadixCode {
   void (*store_mirrored_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*stream_last)(const ColumnOutput<LaneOf<V>>&, std::int32_t, std::int32_t) noexcept;
   void (*convolved)(LaneOf<V>*, std::int32_t, const Spectrum<LaneOf<V>>&, MeanValue<V>*) noexcept;
+  OuterCode<V, ChirpedLine<V>> chirped;
+  OuterCode<V, PermutedLine<V>> permuted;
 };
 
 template <class V, int R>
@@ -447,6 +420,14 @@ constexpr RadixCode<V> radix_code() noexcept {
   // thirty-two registers 12 * 3 or 10 * 3 at the end would cost more than 9 * 4 or 5 * 6.
   if constexpr (R == 2 || R == 4 || R == 8 || (!one_lane && (R == 6 || R == 10 || R == 12))) {
     code.convolved = convolved_stage<V, R>;
+  }
+  // The radices that convolutions begin with; lengths that are chosen freely have no large or odd composite
+  // factors.
+  if constexpr (!one_lane && R >= 5) {
+    code.permuted = {fetch_stage<V, R, PermutedLine<V>>, leave_stage<V, R, PermutedLine<V>>};
+    if constexpr (R != 9 && R != 11 && R != 13 && R != 15) {
+      code.chirped = {fetch_stage<V, R, ChirpedLine<V>>, leave_stage<V, R, ChirpedLine<V>>};
+    }
   }
   if constexpr (kBlocksInLine<V> == 1 && (R == 4 || R == 5 || R == 6 || R == 8 || R == 10)) {
     code.stream_last = stream_last_stage<V, R>;
