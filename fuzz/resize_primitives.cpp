@@ -96,10 +96,13 @@ resize::Tuning read_tuning(fuzz::Input& in) {
   return tuning;
 }
 
-std::optional<resize::RowPassKind> read_row_pass(fuzz::Input& in) {
+// Rows are folded, or are not, or as is faster, whatever pass is wanted.
+resize::RowPassProbe read_probe(fuzz::Input& in) {
+  resize::RowPassProbe probe;
   const std::uint8_t kind = in.byte();
-  if (kind >= 128) return std::nullopt;
-  return static_cast<resize::RowPassKind>(kind % 4);
+  if (kind < 128) probe.wanted = static_cast<resize::RowPassKind>(kind % 4);
+  if (kind / 4 % 4 < 3) probe.folding = kind / 4 % 4 > 0;
+  return probe;
 }
 
 Call read_call(fuzz::Input& in) {
@@ -120,7 +123,7 @@ Call read_call(fuzz::Input& in) {
   c.src.step = c.src.width * c.channels * c.bits / 8 + in.below(40);
   c.dst.step = c.dst.width * c.channels * c.bits / 8 + in.below(40);
   a.tuning = read_tuning(in);
-  c.probe.wanted = read_row_pass(in);
+  c.probe = read_probe(in);
   a.src_size = {c.src.width, c.src.height};
   a.src_step = c.src.step;
   a.dst_step = c.dst.step;

@@ -152,12 +152,78 @@ TEST_P(RowPasses, ComputeOnlyWithWhatWasWritten) {
           t.bits = bits;
           t.channels = channels;
           t.row_pass = kind;
+          t.folding = k % 2 == 0;
           if (mode == 8) t.dst_width = std::min(t.dst_width, t.region.width);
           if (mode == 8) t.dst_height = std::min(t.dst_height, t.region.height);
           ASSERT_TRUE(matches_reference(t, GetParam()));
         }
       }
     }
+  }
+}
+
+// Folded rows give the defined pixels: with whole rows only, with parts of rows at the ends, from rows that
+// are repeated beyond the source, of sums that are never rounded, and where half of all pixels is a tie. Then
+// they give up: 0 and 255 in equal numbers are a tie for every pixel.
+TEST_P(RowPasses, FoldRowsOfBoxes) {
+  constexpr std::int32_t heights[][2] = {{60, 30}, {60, 6},  {61, 7},  {95, 40}, {64, 4},
+                                         {90, 1},  {127, 1}, {250, 2}, {47, 23}, {75, 15}};
+  const resize::FoldKernels& folds = GetParam().resize->folds;
+  for (const int channels : {1, 3, 4}) {
+    for (const auto& [from, to] : heights) {
+      for (const Content content : {Content::kRandom, Content::kExtremes, Content::kCheckerboard}) {
+        resize::RowPassChoice chosen;
+        bool has_folded = false;
+        Trial t;
+        t.mode = 8;
+        t.channels = channels;
+        t.src_width = 3 * from + 5;
+        t.dst_width = 3 * to + 1;
+        t.src_height = from;
+        t.dst_height = to;
+        t.content = content;
+        t.folding = true;
+        t.chosen = &chosen;
+        t.has_folded = &has_folded;
+        ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
+        const bool gives_up = content != Content::kRandom && has_folded == false;
+        EXPECT_TRUE(has_folded == (folds.least_samples > 0) || gives_up) << from << " : " << to;
+      }
+    }
+  }
+}
+
+// Wide rows are folded a few at a time, and never fewer than a pass takes; wide results are made in strips.
+TEST_P(RowPasses, FoldWideRows) {
+  constexpr std::int32_t sizes[][4] = {
+      {1, 9200, 40, 4600}, {3, 3066, 95, 613}, {4, 2300, 95, 460}, {4, 700, 300, 70}};
+  for (const auto& [channels, width, height, dst_width] : sizes) {
+    Trial t;
+    t.mode = 8;
+    t.channels = channels;
+    t.src_width = width;
+    t.src_height = height;
+    t.dst_width = dst_width;
+    t.dst_height = height * dst_width / width;
+    t.folding = true;
+    t.tuning.ring_floats = channels == 4 ? 1000 : t.tuning.ring_floats;
+    ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
+  }
+}
+
+TEST_P(RowPasses, FoldWhereThatIsFastest) {
+  for (const bool has_ties : {false, true}) {
+    resize::RowPassChoice chosen;
+    bool has_folded = false;
+    Trial t;
+    t.mode = 8;
+    t.src_width = t.src_height = 640;
+    t.dst_width = t.dst_height = 64;
+    t.content = has_ties ? Content::kCheckerboard : Content::kRandom;
+    t.chosen = &chosen;
+    t.has_folded = &has_folded;
+    ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
+    EXPECT_EQ(has_folded, !has_ties && GetParam().resize->folds.least_samples > 0);
   }
 }
 

@@ -151,7 +151,7 @@ resize::IppStatus call_primitive(const DirectCall& c, const GuardedImage& source
       resize::ippiResizeGetBufSize(ippi(t.region), ippi(c.dst_roi), t.channels, word, &bytes);
   if (status != resize::kNoError) return status;
   const WorkBuffer work(bytes);
-  resize::RowPassProbe probe{.wanted = t.row_pass, .chosen = {}};
+  resize::RowPassProbe probe{.wanted = t.row_pass, .folding = t.folding, .chosen = {}};
   const resize::ResizeSqrPixelArguments arguments{.src = source.row(0),
                                                   .src_size = {t.src_width, t.src_height},
                                                   .src_step = source.step(),
@@ -170,6 +170,7 @@ resize::IppStatus call_primitive(const DirectCall& c, const GuardedImage& source
   std::feclearexcept(FE_INVALID);
   const resize::IppStatus done = resize::resize_sqr_pixel(t.bits, t.channels)(arguments, *kernels.resize);
   if (t.chosen != nullptr) *t.chosen = probe.chosen;
+  if (t.has_folded != nullptr) *t.has_folded = probe.has_folded;
   const bool is_invalid = std::fetestexcept(FE_INVALID) != 0 && !may_be_invalid(t.mode);
   return is_invalid ? kComputedWithUnwrittenMemory : done;
 }
@@ -282,7 +283,7 @@ testing::AssertionResult matches_reference(const Trial& t, const runtime::Kernel
   GuardedImage source(t, t.src_width, t.src_height, t.src_padding);
   GuardedImage destination(t, t.dst_width, t.dst_height, t.dst_padding);
   source.fill(t);
-  const bool is_plain = !t.row_pass && t.chosen == nullptr;
+  const bool is_plain = !t.row_pass && !t.folding && t.chosen == nullptr;
   const int result = is_plain && t.route == Route::kRequest
                          ? request(t, source, destination, kernels)
                          : request_through_primitives(t, source, destination, kernels);

@@ -36,6 +36,8 @@ struct Trial {
   // Taken where it fits; makes the route that of the primitives. What ran is told in *chosen, if given.
   std::optional<resize::RowPassKind> row_pass = {};
   resize::RowPassChoice* chosen = nullptr;
+  std::optional<bool> folding = {};  // the same: wherever it fits, or nowhere
+  bool* has_folded = nullptr;
   // On the route of the primitives: what a large picture is.
   resize::Tuning tuning = {};
 };

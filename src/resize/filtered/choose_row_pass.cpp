@@ -1,5 +1,7 @@
 #include "resize/filtered/choose_row_pass.h"
 
+#include <cmath>
+
 #include "runtime/memory_model.h"
 
 namespace kyv::resize {
@@ -47,6 +49,18 @@ constexpr Index kLongRgbTaps = 9;
 // Fewest samples of the source, by channels, that make up for listing the weights of running sums: smaller
 // pictures are up to 1.5 times as fast transposed.
 constexpr std::uint64_t kRunningSource[5] = {0, 192 << 10, 0, 256 << 10, 64 << 10};
+
+// From which distance of the rows on folding them is faster. Where rows are cut, parts of them are
+// multiplied, and more sums are done twice: with whole rows earlier, and with eight registers earlier still.
+constexpr double kOnlyFoldingInverse = 2.0;  // where there is nothing but the transposed pass
+constexpr double kFoldingInverse = 4.5;
+constexpr double kWholeFoldingInverse = kFewRegisters ? 2.0 : 4.0;
+// With many registers: grey, and colours beyond the caches, where memory is what counts.
+constexpr double kGreyFoldingInverse = 7.5;
+constexpr double kLargeFoldingInverse = 11.0;
+
+// Fewest samples of the source for which that holds, but for the transposed pass alone.
+constexpr std::uint64_t kFoldedSource = 32 << 10;
 
 // A reason is a text, or null where the pass is not the fastest one.
 using Reason = const char*;
@@ -155,6 +169,19 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
 }
 
 }  // namespace
+
+bool folding_is_fastest(const RowPassFacts& facts) noexcept {
+  const double inverse = facts.geometry.y.inverse;
+  if (facts.kernels.running.pack == nullptr) return inverse >= kOnlyFoldingInverse;
+  if (facts.source_samples() < kFoldedSource) return false;
+  if (kFewRegisters || facts.kernels.transposed.lanes < 16) {
+    const bool has_whole_rows = inverse == std::floor(inverse);
+    return inverse >= (has_whole_rows ? kWholeFoldingInverse : kFoldingInverse);
+  }
+  if (facts.format.channels == 1) return inverse >= kGreyFoldingInverse;
+  const bool is_large = facts.source_bytes() > facts.tuning.huge_source;
+  return inverse >= (is_large ? kLargeFoldingInverse : kFoldingInverse);
+}
 
 PlannedRowPass choose_row_pass(const RowPassFacts& facts, const RowPassRoom& room,
                                std::optional<RowPassKind> wanted) noexcept {

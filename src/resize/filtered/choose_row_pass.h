@@ -44,4 +44,7 @@ struct PlannedRowPass {
 PlannedRowPass choose_row_pass(const RowPassFacts& facts, const RowPassRoom& room,
                                std::optional<RowPassKind> wanted) noexcept;
 
+// Whether super-sampling of 8 bits is faster when its source rows are folded first.
+bool folding_is_fastest(const RowPassFacts& facts) noexcept;
+
 }  // namespace kyv::resize

@@ -31,9 +31,14 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
   const BuiltTable y =
       geometry.y == geometry.x ? x : build_tap_table(work.y, geometry.y, geometry.mode, kernels);
   const RowPassFacts facts{job.format, geometry, x, kernels, job.tuning};
-  PlannedRowPass planned =
-      choose_row_pass(facts, work.row_pass, job.probe == nullptr ? std::nullopt : job.probe->wanted);
-  if (job.probe != nullptr) job.probe->chosen = planned.choice;
+  RowPassProbe unused;
+  RowPassProbe& probe = job.probe == nullptr ? unused : *job.probe;
+  const bool folds = probe.folding.value_or(!probe.wanted && folding_is_fastest(facts));
+  probe.has_folded = folds && FoldedRows::fits(facts, y, work.folded) &&
+                     FoldedRows(job, facts, y, work.folded, work.row_pass, probe).write();
+  if (probe.has_folded) return;
+  PlannedRowPass planned = choose_row_pass(facts, work.row_pass, probe.wanted);
+  probe.chosen = planned.choice;
 
   const auto [at_once, multiple] = with_row_pass(
       planned.pass, [](const auto& pass) { return std::pair(pass.rows_at_once(), pass.strip_multiple()); });

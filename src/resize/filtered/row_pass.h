@@ -28,10 +28,12 @@ struct RowPassChoice {
   const char* reason = "";
 };
 
-// For tests and tools: what row pass is wanted, and which one ran.
+// For tests and tools: what row pass is wanted, and which one ran; whether rows are to be folded, and were.
 struct RowPassProbe {
   std::optional<RowPassKind> wanted;  // taken wherever it fits
+  std::optional<bool> folding;        // wherever it fits, or nowhere
   RowPassChoice chosen;
+  bool has_folded = false;
 };
 
 // What a row pass is planned and chosen by.

@@ -23,6 +23,8 @@ Workspace::Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32
   row_pass.transposed = TransposedRows::take_room(arena, geometry, channels);
   arena.overlay(permuted);
   arena.overlay(running);
+  runtime::Arena folded_arena = arena;
+  folded = FoldedRows::take_room(folded_arena, geometry, channels);
 
   const std::uint64_t taps_y = tap_room(geometry.y, geometry.mode);
   const double gap = std::min(std::max(geometry.y.inverse, 0.0), static_cast<double>(kTapBlock));
@@ -37,6 +39,12 @@ Workspace::Workspace(runtime::Arena& arena, const Geometry& geometry, std::int32
   ring_floats = static_cast<Index>(floats);
   totals_pitch = static_cast<Index>(pitch);
   totals = arena.take<float>(taps_y > kTapBlock ? kActiveRows * pitch : 0);
+  // A buffer that was asked for with other factors may lack it.
+  if (folded_arena.fits()) {
+    arena.overlay(folded_arena);
+  } else {
+    folded = {};
+  }
 }
 
 }  // namespace kyv::resize

@@ -1,7 +1,7 @@
 // Every array of a filtered resize, in the one work buffer.
 #pragma once
 
-#include "resize/filtered/choose_row_pass.h"
+#include "resize/filtered/folded_rows.h"
 
 namespace kyv::resize {
 
@@ -12,6 +12,7 @@ struct Workspace {
   TapTableRoom x;
   TapTableRoom y;
   RowPassRoom row_pass;
+  FoldedRoom folded;        // in the place of the ring and the totals
   Index kept_rows = 0;      // source rows that the ring has to hold besides those of a batch
   Index most_rows = 0;      // that it ever holds
   Index longest_strip = 0;  // of sums that need totals

@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_avx2.h"
 
+#include "resize/kernels/folds_impl.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
@@ -19,7 +20,7 @@ constexpr PermutedKernels kPermuted{
 }  // namespace
 
 extern const Kernels kernels_avx2;
-const Kernels kernels_avx2 =
-    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), kPermuted, shuffled_kernels());
+const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), running_kernels(),
+                                          kPermuted, shuffled_kernels());
 
 }  // namespace kyv::resize

@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_avx512vbmi.h"
 
+#include "resize/kernels/folds_impl.h"
 #include "resize/kernels/lane_windows.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
@@ -19,6 +20,6 @@ constexpr PermutedKernels kPermuted{
 
 extern const Kernels kernels_avx512vbmi;
 const Kernels kernels_avx512vbmi =
-    make_kernels(byte_kernels<simd::VectorPicker>(), running_kernels(), kPermuted);
+    make_kernels(byte_kernels<simd::VectorPicker>(), fold_kernels(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

@@ -3,6 +3,7 @@
 
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/columns.h"
+#include "resize/kernels/folds.h"
 #include "resize/kernels/permuted.h"
 #include "resize/kernels/running.h"
 #include "resize/kernels/shuffled.h"
@@ -18,6 +19,7 @@ struct Kernels {
   PermutedKernels permuted;  // a set may have none
   ShuffledKernels shuffled;  // a set may have none
   ColumnKernels columns;
+  FoldKernels folds;  // a set may have none
   ByteKernels bytes;
   // Unnormalised Lanczos weights of the positions first + 0 .. first + count - 1, seen from `centre`, at
   // distances times `scale`.

@@ -12,8 +12,8 @@ namespace kyv::resize {
 namespace {
 
 // What every set gives, and its own kernels of bytes and row passes.
-constexpr Kernels make_kernels(ByteKernels bytes, RunningKernels running = {}, PermutedKernels permuted = {},
-                               ShuffledKernels shuffled = {}) noexcept {
+constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, RunningKernels running = {},
+                               PermutedKernels permuted = {}, ShuffledKernels shuffled = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
@@ -32,6 +32,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, RunningKernels running = {}, P
       .columns = {.sum = {column_sums<8>, column_sums<16>},
                   .add_block = add_column_block,
                   .round = {round_row<8>, round_row<16>}},
+      .folds = folds,
       .bytes = bytes,
       .lanczos = lanczos_weights,
   };

@@ -1,5 +1,6 @@
 #include "resize/kernels/simd_neon.h"
 
+#include "resize/kernels/folds_impl.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -10,6 +11,6 @@ namespace kyv::resize {
 
 extern const Kernels kernels_neon;
 const Kernels kernels_neon =
-    make_kernels(byte_kernels<simd::QuadPicker>(), running_kernels(), {}, shuffled_kernels());
+    make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), running_kernels(), {}, shuffled_kernels());
 
 }  // namespace kyv::resize

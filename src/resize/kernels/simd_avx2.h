@@ -252,3 +252,31 @@ inline void store_pixel(F32 a, float* const* rows, std::ptrdiff_t offset) noexce
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Folded rows: vectors of 16-bit words.
+namespace kyv::simd {
+namespace {
+
+using Words = std::uint16_t __attribute__((vector_size(32)));
+// Of as many bytes.
+inline Words load_words(const std::uint8_t* p) noexcept {
+  return reinterpret_cast<Words>(_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+}
+// (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
+inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {
+  const auto words_a = reinterpret_cast<__m256i>(a);
+  const auto words_b = reinterpret_cast<__m256i>(b);
+  const __m256i factors = _mm256_set1_epi32(static_cast<int>(parts[0] | std::uint32_t{parts[1]} << 16));
+  const __m256i half = _mm256_set1_epi32(1 << 14);
+  const __m256i low = _mm256_madd_epi16(_mm256_unpacklo_epi16(words_a, words_b), factors);
+  const __m256i high = _mm256_madd_epi16(_mm256_unpackhi_epi16(words_a, words_b), factors);
+  return reinterpret_cast<Words>(_mm256_packs_epi32(_mm256_srai_epi32(_mm256_add_epi32(low, half), 15),
+                                                    _mm256_srai_epi32(_mm256_add_epi32(high, half), 15)));
+}
+// A bit for each lane.
+inline std::uint32_t lanes_less(F32 a, F32 b) noexcept {
+  return static_cast<std::uint32_t>(_mm256_movemask_ps(_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)));
+}
+
+}  // namespace
+}  // namespace kyv::simd

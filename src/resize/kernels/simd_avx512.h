@@ -212,3 +212,30 @@ inline F32 pixel_to_float(Raw a) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Folded rows: vectors of 16-bit words.
+namespace kyv::simd {
+namespace {
+
+using Words = std::uint16_t __attribute__((vector_size(64)));
+// Of as many bytes.
+inline Words load_words(const std::uint8_t* p) noexcept {
+  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+  return reinterpret_cast<Words>(_mm512_cvtepu8_epi16(bytes));
+}
+// (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
+inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {
+  const auto words_a = reinterpret_cast<__m512i>(a);
+  const auto words_b = reinterpret_cast<__m512i>(b);
+  const __m512i factors = _mm512_set1_epi32(static_cast<int>(parts[0] | std::uint32_t{parts[1]} << 16));
+  const __m512i half = _mm512_set1_epi32(1 << 14);
+  const __m512i low = _mm512_madd_epi16(_mm512_unpacklo_epi16(words_a, words_b), factors);
+  const __m512i high = _mm512_madd_epi16(_mm512_unpackhi_epi16(words_a, words_b), factors);
+  return reinterpret_cast<Words>(_mm512_packs_epi32(_mm512_srai_epi32(_mm512_add_epi32(low, half), 15),
+                                                    _mm512_srai_epi32(_mm512_add_epi32(high, half), 15)));
+}
+// A bit for each lane.
+inline std::uint32_t lanes_less(F32 a, F32 b) noexcept { return _mm512_cmp_ps_mask(a.v, b.v, _CMP_LT_OQ); }
+
+}  // namespace
+}  // namespace kyv::simd

@@ -155,3 +155,31 @@ inline void store_pixel(F32 a, float* const* rows, std::ptrdiff_t offset) noexce
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Folded rows: vectors of 16-bit words.
+namespace kyv::simd {
+namespace {
+
+using Words = std::uint16_t __attribute__((vector_size(16)));
+// Of as many bytes.
+inline Words load_words(const std::uint8_t* p) noexcept {
+  return reinterpret_cast<Words>(vmovl_u8(vld1_u8(p)));
+}
+// (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
+inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {
+  const auto words_a = reinterpret_cast<uint16x8_t>(a);
+  const auto words_b = reinterpret_cast<uint16x8_t>(b);
+  const uint32x4_t low = vmull_n_u16(vget_low_u16(words_a), parts[0]);
+  const uint32x4_t high = vmull_n_u16(vget_high_u16(words_a), parts[0]);
+  return reinterpret_cast<Words>(
+      vcombine_u16(vrshrn_n_u32(vmlal_n_u16(low, vget_low_u16(words_b), parts[1]), 15),
+                   vrshrn_n_u32(vmlal_n_u16(high, vget_high_u16(words_b), parts[1]), 15)));
+}
+// A bit for each lane.
+inline std::uint32_t lanes_less(F32 a, F32 b) noexcept {
+  const std::uint32_t bits[4] = {1, 2, 4, 8};
+  return vaddvq_u32(vandq_u32(vcltq_f32(a.v, b.v), vld1q_u32(bits)));
+}
+
+}  // namespace
+}  // namespace kyv::simd

@@ -197,3 +197,32 @@ inline F32 pixel_to_float(Raw a) noexcept {
 
 }  // namespace
 }  // namespace kyv::simd
+
+// Folded rows: vectors of 16-bit words.
+namespace kyv::simd {
+namespace {
+
+using Words = std::uint16_t __attribute__((vector_size(16)));
+// Of as many bytes.
+inline Words load_words(const std::uint8_t* p) noexcept {
+  const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+  return reinterpret_cast<Words>(_mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+}
+// (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
+inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {
+  const auto words_a = reinterpret_cast<__m128i>(a);
+  const auto words_b = reinterpret_cast<__m128i>(b);
+  const __m128i factors = _mm_set1_epi32(static_cast<int>(parts[0] | std::uint32_t{parts[1]} << 16));
+  const __m128i half = _mm_set1_epi32(1 << 14);
+  const __m128i low = _mm_madd_epi16(_mm_unpacklo_epi16(words_a, words_b), factors);
+  const __m128i high = _mm_madd_epi16(_mm_unpackhi_epi16(words_a, words_b), factors);
+  return reinterpret_cast<Words>(_mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(low, half), 15),
+                                                 _mm_srai_epi32(_mm_add_epi32(high, half), 15)));
+}
+// A bit for each lane.
+inline std::uint32_t lanes_less(F32 a, F32 b) noexcept {
+  return static_cast<std::uint32_t>(_mm_movemask_ps(_mm_cmplt_ps(a.v, b.v)));
+}
+
+}  // namespace
+}  // namespace kyv::simd
