@@ -423,7 +423,7 @@ constexpr RadixCode<V> radix_code() noexcept {
   }
   // The radices that convolutions begin with; lengths that are chosen freely have no large or odd composite
   // factors.
-  if constexpr (!one_lane && R >= 5) {
+  if constexpr (!one_lane && (R == 3 || R >= 5)) {
     code.permuted = {fetch_stage<V, R, PermutedLine<V>>, leave_stage<V, R, PermutedLine<V>>};
     if constexpr (R != 9 && R != 11 && R != 13 && R != 15) {
       code.chirped = {fetch_stage<V, R, ChirpedLine<V>>, leave_stage<V, R, ChirpedLine<V>>};
