@@ -9,8 +9,6 @@ namespace {
 
 using resize::Index;
 
-std::size_t u(Index value) { return static_cast<std::size_t>(value); }
-
 // Byte j of the destination is byte floor(j * ratio) of the source; `windows` are as wide as that needs.
 struct PermuteCase {
   PermuteCase(const resize::ByteKernels& kernels, Index windows, Random& random)

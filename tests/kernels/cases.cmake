@@ -13,7 +13,9 @@ add_library(kyvmath_kernel_cases STATIC EXCLUDE_FROM_ALL
   ${folder}/weight_trials.cpp
   ${PROJECT_SOURCE_DIR}/tests/resize/reference.cpp)
 target_link_libraries(kyvmath_kernel_cases PRIVATE kyvmath_flags)
-set_target_properties(kyvmath_kernel_cases PROPERTIES UNITY_BUILD OFF)  # each has a Shape of its own
+# Where presets join sources, these do not go with the others: their constants have the same names.
+set_source_files_properties(${folder}/transposed_trials.cpp ${folder}/weight_trials.cpp
+  PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 # What is timed are the kernels, not the trials around them.
 target_compile_options(kyvmath_kernel_cases PRIVATE -O1)
 set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/resize/reference.cpp TARGET_DIRECTORY kyvmath_kernel_cases

@@ -14,16 +14,16 @@ using SumKind = resize::ColumnSumKind;
 constexpr std::size_t kSamples = 517;
 constexpr auto kSlack = static_cast<std::size_t>(resize::kColumnSlack);
 
-struct Shape {
+struct ColumnShape {
   int taps[2];  // 0 for no second row
   int lead;
 };
-constexpr Shape kShapes[] = {{{1, 0}, 0}, {{6, 0}, 0}, {{24, 0}, 0}, {{128, 0}, 0},
-                             {{2, 2}, 1}, {{6, 6}, 2}, {{24, 24}, 4}};
+constexpr ColumnShape kShapes[] = {{{1, 0}, 0}, {{6, 0}, 0}, {{24, 0}, 0}, {{128, 0}, 0},
+                                   {{2, 2}, 1}, {{6, 6}, 2}, {{24, 24}, 4}};
 
 // Row results whose slack would spoil every sum that it got into.
 struct ColumnCase {
-  ColumnCase(const Shape& given, SumKind kind, Inputs inputs, Random& random) : shape(given) {
+  ColumnCase(const ColumnShape& given, SumKind kind, Inputs inputs, Random& random) : shape(given) {
     const int rows = std::max(shape.taps[0], shape.lead + shape.taps[1]);
     for (int k = 0; k < rows; ++k) {
       std::vector<float>& row =
@@ -59,7 +59,7 @@ struct ColumnCase {
   }
   double multiply_adds() const { return static_cast<double>(kSamples) * (shape.taps[0] + shape.taps[1]); }
 
-  Shape shape;
+  ColumnShape shape;
   std::vector<std::vector<float>> results;
   std::vector<const float*> pointers;
   std::vector<float> weights[2];
@@ -77,7 +77,7 @@ std::vector<Sample> rounded(const std::vector<float>& values) {
   return samples;
 }
 
-std::string words_of(const Shape& shape) {
+std::string words_of(const ColumnShape& shape) {
   const std::string second = shape.taps[1] == 0 ? "" : " and " + std::to_string(shape.taps[1]);
   return std::to_string(shape.taps[0]) + second + " taps";
 }
@@ -86,7 +86,7 @@ template <class Sample>
 void add_sums(const resize::ColumnKernels& kernels, SumKind kind, Inputs inputs, Random& random,
               Trials& trials) {
   constexpr auto kDepth = sizeof(Sample) == 1 ? resize::kDepth8 : resize::kDepth16;
-  for (const Shape& shape : kShapes) {
+  for (const ColumnShape& shape : kShapes) {
     struct Case : ColumnCase {
       using ColumnCase::ColumnCase;
       Canaried<Sample> dst[2] = {Canaried<Sample>(kSamples, 0, 2), Canaried<Sample>(kSamples, 0, 4)};
@@ -112,7 +112,7 @@ void add_blocks(const resize::ColumnKernels& kernels, Inputs inputs, Random& ran
     std::vector<float> before;
   };
   for (const bool first : {true, false}) {
-    const auto c = std::make_shared<Case>(Shape{{100, 0}, 0}, SumKind::kAny, inputs, random);
+    const auto c = std::make_shared<Case>(ColumnShape{{100, 0}, 0}, SumKind::kAny, inputs, random);
     for (std::size_t x = 0; x < kSamples + kSlack; ++x) c->before.push_back(some_sample(inputs, random));
     const auto run = [c, first, kernel = kernels.add_block] {
       std::copy(c->before.begin(), c->before.end(), c->totals.data());

@@ -17,9 +17,7 @@ constexpr Index kPatterns = 2;
 constexpr Index kOrigin = -2;
 constexpr Index kApart = 2;  // source pixels from lane to lane
 
-std::size_t u(Index value) { return static_cast<std::size_t>(value); }
-
-struct Shape {
+struct PermutedShape {
   resize::Depth depth;
   resize::WindowSize window;
   Index pixels;  // of a lane
@@ -30,7 +28,8 @@ struct Shape {
 // Groups whose lanes' pixels lie kApart source pixels apart; the second pixels of the lanes one behind the
 // first.
 struct PermutedCase {
-  PermutedCase(const resize::PermutedKernels& kernels, const Shape& given, Inputs inputs, Random& random)
+  PermutedCase(const resize::PermutedKernels& kernels, const PermutedShape& given, Inputs inputs,
+               Random& random)
       : shape(given), bytes(resize::sample_bytes(given.depth)), lane_pixels(kPermutedLanes / given.channels) {
     const Index window_bytes = kernels.quarters ? resize::kQuarterBytes : resize::kWindowBytes[shape.window];
     fill_lanes(kernels, window_bytes / bytes);
@@ -151,7 +150,7 @@ struct PermutedCase {
     return static_cast<double>(shape.taps * kPermutedRows * kGroups * args.group_samples);
   }
 
-  Shape shape;
+  PermutedShape shape;
   Index bytes;
   Index lane_pixels;  // pixels of the lanes, one each
   std::vector<resize::PermutedGroup> groups;
@@ -165,7 +164,7 @@ struct PermutedCase {
   resize::PermutedArgs args;
 };
 
-std::string words_of(const Shape& shape) {
+std::string words_of(const PermutedShape& shape) {
   return std::string("permuted ") + (shape.depth == resize::kDepth8 ? "8" : "16") + " bits " +
          (shape.window == resize::kWideWindow     ? "wide "
           : shape.window == resize::kNarrowWindow ? "narrow "
@@ -188,7 +187,7 @@ void add_permuted_trials(const runtime::KernelSet& set, Inputs inputs, Random& r
           if (is_lanes && channels != 1) continue;
           for (const Index taps : {1, 4, 7, 24}) {
             if (is_lanes && taps % resize::kLaneWindowTaps != 0) continue;
-            const Shape shape = {depth, window, pixels, channels, taps};
+            const PermutedShape shape = {depth, window, pixels, channels, taps};
             const auto c = std::make_shared<PermutedCase>(kernels, shape, inputs, random);
             trials.push_back({words_of(shape), c->multiply_adds(), "multiply-add",
                               [c, pass] { pass(c->args); }, [c] { return c->verdict(); }});

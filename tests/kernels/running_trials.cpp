@@ -15,8 +15,6 @@ constexpr Index kBegin = 5;
 constexpr Index kEnd = 52;
 constexpr std::int32_t kEnds[] = {7, 8, 8, 20, 33, 52};  // two at once, and one with the piece
 
-std::size_t u(Index value) { return static_cast<std::size_t>(value); }
-
 // Sums that were begun before; so many are open at each of the positions [kBegin, kEnd).
 struct RunningCase {
   RunningCase(Index sum_count, Index sum_floats, Inputs inputs, Random& random)

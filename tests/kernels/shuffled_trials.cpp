@@ -13,8 +13,6 @@ using resize::kShuffledBytes;
 constexpr Index kPixels = 40;  // of a source row
 constexpr Index kPadding = 3;  // bytes between rows
 
-std::size_t u(Index value) { return static_cast<std::size_t>(value); }
-
 struct ShuffledCase {
   ShuffledCase(const resize::ShuffledKernels& kernels, resize::Depth depth, Index given_channels, Index taps,
                Inputs inputs, Random& random)

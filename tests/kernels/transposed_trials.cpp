@@ -14,8 +14,6 @@ constexpr Index kOffset = 6;  // bytes or floats of a row before those that are 
 constexpr Index kSamples = 148;
 constexpr auto kSlack = static_cast<std::size_t>(resize::kTransposedSlack);
 
-std::size_t u(Index value) { return static_cast<std::size_t>(value); }
-
 // Rows of exactly the samples that are read.
 struct LoadCase {
   LoadCase(const TransposedKernels& kernels, resize::Depth depth, Random& random)

@@ -14,6 +14,9 @@
 
 namespace kyv::kernels {
 
+// A count of bytes, samples or pixels as the standard library counts.
+inline std::size_t u(std::ptrdiff_t value) { return static_cast<std::size_t>(value); }
+
 struct Trial {
   std::string name;                      // the kernel and the shape of its work
   double units = 0.0;                    // of work in a run
