@@ -35,10 +35,10 @@ ColumnRows::ColumnRows(const ResizeJob& job, const BuiltTable& table, std::int32
       sum_kind_(kind_of_sums(row_last_place + table.last_place, job.format.depth)),
       streamed_(kernels.bytes.stream != nullptr && job.has_large_destination()) {}
 
-void ColumnRows::begin(const Strip& strip) noexcept {
+void ColumnRows::begin(const Strip& strip, Index row) noexcept {
   strip_ = strip;
   samples_ = strip.count * job_.format.channels;
-  next_row_ = 0;
+  next_row_ = row;
 }
 
 void ColumnRows::write_above(Index end, const RowRing& ring) noexcept {

@@ -11,7 +11,8 @@ class ColumnRows {
   ColumnRows(const ResizeJob& job, const BuiltTable& table, std::int32_t row_last_place,
              const Workspace& work, const Kernels& kernels) noexcept;
 
-  void begin(const Strip& strip) noexcept;
+  // Of destination rows, from `row` on.
+  void begin(const Strip& strip, Index row) noexcept;
 
   // Writes the destination rows whose taps lie above source row `end`.
   void write_above(Index end, const RowRing& ring) noexcept;

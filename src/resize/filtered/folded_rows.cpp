@@ -19,9 +19,9 @@ constexpr Index kStripMultiple = 320;  // destination pixels: of 64 and 160
 constexpr Index kAhead = 2048;         // bytes
 constexpr Index kChunk = 1024;         // samples that are rounded together
 
-// A sum as it is defined takes as long as several others: more of them would double the time.
-constexpr std::int64_t kSamplesPerDoubt = 16;
-constexpr std::int64_t kFirstDoubts = 256;
+// A sum that is done twice takes as long as ten others: with more of them, folding is no faster.
+constexpr std::int64_t kSamplesPerDoubt = 32;
+constexpr std::int64_t kFirstDoubts = 128;
 
 constexpr Index kLargestSample = 255;
 constexpr Index kLargestSum = 65535;
@@ -110,7 +110,7 @@ FoldedRows::FoldedRows(const ResizeJob& job, const RowPassFacts& facts, const Bu
   probe.chosen = planned_.choice;
 }
 
-bool FoldedRows::write() noexcept {
+Index FoldedRows::write() noexcept {
   const RowRing results(room_.results, room_.rows, room_.pitch);
   const Index samples = room_.strip * job_.format.channels;
   results.clear_slack(samples, rounded_up(samples, kFoldedTile) - samples);
@@ -119,15 +119,16 @@ bool FoldedRows::write() noexcept {
   const std::int64_t fitting = 2 * job_.tuning.ring_floats / room_.row_samples;
   const std::int64_t most = std::clamp<std::int64_t>(fitting, least, room_.rows);
   const std::int64_t batches = (count + most - 1) / most;
-  bool is_done = true;
-  for (std::int64_t k = 0; k < batches && is_done; ++k) {
+  std::int64_t written = 0;
+  for (std::int64_t k = 1; k <= batches; ++k) {
     // Batches alike; where one would be too small, it has some rows of the one before.
-    const std::int64_t end = std::max(count * (k + 1) / batches, least);
-    const std::int64_t first = std::min(count * k / batches, end - least);
-    is_done = write_rows(static_cast<Index>(first), static_cast<Index>(end - first), results);
+    const std::int64_t end = std::max(count * k / batches, least);
+    const std::int64_t first = std::min(written, end - least);
+    if (!write_rows(static_cast<Index>(first), static_cast<Index>(end - first), results)) break;
+    written = end;
   }
   if (is_streamed_) kernels_.bytes.stream_fence();
-  return is_done;
+  return static_cast<Index>(written);
 }
 
 bool FoldedRows::write_rows(Index first, Index count, const RowRing& results) noexcept {

@@ -32,8 +32,9 @@ class FoldedRows {
   FoldedRows(const ResizeJob& job, const RowPassFacts& facts, const BuiltTable& y, const FoldedRoom& room,
              const RowPassRoom& row_pass, RowPassProbe& probe) noexcept;
 
-  // Writes all destination rows. Gives up, with some of them written, where too many samples are doubtful.
-  bool write() noexcept;
+  // Writes destination rows from the first on, and returns how many: fewer than all where too many samples
+  // are doubtful.
+  Index write() noexcept;
 
  private:
   struct Box;

@@ -34,9 +34,12 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
   RowPassProbe unused;
   RowPassProbe& probe = job.probe == nullptr ? unused : *job.probe;
   const bool folds = probe.folding.value_or(!probe.wanted && folding_is_fastest(facts));
-  probe.has_folded = folds && FoldedRows::fits(facts, y, work.folded) &&
-                     FoldedRows(job, facts, y, work.folded, work.row_pass, probe).write();
-  if (probe.has_folded) return;
+  Index done = 0;  // destination rows
+  if (folds && FoldedRows::fits(facts, y, work.folded)) {
+    done = FoldedRows(job, facts, y, work.folded, work.row_pass, probe).write();
+    probe.has_folded = done == geometry.y.count;
+    if (probe.has_folded) return;
+  }
   PlannedRowPass planned = choose_row_pass(facts, work.row_pass, probe.wanted);
   probe.chosen = planned.choice;
 
@@ -53,7 +56,7 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
 
   ColumnRows columns(job, y, x.last_place, work, kernels);
   const Index last_source = geometry.y.usable_size - 1;
-  const Index first_row = std::clamp<Index>(y.table.spans[0].first, 0, last_source);
+  const Index first_row = std::clamp<Index>(y.table.spans[done].first, 0, last_source);
   const SourceRows source{
       .first = job.first_source(),
       .step = job.src_step,
@@ -61,7 +64,7 @@ void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels&
       .end = std::clamp<Index>(y.table.spans[geometry.y.count - 1].end() - 1, 0, last_source) + 1};
   for (Index first = 0; first < count; first += width) {
     const Strip strip{first, std::min(width, count - first)};
-    columns.begin(strip);
+    columns.begin(strip, done);
     for (Index row = first_row; row < source.end;) {
       row += with_row_pass(planned.pass, [&](auto& pass) { return pass.run(row, strip, source, ring); });
       columns.write_above(row, ring);
