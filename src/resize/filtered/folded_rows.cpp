@@ -185,8 +185,8 @@ void FoldedRows::fold(const Box& box, std::uint16_t* sums) const noexcept {
                 .count = box.end - box.first,
                 .shift = shift_,
                 .samples = Index{job_.geometry.x.usable_size} * job_.format.channels,
-                .ahead = is_prefetched ? kAhead : 0,
-                .sums = sums};
+                .ahead = is_prefetched ? kAhead : 0};
+  args.sums = sums;
   for (Index i = 0; i < 2 && box.has_edges; ++i) {
     args.edges[i] = source_row(i == 0 ? box.first - 1 : box.end);
     args.parts[i] = box.parts[i];
