@@ -186,7 +186,7 @@ TEST_P(RowPasses, FoldRowsOfBoxes) {
         t.chosen = &chosen;
         t.has_folded = &has_folded;
         ASSERT_TRUE(matches_reference(whole_image(t), GetParam()));
-        const bool gives_up = content != Content::kRandom && has_folded == false;
+        const bool gives_up = content != Content::kRandom && !has_folded;
         EXPECT_TRUE(has_folded == (folds.least_samples > 0) || gives_up) << from << " : " << to;
       }
     }
@@ -211,7 +211,7 @@ TEST_P(RowPasses, FoldWideRows) {
   }
 }
 
-// Ties in every pixel are met at once, those of one pixel in twelve after some rows, which stay as they are.
+// Ties in every pixel are met at once, those in some pixels after some rows, which stay as they are.
 TEST_P(RowPasses, FoldWhereThatIsFastest) {
   for (const Content content : {Content::kRandom, Content::kCheckerboard, Content::kExtremes}) {
     resize::RowPassChoice chosen;

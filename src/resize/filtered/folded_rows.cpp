@@ -19,7 +19,7 @@ constexpr Index kStripMultiple = 320;  // destination pixels: of 64 and 160
 constexpr Index kAhead = 2048;         // bytes
 constexpr Index kChunk = 1024;         // samples that are rounded together
 
-// A sum that is done twice takes as long as ten others: with more of them, folding is no faster.
+// More doubtful samples than these: pictures of ramps and of two values were slower with folding to the end.
 constexpr std::int64_t kSamplesPerDoubt = 32;
 constexpr std::int64_t kFirstDoubts = 128;
 

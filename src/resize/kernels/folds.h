@@ -22,8 +22,8 @@ struct FoldArgs {
   std::uint16_t* sums = nullptr;
 };
 
-// One destination row: value i is sums[i] * scale. Whole vectors of sums are read and written
-// memory.
+// One destination row: value i is sums[i] * scale. Whole tiles are read: to the end of the last one, sums are
+// written memory.
 struct FoldedValues {
   const float* sums = nullptr;
   float scale = 1.0f;

@@ -4,6 +4,7 @@
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/folds.h"
 #include "resize/kernels/unroll.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
@@ -12,7 +13,7 @@ using simd::Words;
 
 constexpr Index kWords = sizeof(Words) / sizeof(std::uint16_t);
 constexpr int kFoldVectors = 4;  // of a tile: what a row's pointer costs is shared
-constexpr Index kFoldedLine = 64;
+constexpr auto kFoldedLine = static_cast<Index>(runtime::kCacheLine);
 
 // kVectors vectors of sums from sample `x` on.
 template <int kVectors, bool kEdges>
