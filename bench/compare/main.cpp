@@ -1,17 +1,18 @@
 // kyvmath_compare OLD NEW: two builds of the library (libKyvMath.so or KyvMath.dll) in one run, cell by cell
 // and round by round in turn. Status 1 when a resize gives other bytes or a conversion leaves its error
 // bound.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <exception>
 #include <optional>
-#include <regex>
+#include <stdexcept>
 
 #include "cells/cell_sets.h"
+#include "common/command_line.h"
 #include "common/csv.h"
 #include "common/host.h"
+#include "common/name_filter.h"
 #include "compare/comparison.h"
 
 namespace kyv::bench {
@@ -33,7 +34,7 @@ struct Options {
   int random = 0;
   std::uint64_t seed = 1;
   std::string conversions = "standard";
-  std::string filter;
+  NameFilter filter;
   double seconds = 0.15;
   bool check_only = false;
   int core = -1;
@@ -121,8 +122,7 @@ void print_summary(const char* what, std::vector<Compared> all) {
 template <class Cell, class Compare, class Fails>
 int run_cells(const char* what, std::vector<Cell> cells, const Options& options, CsvTable& table,
               const Compare& compare, const Fails& fails) {
-  const std::regex filter(options.filter);
-  std::erase_if(cells, [&](const Cell& cell) { return !std::regex_search(cell.name(), filter); });
+  std::erase_if(cells, [&](const Cell& cell) { return !options.filter.finds(cell.name()); });
   if (cells.empty()) return 0;
   if (!options.check_only) {
     std::printf("\n%-44s %10s %10s %7s %7s %6s  %s\n", what, "old ms", "new ms", "ratio", "median", "noise",
@@ -169,40 +169,41 @@ int run(const Options& options) {
   return failures == 0 ? 0 : 1;
 }
 
-void declare(CLI::App& app, Options& options) {
-  app.add_option("old", options.old_path, "The library that is compared with")->required();
-  app.add_option("new", options.new_path, "The library that is compared; the same file will do")->required();
-  app.add_option(
-      "--cells", options.cells,
-      "Sets of resizes: standard, own, ratios, thumbnails, small, sizes, with commas between; none");
-  app.add_option("--size", options.sizes, "Also every format and filter of a size, e.g. 1921x1081:777x555");
-  app.add_option("--random", options.random, "Also this many resizes drawn at random");
-  app.add_option("--seed", options.seed, "What they are drawn from");
-  app.add_option("--conversions", options.conversions, "standard, none, or sizes, e.g. 640x480,393x393");
-  app.add_option("--filter", options.filter, "Only cells whose name this expression finds");
-  app.add_option("--old-set", options.old_set,
-                 "Kernel set of the old build: avx512 (no VBMI), avx2, sse2; else the processor's best");
-  app.add_option("--new-set", options.new_set, "Kernel set of the new build");
-  app.add_option_function<std::string>(
-      "--set", [&options](const std::string& set) { options.old_set = options.new_set = set; },
-      "Kernel set of both");
-  app.add_option("--seconds", options.seconds, "Time for each cell")->capture_default_str();
-  app.add_flag("--check-only", options.check_only, "Compare the results, time nothing");
-  app.add_option("--core", options.core, "Processor to run on; else the last one allowed");
-  app.add_option("--data", options.data, "Folder with resize.tsv, own_cells.tsv and fft.tsv");
-  app.add_option("--csv", options.csv, "Write a table to this file");
+void declare(CommandLine& line, Options& options) {
+  line.positional(options.old_path);
+  line.positional(options.new_path);
+  line.option("--cells", "SETS",
+              "resizes: standard, own, ratios, thumbnails, small, sizes, with commas between, or none",
+              options.cells);
+  line.option("--size", "SIZES", "also every format and filter of a size, e.g. 1921x1081:777x555",
+              [&options](const std::string& size) { options.sizes.push_back(size); });
+  line.option("--random", "N", "also this many resizes drawn at random", options.random);
+  line.option("--seed", "N", "what they are drawn from", options.seed);
+  line.option("--conversions", "S", "standard, none, or sizes, e.g. 640x480,393x393", options.conversions);
+  line.option("--filter", "REGEX", "only cells whose name this expression finds",
+              [&options](const std::string& text) { options.filter = NameFilter(text); });
+  line.option("--old-set", "SET",
+              "kernel set of the old build: avx512 (no VBMI), avx2, sse2; else the processor's best",
+              options.old_set);
+  line.option("--new-set", "SET", "kernel set of the new build", options.new_set);
+  line.option("--set", "SET", "kernel set of both",
+              [&options](const std::string& set) { options.old_set = options.new_set = set; });
+  line.option("--seconds", "S", "time for each cell; default 0.15", options.seconds);
+  line.flag("--check-only", "compare the results, time nothing", [&options] { options.check_only = true; });
+  line.option("--core", "N", "processor to run on; else the last one allowed", options.core);
+  line.option("--data", "DIR", "folder with resize.tsv, own_cells.tsv and fft.tsv", options.data);
+  line.option("--csv", "FILE", "write a table to this file", options.csv);
 }
 
 }  // namespace
 }  // namespace kyv::bench
 
 int main(int argc, char** argv) {
-  kyv::bench::Options options;
-  CLI::App app("Compares two builds of the library");
-  kyv::bench::declare(app, options);
-  CLI11_PARSE(app, argc, argv);
   try {
-    return kyv::bench::run(options);
+    kyv::bench::Options options;
+    kyv::bench::CommandLine line("kyvmath_compare OLD NEW [options]");
+    kyv::bench::declare(line, options);
+    return line.parse(argc, argv) ? kyv::bench::run(options) : 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kyvmath_compare: %s\n", error.what());
     return 2;

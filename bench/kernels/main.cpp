@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <exception>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "common/host.h"
+#include "common/name_filter.h"
 #include "common/timing.h"
 #include "kernels/trial.h"
 
@@ -20,13 +20,13 @@ struct Row {
 };
 
 // In the order of the trials.
-std::vector<std::pair<std::string, Row>> rows_of(const std::regex& filter) {
+std::vector<std::pair<std::string, Row>> rows_of(const NameFilter& filter) {
   std::vector<std::pair<std::string, Row>> rows;
   std::map<std::string, std::size_t> places;
   for (const runtime::KernelSet& set : runtime::all_kernel_sets()) {
     if (!runtime::machine_runs(set)) continue;
     for (kernels::Trial& trial : kernels::trials_of(set, kernels::Inputs::kPicture, 1)) {
-      if (!std::regex_search(trial.name, filter)) continue;
+      if (!filter.finds(trial.name)) continue;
       const auto [place, is_new] = places.try_emplace(trial.name, rows.size());
       if (is_new) rows.emplace_back(trial.name, Row{});
       rows[place->second].second.sets.emplace_back(set.name, std::move(trial));
@@ -49,7 +49,7 @@ void print_row(const std::string& name, const Row& row) {
   std::fflush(stdout);
 }
 
-int run(const std::regex& filter) {
+int run(const NameFilter& filter) {
   const int core = pin_to_core();
   std::printf("%s, processor %d, %zu-bit program\n", processor_name().c_str(), core, 8 * sizeof(void*));
   for (const auto& [name, row] : rows_of(filter)) print_row(name, row);
@@ -61,7 +61,7 @@ int run(const std::regex& filter) {
 
 int main(int argc, char** argv) {
   try {
-    return kyv::bench::run(std::regex(argc > 1 ? argv[1] : ""));
+    return kyv::bench::run(kyv::bench::NameFilter(argc > 1 ? argv[1] : ""));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kyvmath_kernels: %s\n", error.what());
     return 2;

@@ -67,7 +67,7 @@ std::vector<FftRow> rows_of_set(const Options& options) {
 std::vector<FftRow> chosen_rows(const Options& options) {
   std::vector<FftRow> rows = rows_of_set(options);
   std::erase_if(rows, [&](const FftRow& row) {
-    return !std::regex_search(row.cell.name(), options.filter) || !row.cell.fits_in_memory();
+    return !options.filter.finds(row.cell.name()) || !row.cell.fits_in_memory();
   });
   return rows;
 }

@@ -113,7 +113,7 @@ Spread bench_cell(const ResizeCell& cell, const runtime::KernelSet& variant, Ima
 int bench_heap(const Options& options) {
   std::vector<ResizeCell> cells = cells_of_sets(options.cells, options.data);
   std::erase_if(cells, [&](const ResizeCell& cell) {
-    return cell.mode == 1 || !cell.is_small() || !std::regex_search(cell.name(), options.filter);
+    return cell.mode == 1 || !cell.is_small() || !options.filter.finds(cell.name());
   });
   std::printf("%-40s %-11s", "cell, us", "variant");
   for (const Pattern& pattern : kPatterns) std::printf(" %9s", pattern.name);

@@ -105,11 +105,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   try {
     const std::optional<kyv::bench::Options> options = kyv::bench::parse_options(argc, argv);
-    if (!options) {
-      std::fputs(kyv::bench::usage(), stdout);
-      return 0;
-    }
-    return kyv::bench::run(*options);
+    return options ? kyv::bench::run(*options) : 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kyvmath_bench: %s\n", error.what());
     return 2;

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "cells/conversion_cell.h"
+#include "common/name_filter.h"
 #include "common/timing.h"
 #include "peers/peers.h"
 #include "runtime/dispatch.h"
@@ -14,7 +14,7 @@
 namespace kyv::bench {
 
 struct Options {
-  std::regex filter{""};                            // cells whose name it finds are run
+  NameFilter filter;                                // cells whose name it finds are run
   std::vector<const runtime::KernelSet*> variants;  // at least one, all of them run on this processor
   Effort effort;
   bool peers = true;
@@ -37,9 +37,7 @@ struct Options {
 peers::Level level_of(const runtime::KernelSet& variant);
 peers::Level highest_level(const Options& options);
 
-// Empty when help was asked for. Throws std::invalid_argument with a message for the user.
+// Empty when help was asked for and printed. Throws std::invalid_argument with a message for the user.
 std::optional<Options> parse_options(int argc, char** argv);
-
-const char* usage() noexcept;
 
 }  // namespace kyv::bench

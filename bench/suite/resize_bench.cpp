@@ -138,8 +138,7 @@ double ratio_to(const std::vector<Timing>& timings, std::size_t peer, std::size_
 
 std::vector<ResizeCell> chosen_cells(const Options& options) {
   std::vector<ResizeCell> cells = cells_of_sets(options.cells, options.data);
-  std::erase_if(cells,
-                [&](const ResizeCell& cell) { return !std::regex_search(cell.name(), options.filter); });
+  std::erase_if(cells, [&](const ResizeCell& cell) { return !options.filter.finds(cell.name()); });
   return cells;
 }
 
