@@ -41,15 +41,15 @@ function(kyvmath_kernel_variants target folder)
         list(APPEND flags -fno-sanitize=undefined)
       endif()
     endif()
-    if(KYVMATH_SANITIZE AND KYVMATH_SANITIZED_SETS AND NOT isa IN_LIST KYVMATH_SANITIZED_SETS)
-      list(APPEND flags -fno-sanitize=all -g0)
-    endif()
     # The kernels are optimised in every build type: a debug or sanitizer build must not take hours.
     # Below -O3 the loops over tiles of vectors stay loops and their vectors live in memory: half the speed.
     # The kernels are vectors already: what the compiler would vectorise are leftovers and the scalar reference.
     # There g++ 12 goes wrong: its vectoriser of straight-line code leaves out the roundings to float in
     # three neighbouring sums of the form a = (double)(float)(a + w * x), in plain C as well.
     list(APPEND flags -O3 -fno-tree-vectorize -fno-tree-slp-vectorize -fno-math-errno -fno-trapping-math -fno-exceptions ${ARGN})
+    if(KYVMATH_SANITIZE AND KYVMATH_SANITIZED_SETS AND NOT isa IN_LIST KYVMATH_SANITIZED_SETS)
+      list(APPEND flags -fno-sanitize=all -g0 -O0)  # on processors with AVX2 it serves lengths that are too short for it
+    endif()
     if(WIN32)
       list(APPEND flags -fipa-ra)  # what a unit calls is its own: see CompilerFlags.cmake
     endif()
