@@ -9,8 +9,10 @@ namespace {
 
 using runtime::kFewRegisters;
 
-// Most source positions of a group whose sums are short, by pixels of a lane.
+// Most source positions of a group whose sums are short, by pixels of a lane. With eight registers colours of
+// more are only as fast if they are sums of few taps beside the distance of the pixels.
 constexpr Index kShortPositions[kMostLanePixels] = {8, 12};
+constexpr Index kShortColourPositions = 4;
 
 // Fewest taps for which two pixels of a lane make up for a permutation of two registers: it takes half as
 // long again, and shorter sums are up to 11 % faster with one pixel and one register.
@@ -26,6 +28,9 @@ constexpr Index kPlannedRows = 256;
 constexpr Index kPlannedSparseRows = 96;
 constexpr std::uint64_t kPlannedSparseSamples = 24 << 10;
 constexpr double kSparseInverse = 2.0;
+
+// With eight registers sources within the caches gain less.
+constexpr Index kFewRegistersPlannedRows = 400;
 
 // Most source positions of a group of grey, beyond the caches, where permutations of two registers are dear.
 constexpr Index kGreyWidePositions = 24;
@@ -140,12 +145,21 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   const bool is_large =
       facts.source_bytes() > (is_short ? facts.tuning.large_source : facts.tuning.huge_source);
   const std::int32_t channels = facts.format.channels;
-  if (kFewRegisters) {
-    // Long sums and small sources are 1.2 to 1.6 times as slow as transposed; so are, by 1.1 to 1.2 times,
-    // short sums of several channels unless their pixels are far apart.
-    const bool is_light = channels == 1 || (!facts.kernels.permuted.quarters && is_sparse(facts, shape, 2));
-    if (!is_short || !is_large || !is_light) return nullptr;
+  if (kFewRegisters && !facts.kernels.permuted.quarters) {
+    // Long sums are up to 1.6 times as slow as transposed, but for 8-bit grey beyond the caches.
+    const bool is_grey_8 = channels == 1 && facts.format.depth == kDepth8;
+    if (!is_short) {
+      return is_large && is_grey_8 && shape.positions <= kGreyWidePositions ? "source beyond the caches"
+                                                                            : nullptr;
+    }
+    const bool is_few =
+        channels == 1 || shape.positions <= kShortColourPositions || is_sparse(facts, shape, 2);
+    const bool has_rows = is_large || facts.geometry.y.usable_size >= kFewRegistersPlannedRows;
+    return is_few && has_rows ? "short sums" : nullptr;
   }
+  // Long sums and small sources are 1.2 to 1.6 times as slow as transposed; so are, by 1.1 to 1.2 times,
+  // short sums of several channels.
+  if (kFewRegisters && (!is_short || !is_large || channels != 1)) return nullptr;
   if (!facts.kernels.permuted.quarters) {
     if (is_pair && shape.window == kNarrowWindow) return "two pixels share a window of one register";
     if (is_short) return "short sums";

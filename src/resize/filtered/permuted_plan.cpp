@@ -48,7 +48,7 @@ PermutedPlanner::PermutedPlanner(const RowPassFacts& facts, const PermutedPlanRo
       window_lanes_(kernels_.quarters ? kQuarterLanes : kPermutedLanes) {}
 
 std::optional<PermutedShape> PermutedPlanner::measure() const noexcept {
-  if (kernels_.depth[format_.depth].pass[kNarrowWindow][0] == nullptr) return std::nullopt;
+  if (kernels_.depth[format_.depth].pass[kNarrowWindow][pixels_ - 1] == nullptr) return std::nullopt;
   PermutedShape shape;
   shape.pixels = pixels_;
   shape.group_pixels = group_pixels_;
