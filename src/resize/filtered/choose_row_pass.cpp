@@ -47,6 +47,7 @@ constexpr Index kFewReloads = 4;
 constexpr double kRunningInverse[2] = {4.5, 5.5};
 constexpr double kRgbaRunningInverse[2] = {2.25, kFewRegisters ? 4.5 : 3.9};
 constexpr double kLargeGreyRunningInverse = 2.9;  // with 16, beyond the caches; but for 8-bit super-sampling
+constexpr double kLargeWideRunningInverse = 3.9;  // the same of grey and RGBA with eight of 16 lanes
 constexpr double kLongRunningInverse = 2.9;
 constexpr Index kLongRunningTaps = 17;
 constexpr Index kLongRgbTaps = 9;
@@ -106,7 +107,8 @@ bool is_sparse(const RowPassFacts& facts, const PermutedShape& shape, Index pixe
 // outgrows the L1 with the taps. But the weights are read for each position, and registers moved for each
 // result.
 Reason running_is_fastest(const RowPassFacts& facts) noexcept {
-  const bool has_many_registers = !kFewRegisters && facts.kernels.transposed.lanes == 16;
+  const bool has_16_lanes = facts.kernels.transposed.lanes == 16;
+  const bool has_many_registers = !kFewRegisters && has_16_lanes;
   const double inverse = facts.geometry.x.inverse;
   if (facts.source_samples() < kRunningSource[facts.format.channels]) return nullptr;
   // Two groups of RGB are six vectors, which sixteen registers hold in parts only.
@@ -117,10 +119,13 @@ Reason running_is_fastest(const RowPassFacts& facts) noexcept {
                            : taps >= kLongRunningTaps && inverse >= kLongRunningInverse;
   if (has_many_registers && is_long) return "long sums";
   const bool is_8_bit_super = facts.format.depth == kDepth8 && facts.geometry.mode == Mode::kSuper;
-  const bool is_large_grey =
-      facts.format.channels == 1 && !is_8_bit_super && facts.source_bytes() > facts.tuning.huge_source;
-  if (!kFewRegisters && !has_many_registers && is_large_grey && inverse >= kLargeGreyRunningInverse) {
+  const bool is_large = !is_8_bit_super && facts.source_bytes() > facts.tuning.huge_source;
+  const bool is_grey = facts.format.channels == 1;
+  if (!kFewRegisters && !has_many_registers && is_large && is_grey && inverse >= kLargeGreyRunningInverse) {
     return "grey beyond the caches";
+  }
+  if (kFewRegisters && has_16_lanes && is_large && inverse >= kLargeWideRunningInverse) {
+    return "source beyond the caches";
   }
   const auto& least = facts.format.channels == 4 ? kRgbaRunningInverse : kRunningInverse;
   return inverse >= least[has_many_registers ? 0 : 1] ? "pixels far apart" : nullptr;
@@ -135,6 +140,20 @@ bool lane_windows_pay(const RowPassFacts& facts) noexcept {
          facts.source_bytes() > (is_8_bit ? facts.tuning.large_source : facts.tuning.huge_source);
 }
 
+// With eight registers, over whole vectors. Long sums are up to 1.6 times as slow as transposed, but for
+// 8-bit grey beyond the caches.
+Reason permuted_pays_in_few_registers(const RowPassFacts& facts, const PermutedShape& shape, bool is_short,
+                                      bool is_large) noexcept {
+  const bool is_grey = facts.format.channels == 1;
+  if (is_short) {
+    const bool is_few = is_grey || shape.positions <= kShortColourPositions || is_sparse(facts, shape, 2);
+    const bool has_rows = is_large || facts.geometry.y.usable_size >= kFewRegistersPlannedRows;
+    return is_few && has_rows ? "short sums" : nullptr;
+  }
+  const bool is_light = is_grey && facts.format.depth == kDepth8 && shape.positions <= kGreyWidePositions;
+  return is_light && is_large && running_is_fastest(facts) == nullptr ? "grey beyond the caches" : nullptr;
+}
+
 // A multiply-add of this pass costs more than one of the transposed pass, unless two pixels share the
 // permuted samples of a small window; but a batch of rows touches a page of memory per row, and this pass
 // reads one row after the other. So short sums nearly always pay, and others beyond the caches.
@@ -145,18 +164,8 @@ Reason permuted_is_fastest(const RowPassFacts& facts, const PermutedShape& shape
   const bool is_large =
       facts.source_bytes() > (is_short ? facts.tuning.large_source : facts.tuning.huge_source);
   const std::int32_t channels = facts.format.channels;
-  if (kFewRegisters && !facts.kernels.permuted.quarters) {
-    // Long sums are up to 1.6 times as slow as transposed, but for 8-bit grey beyond the caches.
-    const bool is_grey_8 = channels == 1 && facts.format.depth == kDepth8;
-    if (!is_short) {
-      return is_large && is_grey_8 && shape.positions <= kGreyWidePositions ? "source beyond the caches"
-                                                                            : nullptr;
-    }
-    const bool is_few =
-        channels == 1 || shape.positions <= kShortColourPositions || is_sparse(facts, shape, 2);
-    const bool has_rows = is_large || facts.geometry.y.usable_size >= kFewRegistersPlannedRows;
-    return is_few && has_rows ? "short sums" : nullptr;
-  }
+  if (kFewRegisters && !facts.kernels.permuted.quarters)
+    return permuted_pays_in_few_registers(facts, shape, is_short, is_large);
   // Long sums and small sources are 1.2 to 1.6 times as slow as transposed; so are, by 1.1 to 1.2 times,
   // short sums of several channels.
   if (kFewRegisters && (!is_short || !is_large || channels != 1)) return nullptr;
