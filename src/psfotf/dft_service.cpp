@@ -36,6 +36,15 @@ PlaneArrays exchanged(const PlaneArrays& arrays) noexcept {
   return {.src_re = arrays.src_im, .src_im = arrays.src_re, .dst_re = arrays.dst_im, .dst_im = arrays.dst_re};
 }
 
+// Whether the next narrower kernels have half of the lanes and want for nothing else: they are as fast or
+// faster where half of a vector would be empty, and work in half of the memory.
+template <class T>
+bool has_half_as_good(const Kernels& kernels) noexcept {
+  const PrecisionKernels<T>& whole = precision_of<T>(kernels);
+  const PrecisionKernels<T>& half = precision_of<T>(*kernels.narrower);
+  return 2 * half.lanes == whole.lanes && half.has_fused_multiply_add == whole.has_fused_multiply_add;
+}
+
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
 // its columns, and its rows too, by half at least, where a row is not whole vectors or is a convolution: one
 // row beside empty lanes would pay for them in memory.
@@ -49,7 +58,7 @@ const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept 
     const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
     const std::int32_t half = of_precision.lanes / 2;
     const bool rows_fill =
-        shape.rows > 1 && (has_widest_vectors(of_precision) ? shape.rows > half : shape.rows >= half);
+        shape.rows > 1 && (has_half_as_good<T>(*kernels) ? shape.rows > half : shape.rows >= half);
     if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
     kernels = kernels->narrower;
   }

@@ -13,12 +13,12 @@
 namespace kyv::psfotf {
 namespace {
 
-// A row within its lanes needs whole vectors, unrolled radices, and enough elements to fill the vectors of
-// its last step.
-bool fits_lanes(const LineShape& elements, std::int32_t lanes) noexcept {
+// A row within its lanes needs whole vectors and enough elements to fill the vectors of its last step. Direct
+// sums are better off across the lanes, where the rows fill them.
+bool fits_lanes(const LineShape& elements, std::int32_t rows, std::int32_t lanes) noexcept {
   if (lanes == 1 || elements.length < lanes) return false;
-  return std::all_of(elements.radices, elements.radices + elements.stages,
-                     [](int radix) { return radix <= kMaxFixedRadix; });
+  return 2 * rows <= lanes || std::all_of(elements.radices, elements.radices + elements.stages,
+                                          [](int radix) { return radix <= kMaxFixedRadix; });
 }
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
@@ -253,7 +253,8 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
   PlaneMethod method{choose_line(shape.rows, radices), {}, false};
   LineShape elements;
   if (shape.row_length % kernels.lanes == 0 &&
-      factorize(elements, shape.row_length / kernels.lanes, radices) && fits_lanes(elements, kernels.lanes)) {
+      factorize(elements, shape.row_length / kernels.lanes, radices) &&
+      fits_lanes(elements, shape.rows, kernels.lanes)) {
     method.row = elements;
     method.rows_within_lanes = true;
   } else {
@@ -298,9 +299,7 @@ const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& 
 
 template <class T>
 bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  if (shape.row_length % kernels.lanes != 0) return false;
-  const PlaneMethod method = choose_plane(shape, kernels);
-  return method.rows_within_lanes || (method.row.work_elements == 0 && !has_widest_vectors(kernels));
+  return shape.row_length % kernels.lanes == 0 && choose_plane(shape, kernels).rows_within_lanes;
 }
 
 template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<float>&) noexcept;

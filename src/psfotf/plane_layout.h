@@ -37,14 +37,7 @@ template <class T>
 const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& method,
                                     const Kernels& kernels, void* memory, void* workspace) noexcept;
 
-// Whether vectors are of 512 bits: half empty, they are slower than full ones of 256 bits.
-template <class T>
-constexpr bool has_widest_vectors(const PrecisionKernels<T>& kernels) noexcept {
-  return kernels.lanes * static_cast<int>(sizeof(T)) == 64;
-}
-
-// Whether few rows fill the vectors: a row is whole vectors and no convolution. It is then transformed within
-// the lanes or, where a radix is summed directly and vectors are not the widest, across them.
+// Whether few rows fill the vectors: each is transformed within the lanes.
 template <class T>
 bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept;
 

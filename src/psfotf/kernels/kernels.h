@@ -35,6 +35,7 @@ template <class T>
 struct PrecisionKernels {
   std::int32_t lanes;  // of one vector
   RadixSet radices;
+  bool has_fused_multiply_add;
 
   // Transforms one plane and scales the results; every value is read before any is written. The workspace
   // holds workspace_bytes() bytes, aligned to a cache line.
@@ -44,7 +45,7 @@ struct PrecisionKernels {
   // The same in half the steps for planes whose imaginary values are all zeros, and for those whose values
   // are the conjugates of their mirror images, both for plans that have halves. The first leaves an exactly
   // Hermitian plane. The second is the backward transform without any exchange of real and imaginary parts,
-  // and leaves zeros for imaginary ones. Null for one lane.
+  // and leaves zeros for imaginary ones. Null for one lane, and where a set serves thin planes alone.
   TransformHalves<T> transform_real_plane;
   TransformHalves<T> transform_hermitian_plane;
 

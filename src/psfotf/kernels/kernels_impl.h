@@ -49,19 +49,33 @@ constexpr TransformHalves<LaneOf<V>> hermitian_plane_code() noexcept {
   return nullptr;
 }
 
+// A set for planes that are too thin for half of their work to pay or for fixed code.
 template <class V>
-constexpr PrecisionKernels<LaneOf<V>> make_kernels(
-    SquareCode<LaneOf<V>> square_of_8 = square_code<V, 8>()) noexcept {
+constexpr PrecisionKernels<LaneOf<V>> make_thin_kernels() noexcept {
   return {.lanes = V::kLanes,
           .radices = radix_set<V>(),
+          .has_fused_multiply_add = simd::kHasFusedMultiplyAdd,
           .transform_plane = transform_plane<V>,
-          .transform_real_plane = real_plane_code<V>(),
-          .transform_hermitian_plane = hermitian_plane_code<V>(),
+          .transform_real_plane = nullptr,
+          .transform_hermitian_plane = nullptr,
           .transform_lines = transform_lines<V>,
-          .squares = {square_of_8, square_code<V, 16>(), square_code<V, 32>(), square_code<V, 64>()},
+          .squares = {},
           .are_zeros = are_zeros,
           .is_hermitian = is_hermitian,
           .make_hermitian = make_hermitian};
+}
+
+template <class V>
+constexpr PrecisionKernels<LaneOf<V>> make_kernels(
+    SquareCode<LaneOf<V>> square_of_8 = square_code<V, 8>()) noexcept {
+  PrecisionKernels<LaneOf<V>> kernels = make_thin_kernels<V>();
+  kernels.transform_real_plane = real_plane_code<V>();
+  kernels.transform_hermitian_plane = hermitian_plane_code<V>();
+  kernels.squares[0] = square_of_8;
+  kernels.squares[1] = square_code<V, 16>();
+  kernels.squares[2] = square_code<V, 32>();
+  kernels.squares[3] = square_code<V, 64>();
+  return kernels;
 }
 
 }  // namespace

@@ -478,11 +478,20 @@ class Buffer {
   alignas(64) LaneOf<V> values_[kMaxFixedRadix * kElement<V>];
 };
 
+// A stage with roots, of any radix that is not a convolution.
+template <class V, Decimation D>
+void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
+               const Roots<LaneOf<V>>& roots) noexcept {
+  if (radix > kMaxFixedRadix) return direct_stage<V, D>(data, radix, groups, m, pitch, roots);
+  const RadixCode<V>& code = kRadixCode<V>[radix];
+  (D == Decimation::kInTime ? code.twiddled_in_time : code.twiddled)(data, groups, m, pitch, roots);
+}
+
 // The first stage of a row, as load_first_stage().
 template <class V>
 void load_first(int radix, const double* re, const double* im, std::ptrdiff_t ahead, LaneOf<V>* data,
                 std::int32_t m, std::int32_t pitch, const Roots<LaneOf<V>>& roots) noexcept {
-  const auto code = kRadixCode<V>[radix].load_first;
+  const auto code = radix <= kMaxFixedRadix ? kRadixCode<V>[radix].load_first : nullptr;
   if (code != nullptr) return code(re, im, ahead, data, m, pitch, roots);
   for (int i = 0; i < radix; ++i) {
     LaneOf<V>* part = data + i * static_cast<std::ptrdiff_t>(pitch) * kElement<V>;
@@ -492,7 +501,7 @@ void load_first(int radix, const double* re, const double* im, std::ptrdiff_t ah
       store_element<V>(part, x);
     }
   }
-  kRadixCode<V>[radix].twiddled(data, 1, m, pitch, roots);
+  run_radix<V, Decimation::kInFrequency>(radix, data, 1, m, pitch, roots);
 }
 
 template <class V, Stored S>
@@ -542,15 +551,7 @@ Roots<LaneOf<V>> first_stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t
   return {plan.stage_roots + 2 * skipped, plan.sum_roots};
 }
 
-template <class V, Decimation D>
-void run_radix(int radix, LaneOf<V>* data, std::int32_t groups, std::int32_t m, std::int32_t pitch,
-               const Roots<LaneOf<V>>& roots) noexcept {
-  if (radix > kMaxFixedRadix) return direct_stage<V, D>(data, radix, groups, m, pitch, roots);
-  const RadixCode<V>& code = kRadixCode<V>[radix];
-  (D == Decimation::kInTime ? code.twiddled_in_time : code.twiddled)(data, groups, m, pitch, roots);
-}
-
-// The same for a radix whose butterflies are convolutions, which work in `work`.
+// A stage whose butterflies are convolutions, which work in `work`.
 template <class V>
 void convolution_stage(const LinePlan<LaneOf<V>>& prime, LaneOf<V>* data, std::int32_t groups, std::int32_t m,
                        std::int32_t pitch, const LaneOf<V>* own_roots, LaneOf<V>* work) noexcept;

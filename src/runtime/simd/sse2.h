@@ -1,10 +1,15 @@
-// The vector types on SSE2: 4 floats, 2 doubles, no fused multiply-add.
+// The vector types on SSE2: 4 floats, 2 doubles. Units that are compiled for processors with a fused
+// multiply-add have it.
 //
 // For kernel units only. Everything sits in an unnamed namespace, so that no copy compiled for this
 // instruction set can be picked by the linker for an older processor.
 #pragma once
 
+#ifdef __FMA__
+#include <immintrin.h>
+#else
 #include <emmintrin.h>
+#endif
 
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +31,11 @@ struct F64 {
 
 inline constexpr int kVectorBytes = 16;
 inline constexpr int kRegisters = runtime::kFewRegisters ? 8 : 16;
+#ifdef __FMA__
+inline constexpr bool kHasFusedMultiplyAdd = true;
+#else
 inline constexpr bool kHasFusedMultiplyAdd = false;
+#endif
 
 inline F32 load(const float* p) noexcept { return {_mm_loadu_ps(p)}; }
 inline void store(float* p, F32 a) noexcept { _mm_storeu_ps(p, a.v); }
@@ -36,10 +45,6 @@ inline F32 broadcast(float a) noexcept { return {_mm_set1_ps(a)}; }
 inline F32 operator+(F32 a, F32 b) noexcept { return {_mm_add_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a, F32 b) noexcept { return {_mm_sub_ps(a.v, b.v)}; }
 inline F32 operator*(F32 a, F32 b) noexcept { return {_mm_mul_ps(a.v, b.v)}; }
-// a*b + c, c - a*b and a*b - c; two roundings on this instruction set.
-inline F32 mul_add(F32 a, F32 b, F32 c) noexcept { return a * b + c; }
-inline F32 mul_sub_from(F32 a, F32 b, F32 c) noexcept { return c - a * b; }
-inline F32 mul_sub(F32 a, F32 b, F32 c) noexcept { return a * b - c; }
 
 inline F64 load(const double* p) noexcept { return {_mm_loadu_pd(p)}; }
 inline void store(double* p, F64 a) noexcept { _mm_storeu_pd(p, a.v); }
@@ -49,10 +54,24 @@ inline F64 broadcast(double a) noexcept { return {_mm_set1_pd(a)}; }
 inline F64 operator+(F64 a, F64 b) noexcept { return {_mm_add_pd(a.v, b.v)}; }
 inline F64 operator-(F64 a, F64 b) noexcept { return {_mm_sub_pd(a.v, b.v)}; }
 inline F64 operator*(F64 a, F64 b) noexcept { return {_mm_mul_pd(a.v, b.v)}; }
-// a*b + c, c - a*b and a*b - c; two roundings on this instruction set.
+
+#ifdef __FMA__
+// a*b + c, c - a*b and a*b - c, one rounding.
+inline F32 mul_add(F32 a, F32 b, F32 c) noexcept { return {_mm_fmadd_ps(a.v, b.v, c.v)}; }
+inline F32 mul_sub_from(F32 a, F32 b, F32 c) noexcept { return {_mm_fnmadd_ps(a.v, b.v, c.v)}; }
+inline F32 mul_sub(F32 a, F32 b, F32 c) noexcept { return {_mm_fmsub_ps(a.v, b.v, c.v)}; }
+inline F64 mul_add(F64 a, F64 b, F64 c) noexcept { return {_mm_fmadd_pd(a.v, b.v, c.v)}; }
+inline F64 mul_sub_from(F64 a, F64 b, F64 c) noexcept { return {_mm_fnmadd_pd(a.v, b.v, c.v)}; }
+inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return {_mm_fmsub_pd(a.v, b.v, c.v)}; }
+#else
+// The same with two roundings.
+inline F32 mul_add(F32 a, F32 b, F32 c) noexcept { return a * b + c; }
+inline F32 mul_sub_from(F32 a, F32 b, F32 c) noexcept { return c - a * b; }
+inline F32 mul_sub(F32 a, F32 b, F32 c) noexcept { return a * b - c; }
 inline F64 mul_add(F64 a, F64 b, F64 c) noexcept { return a * b + c; }
 inline F64 mul_sub_from(F64 a, F64 b, F64 c) noexcept { return c - a * b; }
 inline F64 mul_sub(F64 a, F64 b, F64 c) noexcept { return a * b - c; }
+#endif
 
 // kLanes doubles rounded to the lane type, and lanes widened to doubles.
 inline void load_doubles(F32& a, const double* p) noexcept {
