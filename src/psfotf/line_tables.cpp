@@ -27,13 +27,16 @@ void fill_positions(const LineShape& shape, PartGap gap, std::int32_t* positions
   }
 }
 
+// Of stages `first` to `end` - 1.
 template <class T>
-void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stage_roots) noexcept {
+void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stage_roots, int first,
+                      int end) noexcept {
   std::int32_t step = roots.order / shape.length;
   std::int32_t length = shape.length;
-  for (int s = 0; s < shape.stages; ++s) {
+  for (int s = 0; s < end; ++s, step *= shape.radices[s - 1]) {
     const std::int32_t radix = shape.radices[s];
     length /= radix;
+    if (s < first) continue;
     for (std::int32_t j = 0; j < length; ++j) {
       for (std::int32_t q = 1; q < radix; ++q) {
         // Wherever there is a plan to fill, its roots were laid before.
@@ -43,7 +46,18 @@ void fill_stage_roots(const LineShape& shape, const RootTable<T>& roots, T* stag
         *stage_roots++ = roots.im[j * q * step];
       }
     }
-    step *= radix;
+  }
+}
+
+// The roots of `count` butterflies of the first stage, every `butterflies`-th one.
+void fill_first_roots(const LineShape& shape, const RootTable<double>& roots, std::int32_t butterflies,
+                      std::int32_t count, double* first_roots) noexcept {
+  const std::int32_t step = roots.order / shape.length * butterflies;
+  for (std::int32_t j = 0; j < count; ++j) {
+    for (std::int32_t q = 1; q < shape.radices[0]; ++q) {
+      *first_roots++ = roots.re[j * q * step];
+      *first_roots++ = roots.im[j * q * step];
+    }
   }
 }
 
@@ -99,12 +113,14 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
                              runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<T>>(1);
   auto* positions = arena.take<std::int32_t>(static_cast<std::uint64_t>(shape.length));
-  auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length));
+  // A last stage of convolutions has none.
+  const std::int32_t rootless = shape.convolved_stages > 0 ? shape.radices[shape.stages - 1] : 0;
+  auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length - rootless));
   auto* sum_roots = arena.take<T>(sum_root_values(shape));
   if (arena.is_counting()) return nullptr;
   *plan = mixed_radix_plan<T>(shape, gap);
   fill_positions(shape, gap, positions);
-  fill_stage_roots(shape, roots, stage_roots);
+  fill_stage_roots(shape, roots, stage_roots, 0, rootless > 0 ? shape.stages - 1 : shape.stages);
   plan->stage_roots = stage_roots;
   plan->sum_roots = fill_sum_roots(shape, roots, sum_roots);
   plan->positions = positions;
@@ -143,10 +159,12 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
 class InnerLine {
  public:
   InnerLine(double* values, const LinePlan<double>& plan) noexcept
-      : values_(values), part_(plan.length / plan.radices[0]), pitch_(plan.part_pitch) {}
+      : values_(values),
+        part_(plan.length / plan.radices[0]),
+        gap_(plan.part_pitch - plan.length / plan.radices[0]) {}
   double* values() const noexcept { return values_; }
   double* element(std::int32_t k) const noexcept {
-    return values_ + 2 * static_cast<std::ptrdiff_t>(k / part_ * pitch_ + k % part_);
+    return values_ + 2 * static_cast<std::ptrdiff_t>(gap_ != 0 ? k + k / part_ * gap_ : k);
   }
   void set(std::int32_t k, double re, double im) const noexcept {
     element(k)[0] = re;
@@ -156,7 +174,7 @@ class InnerLine {
  private:
   double* values_;
   std::int32_t part_;
-  std::int32_t pitch_;
+  std::int32_t gap_;
 };
 
 // exp(-2 pi i k / order) of half of the circle; the others are their conjugates.
@@ -203,14 +221,16 @@ void fill_chirp(const HalfCircle& roots, std::int32_t n, std::int32_t inner_leng
     if (m != 0) b.set(inner_length - m, b_re, b_im);
   };
   const int sign = chirp_sign(n);
+  std::int64_t square = 0;  // of m, modulo 2 n
   for (std::int32_t m = 0; m <= n / 2; ++m) {
-    const std::int64_t square = static_cast<std::int64_t>(m) * m % (2 * static_cast<std::int64_t>(n));
     const double c = roots.re(square);
     const double s = roots.im(square);
     re[m] = static_cast<T>(c);
     im[m] = static_cast<T>(s);
     set_both(m, c, -s);
     if (m != 0) set_both(n - m, sign * c, -sign * s);
+    square += 2 * std::int64_t{m} + 1;
+    if (square >= 2 * std::int64_t{n}) square -= 2 * std::int64_t{n};
   }
 }
 
@@ -219,61 +239,138 @@ template <class T>
 void fill_spectrum(const PrecisionKernels<double>& one_line, const LinePlan<double>& plan, const InnerLine& b,
                    std::int32_t count, T* re, T* im) noexcept {
   one_line.transform_lines(plan, b.values(), nullptr);
+  const double scale = 1.0 / plan.length;
   for (std::int32_t k = 0; k < count; ++k) {
-    re[k] = static_cast<T>(b.element(k)[0] / plan.length);
-    im[k] = static_cast<T>(b.element(k)[1] / plan.length);
+    const double* element = b.element(k);
+    re[k] = static_cast<T>(element[0] * scale);
+    im[k] = static_cast<T>(element[1] * scale);
   }
+}
+
+// A convolution's inner length and its tables.
+struct InnerShape {
+  LineShape line;
+  PartGap gap;
+  bool has_products;  // the first stage's roots are products of coarse and fine ones
+
+  InnerShape(std::int32_t length, RadixSet radices, Results results, Tables tables,
+             LineMethod method) noexcept;
+
+  std::int32_t left_out() const noexcept { return has_products ? line.length - part_length(line) : 0; }
+  std::uint64_t stage_root_values() const noexcept {
+    return 2 * static_cast<std::uint64_t>(line.length - left_out() - 1);
+  }
+  // Of one set of fine roots; there is a turned one, too.
+  std::int32_t fine_values() const noexcept {
+    return has_products ? 2 * (line.radices[0] - 1) * kFineRoots : 0;
+  }
+  std::int32_t coarse_count() const noexcept {
+    return has_products ? (part_length(line) + kFineRoots - 1) / kFineRoots : 0;
+  }
+  std::uint64_t coarse_values() const noexcept {
+    return 2 * static_cast<std::uint64_t>(line.radices[0] - 1) * static_cast<std::uint64_t>(coarse_count());
+  }
+};
+
+// The shortest parts for the fewest tables: a first radix as large as any other, and one that lets an even
+// stage be the last.
+void begin_with_largest(LineShape& line) noexcept {
+  std::int32_t* const end = line.radices + line.stages - 1;
+  std::rotate(line.radices, std::max_element(line.radices, end), end);
+}
+
+// From this length on tables may outgrow a few lines, and from this length of parts on products are fewer.
+constexpr std::int32_t kLeastForProducts = 2048;
+constexpr std::int32_t kLeastPart = 2 * kFineRoots;
+
+InnerShape::InnerShape(std::int32_t length, RadixSet radices, Results results, Tables tables,
+                       LineMethod method) noexcept {
+  factorize(line, length, radices);
+  const bool is_few = tables == Tables::kForFew && length >= kLeastForProducts;
+  if (is_few) begin_with_largest(line);
+  const bool in_place = method == LineMethod::kBluestein && results != Results::kAtPositions;
+  gap = in_place || is_few ? PartGap::kNone : gap_of(line);
+  has_products = is_few && part_length(line) >= kLeastPart;
 }
 
 // The transform over a convolution's inner length; nothing asks where its results are left. The roots of the
 // whole circle lie in `scratch` for a while, or behind what is kept in the arena where that is null.
-const LinePlan<double>* lay_inner(const LineShape& shape, PartGap gap, runtime::Arena& arena,
+const LinePlan<double>* lay_inner(const InnerShape& shape, runtime::Arena& arena,
                                   const runtime::Arena* scratch, PlanningMemory& memory) noexcept {
   auto* plan = arena.take<LinePlan<double>>(1);
-  auto* stage_roots = arena.take<double>(2 * static_cast<std::uint64_t>(shape.length));
-  auto* sum_roots = arena.take<double>(sum_root_values(shape));
+  auto* stage_roots = arena.take<double>(shape.stage_root_values());
+  auto* fine_roots = arena.take<double>(2 * static_cast<std::uint64_t>(shape.fine_values()));
+  auto* coarse_roots = arena.take<double>(shape.coarse_values());
+  auto* sum_roots = arena.take<double>(sum_root_values(shape.line));
   runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
-  const RootTable<double> roots = lay_roots<double>(shape.length, beyond);
+  const RootTable<double> roots = lay_roots<double>(shape.line.length, beyond);
   memory.count(beyond);
   if (arena.is_counting()) return nullptr;
-  *plan = mixed_radix_plan<double>(shape, gap);
-  fill_stage_roots(shape, roots, stage_roots);
+  *plan = mixed_radix_plan<double>(shape.line, shape.gap);
+  fill_stage_roots(shape.line, roots, stage_roots, shape.has_products ? 1 : 0, shape.line.stages);
   plan->stage_roots = stage_roots;
-  plan->sum_roots = fill_sum_roots(shape, roots, sum_roots);
+  plan->sum_roots = fill_sum_roots(shape.line, roots, sum_roots);
+  plan->left_out = shape.left_out();
+  if (!shape.has_products) return plan;
+  fill_first_roots(shape.line, roots, 1, kFineRoots, fine_roots);
+  double* turned = fine_roots + shape.fine_values();
+  for (std::int32_t i = 0; i < shape.fine_values(); i += 2) {
+    turned[i] = -fine_roots[i + 1];
+    turned[i + 1] = fine_roots[i];
+  }
+  fill_first_roots(shape.line, roots, kFineRoots, shape.coarse_count(), coarse_roots);
+  plan->fine_roots = fine_roots;
+  plan->coarse_roots = coarse_roots;
   return plan;
 }
 
 // The same in single precision.
-const LinePlan<float>* lay_rounded(const LineShape& shape, PartGap gap, const LinePlan<double>* exact,
+const LinePlan<float>* lay_rounded(const InnerShape& shape, const LinePlan<double>* exact,
                                    runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<float>>(1);
-  auto* stage_roots = arena.take<float>(2 * static_cast<std::uint64_t>(shape.length));
-  auto* sum_roots = arena.take<float>(sum_root_values(shape));
-  if (arena.is_counting()) return nullptr;
-  *plan = mixed_radix_plan<float>(shape, gap);
-  const auto round = [](const double* from, std::uint64_t count, float* to) {
-    std::transform(from, from + count, to, [](double root) { return static_cast<float>(root); });
+  if (!arena.is_counting()) {
+    *plan = mixed_radix_plan<float>(shape.line, shape.gap);
+    plan->left_out = shape.left_out();
+  }
+  // Null where there are none.
+  const auto round = [&](auto roots, std::uint64_t count) -> const float* {
+    auto* to = arena.take<float>(count);
+    if (arena.is_counting() || exact->*roots == nullptr) return nullptr;
+    std::transform(exact->*roots, exact->*roots + count, to,
+                   [](double root) { return static_cast<float>(root); });
     return to;
   };
-  plan->stage_roots =
-      round(exact->stage_roots, 2 * (static_cast<std::uint64_t>(shape.length) - 1), stage_roots);
-  if (exact->sum_roots != nullptr) {
-    plan->sum_roots = round(exact->sum_roots, sum_root_values(shape), sum_roots);
-  }
+  const float* stage_roots = round(&LinePlan<double>::stage_roots, shape.stage_root_values());
+  const float* fine_roots =
+      round(&LinePlan<double>::fine_roots, 2 * static_cast<std::uint64_t>(shape.fine_values()));
+  const float* coarse_roots = round(&LinePlan<double>::coarse_roots, shape.coarse_values());
+  const float* sum_roots = round(&LinePlan<double>::sum_roots, sum_root_values(shape.line));
+  if (arena.is_counting()) return nullptr;
+  plan->stage_roots = stage_roots;
+  plan->fine_roots = fine_roots;
+  plan->coarse_roots = coarse_roots;
+  plan->sum_roots = sum_roots;
   return plan;
 }
 
+// Elements of the spectrum that are kept.
+std::int32_t spectrum_elements(const InnerShape& inner, LineMethod method) noexcept {
+  const LineShape& line = inner.line;
+  const std::int32_t radix = line.radices[0];
+  const std::int32_t part = part_length(line);
+  const bool halved =
+      has_half_spectrum(method, line.length, radix, line.radices[line.stages - 1], inner.left_out());
+  return part * spectrum_parts(method, radix) - (halved ? part / 2 : 0);
+}
+
 template <class T>
-LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, const Kernels& kernels,
+LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, const Kernels& kernels,
                              runtime::Arena& arena, PlanningMemory& memory) noexcept {
-  LineShape inner_shape;
-  factorize(inner_shape, shape.inner_length, precision_of<T>(kernels).radices);
+  const InnerShape inner_shape(shape.inner_length, precision_of<T>(kernels).radices, use.results, use.tables,
+                               shape.method);
   const bool rader = shape.method == LineMethod::kRader;
-  const bool in_place = !rader && results == Results::kInOrder;
-  const PartGap gap = in_place ? PartGap::kNone : gap_of(inner_shape);
   const auto n = static_cast<std::uint64_t>(shape.length);
-  const std::int32_t spectrum =
-      part_length(inner_shape) * spectrum_parts(shape.method, inner_shape.radices[0]);
+  const std::int32_t spectrum = spectrum_elements(inner_shape, shape.method);
 
   auto* plan = arena.take<LinePlan<T>>(1);
   const std::uint64_t spectra = 2 * static_cast<std::uint64_t>(spectrum);
@@ -285,10 +382,10 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, con
   const LinePlan<T>* inner = nullptr;
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
-    inner = exact_inner = lay_inner(inner_shape, gap, arena, &scratch, memory);
+    inner = exact_inner = lay_inner(inner_shape, arena, &scratch, memory);
   } else {
-    exact_inner = lay_inner(inner_shape, gap, scratch, nullptr, memory);
-    inner = lay_rounded(inner_shape, gap, exact_inner, arena);
+    exact_inner = lay_inner(inner_shape, scratch, nullptr, memory);
+    inner = lay_rounded(inner_shape, exact_inner, arena);
   }
   auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
   // The spectrum is filled last.
@@ -305,7 +402,7 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, con
   plan->spectrum_im = spectrum_im;
   const InnerLine b(line, *exact_inner);
   if (rader) {
-    const std::int64_t g = generator(inner_shape);
+    const std::int64_t g = generator(inner_shape.line);
     powers[0] = 1;
     for (std::int32_t q = 1; q <= shape.inner_length; ++q) {
       powers[q] = static_cast<std::int32_t>(powers[q - 1] * g % shape.length);
@@ -323,8 +420,8 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, Results results, con
 
 // The lines that a mixed radix has for butterflies; equal primes follow one another and share theirs.
 template <class T>
-const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kernels, runtime::Arena& arena,
-                                     PlanningMemory& memory) noexcept {
+const LinePlan<T>* const* lay_primes(const LineShape& shape, Tables tables, const Kernels& kernels,
+                                     runtime::Arena& arena, PlanningMemory& memory) noexcept {
   auto** primes = arena.take<const LinePlan<T>*>(shape.stages);
   const int direct = shape.direct_stages();
   if (!arena.is_counting()) std::fill(primes, primes + direct, nullptr);
@@ -332,7 +429,7 @@ const LinePlan<T>* const* lay_primes(const LineShape& shape, const Kernels& kern
   for (int i = 0; i < shape.convolved_stages; ++i) {
     const ConvolutionShape& prime = shape.convolutions[i];
     const bool repeated = i > 0 && prime.length == shape.convolutions[i - 1].length;
-    if (!repeated) line = lay_convolution<T>(prime, Results::kAtPositions, kernels, arena, memory);
+    if (!repeated) line = lay_convolution<T>(prime, {.tables = tables}, kernels, arena, memory);
     if (!arena.is_counting()) primes[direct + i] = line;
   }
   return primes;
@@ -349,31 +446,31 @@ RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept {
 }
 
 template <class T>
-const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, PartGap gap, Results results,
+const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, const LineUse& use,
                             const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept {
   if (shape.method != LineMethod::kMixedRadix) {
-    const bool in_order = results == Results::kInOrder;
+    const bool in_order = use.results == Results::kInOrder;
     auto* positions = arena.take<std::int32_t>(in_order ? 0 : static_cast<std::uint64_t>(shape.length));
-    LinePlan<T>* plan = lay_convolution<T>(shape.convolution(), results, kernels, arena, memory);
+    LinePlan<T>* plan = lay_convolution<T>(shape.convolution(), use, kernels, arena, memory);
     if (plan == nullptr || in_order) return plan;
     std::iota(positions, positions + shape.length, 0);
     plan->positions = positions;
     return plan;
   }
-  auto* plan = lay_mixed_radix<T>(shape, gap, roots, arena);
+  auto* plan = lay_mixed_radix<T>(shape, use.gap, roots, arena);
   if (shape.convolved_stages == 0) return plan;
-  const LinePlan<T>* const* primes = lay_primes<T>(shape, kernels, arena, memory);
+  const LinePlan<T>* const* primes = lay_primes<T>(shape, use.tables, kernels, arena, memory);
   if (plan != nullptr) plan->primes = primes;
   return plan;
 }
 
 template RootTable<float> lay_roots(std::int32_t, PlanningMemory&) noexcept;
-template const LinePlan<float>* lay_line(const LineShape&, const RootTable<float>&, PartGap, Results,
+template const LinePlan<float>* lay_line(const LineShape&, const RootTable<float>&, const LineUse&,
                                          const Kernels&, runtime::Arena&, PlanningMemory&) noexcept;
 template LinePlan<float>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<float>&,
                                           runtime::Arena&) noexcept;
 template RootTable<double> lay_roots(std::int32_t, PlanningMemory&) noexcept;
-template const LinePlan<double>* lay_line(const LineShape&, const RootTable<double>&, PartGap, Results,
+template const LinePlan<double>* lay_line(const LineShape&, const RootTable<double>&, const LineUse&,
                                           const Kernels&, runtime::Arena&, PlanningMemory&) noexcept;
 template LinePlan<double>* lay_mixed_radix(const LineShape&, PartGap, const RootTable<double>&,
                                            runtime::Arena&) noexcept;

@@ -39,13 +39,23 @@ class PlanningMemory {
 template <class T>
 RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept;
 
-// Where a convolution leaves its results. In order, they have no positions, and those of Bluestein's need no
-// room beside the elements that it works in: there the line is, and has no gaps.
-enum class Results : std::uint8_t { kAtPositions, kInOrder };
+// Where a convolution leaves its results. In place, the line of Bluestein's lies among the elements that it
+// works in, without gaps between their parts. In order, so it does and has no positions besides.
+enum class Results : std::uint8_t { kAtPositions, kInPlace, kInOrder };
+
+// Whether a convolution's tables are for many lines or for so few that they should not outgrow them.
+enum class Tables : std::uint8_t { kForMany, kForFew };
+
+// What a line is laid for; the gap is one of mixed radix.
+struct LineUse {
+  PartGap gap = PartGap::kNone;
+  Results results = Results::kAtPositions;
+  Tables tables = Tables::kForMany;
+};
 
 // A line of any method; one of mixed radix has roots of its length, or a multiple.
 template <class T>
-const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, PartGap gap, Results results,
+const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, const LineUse& use,
                             const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept;
 
 // A line of mixed radix without convolutions, with roots whose order is a multiple of the length.

@@ -39,6 +39,12 @@ struct LinePlan {
   // (length - L) others: butterfly j has exp(-2 pi i j q / L) for q = 1 to R - 1, real and imaginary part in
   // turn.
   const T* stage_roots;
+  // Where lines are few, the first stage's roots, most of all, are not among them: so many pairs are left
+  // out. Butterfly kFineRoots a + b has the products of the radix - 1 pairs of a among the coarse roots and
+  // those of b among the fine ones; else both are null.
+  std::int32_t left_out;
+  const T* fine_roots;
+  const T* coarse_roots;
   // For each stage the line that its butterflies are, where these are convolutions, else null; all of it null
   // where none is.
   const LinePlan* const* primes;
@@ -55,7 +61,8 @@ struct LinePlan {
   const std::int32_t* positions;
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, in the
-  // order that the inner stages leave it in; spectrum_parts() parts of it.
+  // order that the inner stages leave it in; spectrum_parts() parts of it, perhaps without the second half of
+  // the last.
   const LinePlan* inner;
   const T* spectrum_re;
   const T* spectrum_im;
@@ -77,10 +84,20 @@ struct LinePlan {
   return values;
 }
 
+inline constexpr std::int32_t kFineRoots = 32;
+
 // Bluestein's kernel is its own mirror image, and so is its transform: behind the middle, part i of the inner
 // transform has the values of part radix - i in reverse order. Rader's is kept whole.
 constexpr std::int32_t spectrum_parts(LineMethod method, std::int32_t radix) noexcept {
   return method == LineMethod::kRader ? radix : radix / 2 + 1;
+}
+
+// Beside few lines, an even number of parts have one in the middle that is its own mirror image: half of it
+// is enough, where its last stage has an even number of butterflies. Many lines would be a little slower.
+constexpr bool has_half_spectrum(LineMethod method, std::int32_t length, std::int32_t first_radix,
+                                 std::int32_t last_radix, std::int32_t left_out) noexcept {
+  return method == LineMethod::kBluestein && left_out > 0 && first_radix % 2 == 0 &&
+         length / first_radix / last_radix % 2 == 0;
 }
 
 // Element length - m of a chirp is this times element m:
@@ -137,11 +154,13 @@ struct PlanePlan {
   std::size_t block_offset;
   std::size_t block_pitch;
   std::size_t line_offset;
-  std::size_t row_work_offset;  // of what convolutions of rows work in
+  std::size_t row_work_offset;     // of what convolutions of rows work in
+  std::size_t column_work_offset;  // and of columns: in place, their last block lies there
   std::size_t carry_offset;
   RowOutput output;
   bool rows_of_lines;  // past the caches, and rows are whole cache lines: there is room for one block more
   bool blocks_past_caches;
+  bool columns_in_place;
   bool has_halves;  // whether real and Hermitian planes have a way of their own
 };
 

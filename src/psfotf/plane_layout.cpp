@@ -75,11 +75,13 @@ struct WorkspaceLayout {
   RowOutput output;
   bool rows_of_lines;
   bool blocks_past_caches;
+  bool columns_in_place;
   bool has_halves;
   std::uint64_t block_offset;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
   std::uint64_t row_work_offset;
+  std::uint64_t column_work_offset;
   std::uint64_t carry_offset;
   std::uint64_t values;
 };
@@ -92,7 +94,8 @@ bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const Worksp
                 std::int32_t lanes) noexcept {
   const std::int32_t columns = half_columns(shape.row_length);
   const std::int32_t least_rows = method.rows_within_lanes ? 4 : lanes + 1;
-  if (lanes == 1 || shape.rows < least_rows || 4 * columns < 7 * lanes) return false;
+  if (lanes == 1 || shape.rows < least_rows || 4 * columns < 7 * lanes || layout.columns_in_place)
+    return false;
   const auto blocks = static_cast<std::uint64_t>((columns + lanes - 1) / lanes);
   const std::uint64_t edges = 2 * static_cast<std::uint64_t>(shape.rows);
   const std::uint64_t behind = std::max(edges, layout.rows_of_lines ? layout.block_pitch : 0);
@@ -110,6 +113,30 @@ bool all_across_lanes(const PlaneShape& shape, const PlaneMethod& method, std::i
 bool is_one_row_within(const PlaneShape& shape, const PlaneMethod& method,
                        const WorkspaceLayout& layout) noexcept {
   return method.rows_within_lanes && shape.rows == 1 && !layout.rows_of_lines;
+}
+
+// Beside so many lines of Bluestein's, the room for one more is a large part of the memory: it lies among the
+// elements that it works in. Without gaps between the parts of these, many lines would be slower.
+constexpr std::int32_t kFewLines = 13;
+// And so are all of a convolution's tables beside up to three lines of doubles, or beside five, which leave
+// most empty lanes of vectors of eight; floats have half of both.
+template <class T>
+constexpr Tables tables_for(std::int32_t lines) noexcept {
+  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
+  return doubles * lines <= 3 || doubles * lines == 5 ? Tables::kForFew : Tables::kForMany;
+}
+
+bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method) noexcept {
+  return !method.rows_within_lanes && method.row.method == LineMethod::kBluestein &&
+         shape.rows <= kFewLines && shape.rows != shape.row_length;
+}
+
+// The same of columns, whose last block it is.
+bool are_columns_in_place(const PlaneShape& shape, const PlaneMethod& method,
+                          const WorkspaceLayout& layout) noexcept {
+  return method.column.method == LineMethod::kBluestein && layout.blocks <= 2 &&
+         shape.row_length <= kFewLines && layout.output == RowOutput::kDirect &&
+         shape.rows != shape.row_length;
 }
 
 template <class T>
@@ -132,25 +159,33 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
   const std::uint64_t behind_line =
       element * (method.rows_within_lanes ? row + kRowSlackVectors
                                           : static_cast<std::uint64_t>(method.row.work_elements));
+  // In place, the line is the first of these.
+  const bool in_place = are_rows_in_place(shape, method);
+  const std::uint64_t rows_end =
+      in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
+  const std::uint64_t column_values = element * static_cast<std::uint64_t>(method.column.work_elements);
+  const std::uint64_t row_work = in_place ? 0 : line_values;
   if (all_across_lanes(shape, method, lanes)) {
-    const bool in_place = method.row.method == LineMethod::kBluestein;
-    const std::uint64_t work_end =
-        in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
-    layout.line_offset = 0;
-    layout.row_work_offset = in_place ? 0 : line_values;
+    layout.line_offset = layout.column_work_offset = 0;
+    layout.row_work_offset = row_work;
     layout.block_offset = whole_lines<T>(line_values);
-    layout.carry_offset = std::max(layout.block_offset + blocks, whole_lines<T>(work_end));
+    layout.carry_offset = std::max(layout.block_offset + blocks, whole_lines<T>(rows_end));
   } else if (is_one_row_within(shape, method, layout)) {
     const bool comes_as_blocks = method.row.length % lanes == 0;
-    layout.block_offset = layout.row_work_offset = 0;
+    layout.block_offset = layout.row_work_offset = layout.column_work_offset = 0;
     layout.line_offset = comes_as_blocks ? blocks : 0;
     layout.carry_offset = layout.line_offset + line_values + (comes_as_blocks ? 0 : behind_line);
-  } else {
-    const std::uint64_t column_values = element * static_cast<std::uint64_t>(method.column.work_elements);
-    layout.line_offset = blocks;
+  } else if (layout.columns_in_place) {
     layout.block_offset = 0;
-    layout.row_work_offset = blocks + line_values;
-    layout.carry_offset = blocks + std::max(line_values + behind_line, column_values);
+    layout.column_work_offset = static_cast<std::uint64_t>(layout.blocks - 1) * layout.block_pitch;
+    layout.line_offset = layout.column_work_offset + std::max(layout.block_pitch, column_values);
+    layout.row_work_offset = layout.line_offset + row_work;
+    layout.carry_offset = layout.line_offset + rows_end;
+  } else {
+    layout.line_offset = layout.column_work_offset = blocks;
+    layout.block_offset = 0;
+    layout.row_work_offset = blocks + row_work;
+    layout.carry_offset = blocks + std::max(rows_end, column_values);
   }
 }
 
@@ -166,15 +201,17 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   layout.part_gap = gap_of(method.column);
   const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
   const std::uint64_t block = element * block_elements;
-  // Blocks of a line or two follow one another, and so do those that are written whole: beside planes of a
-  // few rows, padding would be most of the memory.
-  const bool padded = block > 2 * line && !all_across_lanes(shape, method, lanes);
+  // Short blocks follow one another, and so do those that are written whole, or one by one for few rows:
+  // beside such planes padding would be most of the memory.
+  const bool few_across = !method.rows_within_lanes && shape.rows <= kFewLines;
+  const bool padded = block > 4 * line && !few_across && !all_across_lanes(shape, method, lanes);
   layout.block_pitch = padded ? whole_lines<T>(block) + padding : block;
   layout.output = choose_output(shape, method.column);
   layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
   const std::uint64_t blocks = whole_lines<T>(
       layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)));
   layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
+  layout.columns_in_place = are_columns_in_place(shape, method, layout);
   place_regions<T>(shape, method, lanes, blocks, layout);
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
@@ -206,8 +243,11 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
   };
   auto* plan = arena.take<PlanePlan<T>>(1);
   RootTable<T> roots = roots_of(method.column, shape.rows);
-  const LinePlan<T>* column =
-      lay_line<T>(method.column, roots, gap_of(method.column), Results::kAtPositions, kernels, arena, memory);
+  const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
+  const LineUse column_use{gap_of(method.column),
+                           layout.columns_in_place ? Results::kInPlace : Results::kAtPositions,
+                           tables_for<T>(shape.row_length)};
+  const LinePlan<T>* column = lay_line<T>(method.column, roots, column_use, kernels, arena, memory);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
   if (!square) roots = roots_of(method.row, shape.row_length);
@@ -216,14 +256,16 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (roots.re != nullptr) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
-    const bool all_across = all_across_lanes(shape, method, lanes);
-    row = lay_line<T>(method.row, roots, PartGap::kNone,
-                      all_across ? Results::kInOrder : Results::kAtPositions, kernels, arena, memory);
+    const LineUse row_use{PartGap::kNone,
+                          all_across_lanes(shape, method, lanes) ? Results::kInOrder
+                          : are_rows_in_place(shape, method)     ? Results::kInPlace
+                                                                 : Results::kAtPositions,
+                          tables_for<T>(shape.rows)};
+    row = lay_line<T>(method.row, roots, row_use, kernels, arena, memory);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
   if (arena.is_counting()) return nullptr;
-  const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
   *plan = {.rows = shape.rows,
            .row_length = shape.row_length,
            .column = column,
@@ -237,10 +279,12 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
            .block_pitch = static_cast<std::size_t>(layout.block_pitch),
            .line_offset = static_cast<std::size_t>(layout.line_offset),
            .row_work_offset = static_cast<std::size_t>(layout.row_work_offset),
+           .column_work_offset = static_cast<std::size_t>(layout.column_work_offset),
            .carry_offset = static_cast<std::size_t>(layout.carry_offset),
            .output = layout.output,
            .rows_of_lines = layout.rows_of_lines,
            .blocks_past_caches = layout.blocks_past_caches,
+           .columns_in_place = layout.columns_in_place,
            .has_halves = layout.has_halves};
   return plan;
 }

@@ -9,10 +9,6 @@
 namespace kyv::psfotf {
 namespace {
 
-// Butterflies of a convolution's outer stages that are done between the copies of their inputs or results:
-// so many that these stay in the first cache.
-inline constexpr std::int32_t kButterfliesAtOnce = 8;
-
 // The first stage, some butterflies after another. `copy(n, place)` is called for element n of the line,
 // before (in frequency) or after (in time) its butterfly; `place` is where it lies.
 template <class V, Decimation D, class Copy>
@@ -20,6 +16,7 @@ template <class V, Decimation D, class Copy>
                                                    const Copy& copy) noexcept {
   const int radix = plan.radices[0];
   const std::int32_t m = plan.length / radix;
+  FirstRoots<V> roots(plan);
   for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
     const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
     LaneOf<V>* here = data + first * kElement<V>;
@@ -30,7 +27,7 @@ template <class V, Decimation D, class Copy>
       }
     };
     if (D == Decimation::kInFrequency) copy_all();
-    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, first_stage_roots<V>(plan, first));
+    run_radix<V, D>(radix, here, 1, count, plan.part_pitch, roots.from(first));
     if (D == Decimation::kInTime) copy_all();
   }
 }
@@ -42,35 +39,74 @@ const RadixCode<V>& outer_code(const LinePlan<LaneOf<V>>& inner) noexcept {
   return kRadixCode<V>[radix <= kMaxFixedRadix ? radix : 0];
 }
 
+template <class V, class Code, class Line>
+void run_outer_code(const LinePlan<LaneOf<V>>& inner, const Code& code, const Line& line,
+                    LaneOf<V>* work) noexcept {
+  const std::int32_t m = inner.length / inner.radices[0];
+  FirstRoots<V> roots(inner);
+  const std::int32_t at_once = roots.at_once();
+  for (std::int32_t first = 0; first < m; first += at_once) {
+    const std::int32_t end = m - first < at_once ? m : first + at_once;
+    code(line, work, {first, end, m}, inner.part_pitch, roots.from(first));
+  }
+}
+
 // The stage that takes the line, and the one that leaves it: where the radix has no code for that, in place
 // and by copies.
 template <class V, class Line>
 void fetch_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
                 LaneOf<V>* work) noexcept {
-  const std::int32_t m = inner.length / inner.radices[0];
-  if (code.fetch != nullptr) return code.fetch(line, work, m, inner.part_pitch, first_stage_roots<V>(inner));
+  if (code.fetch != nullptr) return run_outer_code<V>(inner, code.fetch, line, work);
   run_outer_stage<V, Decimation::kInFrequency>(
       inner, work, [&](std::int32_t n, LaneOf<V>* place) { store_element<V>(place, line.get(n)); });
 }
 template <class V, class Line>
 void leave_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
                 LaneOf<V>* work) noexcept {
-  const std::int32_t m = inner.length / inner.radices[0];
-  if (code.leave != nullptr) return code.leave(line, work, m, inner.part_pitch, first_stage_roots<V>(inner));
+  if (code.leave != nullptr) return run_outer_code<V>(inner, code.leave, line, work);
   run_outer_stage<V, Decimation::kInTime>(
       inner, work, [&](std::int32_t n, const LaneOf<V>* place) { line.put(n, load_element<V>(place)); });
+}
+
+// The spectrum of a part: of its first `ascending` butterflies of the last stage, and of those behind them.
+template <class V>
+struct PartSpectrum {
+  std::int32_t ascending;
+  Spectrum<LaneOf<V>> first;
+  Spectrum<LaneOf<V>> second;
+};
+
+// Part i of a convolution: behind the middle, and in the second half of a middle part that is its own mirror
+// image, the values come backwards.
+template <class V>
+PartSpectrum<V> part_spectrum(const LinePlan<LaneOf<V>>& plan, std::int32_t i) noexcept {
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const std::int32_t parts = inner.radices[0];
+  const std::int32_t radix = inner.radices[inner.stages - 1];
+  const std::ptrdiff_t count = inner.length / parts;
+  const bool is_behind = i >= spectrum_parts(plan.method, parts);
+  const std::ptrdiff_t at = is_behind ? (parts - i + 1) * count - 1 : i * count;
+  const Spectrum<LaneOf<V>> from_here{plan.spectrum_re + at, plan.spectrum_im + at, is_behind ? -1 : 1};
+  const auto butterflies = static_cast<std::int32_t>(count / radix);
+  if (2 * i != parts || !has_half_spectrum(plan.method, inner.length, parts, radix, inner.left_out)) {
+    return {butterflies, from_here, {}};
+  }
+  const std::ptrdiff_t middle = count / 2 - 1;
+  return {butterflies / 2, from_here, {from_here.re + middle, from_here.im + middle, -1}};
 }
 
 // A part of a convolution between its outer stages: the spectrum and back again, real and imaginary parts
 // exchanged.
 template <class V>
-void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum, LaneOf<V>* part,
+void convolve_part(const LinePlan<LaneOf<V>>& inner, const PartSpectrum<V>& spectrum, LaneOf<V>* part,
                    MeanValue<V>* mean) noexcept {
-  const std::int32_t count = inner.length / inner.radices[0];
   const int last = inner.stages - 1;  // not the first one, and of a radix that has code for this
   const std::int32_t radix = inner.radices[last];
+  const std::int32_t behind = inner.length / inner.radices[0] / radix - spectrum.ascending;
   run_part<V>(inner, last, part);
-  kRadixCode<V>[radix].convolved(part, count / radix, spectrum, mean);
+  const auto code = kRadixCode<V>[radix].convolved;
+  code(part, spectrum.ascending, spectrum.first, mean);
+  if (behind > 0) code(part + spectrum.ascending * radix * kElement<V>, behind, spectrum.second, nullptr);
   run_part_in_time<V>(inner, last, part);
 }
 
@@ -79,15 +115,10 @@ template <class V>
 Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                           const Complex<V>& offset) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  const std::ptrdiff_t count = inner.length / inner.radices[0];
-  const std::int32_t spectra = spectrum_parts(plan.method, inner.radices[0]);
   // A constant in every result of the inverse transform is a constant in its first input.
   MeanValue<V> mean{{}, offset};
   for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
-    const bool reversed = i >= spectra;
-    const std::ptrdiff_t at = reversed ? (inner.radices[0] - i + 1) * count - 1 : i * count;
-    convolve_part<V>(inner, {plan.spectrum_re + at, plan.spectrum_im + at, reversed ? -1 : 1}, data,
-                     i == 0 ? &mean : nullptr);
+    convolve_part<V>(inner, part_spectrum<V>(plan, i), data, i == 0 ? &mean : nullptr);
   }
   return mean.sum;
 }

@@ -80,14 +80,23 @@ class PermutedLine {
 // them, and a column of a large plane lies in the second cache at best.
 inline constexpr std::int32_t kButterfliesAhead = 2;
 
+// Butterflies `first` to `end` - 1 of m.
+struct SomeButterflies {
+  std::int32_t first;
+  std::int32_t end;
+  std::int32_t m;
+};
+
 // The first stage of a convolution in frequency and its last one in time, which take and leave the elements
 // of a line.
 template <class V, int R, class Line>
-void fetch_stage(const Line& line, LaneOf<V>* data, std::int32_t m, std::int32_t pitch,
+void fetch_stage(const Line& line, LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
                  const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
+  const std::int32_t m = some.m;
   const LaneOf<V>* own = roots.own;
-  for (std::int32_t j = 0; j < m; ++j) {
+  data += some.first * kElement<V>;
+  for (std::int32_t j = some.first; j < some.end; ++j) {
     Complex<V> x[R];
     if (j + kButterfliesAhead < m) {
 #pragma GCC unroll 16
@@ -105,11 +114,13 @@ void fetch_stage(const Line& line, LaneOf<V>* data, std::int32_t m, std::int32_t
 }
 
 template <class V, int R, class Line>
-void leave_stage(const Line& line, const LaneOf<V>* data, std::int32_t m, std::int32_t pitch,
+void leave_stage(const Line& line, const LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
                  const Roots<LaneOf<V>>& roots) noexcept {
   const std::ptrdiff_t stride = pitch * kElement<V>;
+  const std::int32_t m = some.m;
   const LaneOf<V>* own = roots.own;
-  for (std::int32_t j = 0; j < m; ++j) {
+  data += some.first * kElement<V>;
+  for (std::int32_t j = some.first; j < some.end; ++j) {
     Complex<V> x[R];
 #pragma GCC unroll 16
     for (int i = 0; i < R; ++i) {
@@ -127,8 +138,10 @@ void leave_stage(const Line& line, const LaneOf<V>* data, std::int32_t m, std::i
 // The code of a radix for a convolution's outer stages.
 template <class V, class Line>
 struct OuterCode {
-  void (*fetch)(const Line&, LaneOf<V>*, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
-  void (*leave)(const Line&, const LaneOf<V>*, std::int32_t, std::int32_t, const Roots<LaneOf<V>>&) noexcept;
+  void (*fetch)(const Line&, LaneOf<V>*, const SomeButterflies&, std::int32_t,
+                const Roots<LaneOf<V>>&) noexcept;
+  void (*leave)(const Line&, const LaneOf<V>*, const SomeButterflies&, std::int32_t,
+                const Roots<LaneOf<V>>&) noexcept;
 };
 
 }  // namespace

@@ -19,6 +19,7 @@ struct Workspace {
   LaneOf<V>* blocks;
   LaneOf<V>* line;
   LaneOf<V>* row_work;
+  LaneOf<V>* column_work;
   double* carry;
 };
 
@@ -26,7 +27,7 @@ template <class V>
 Workspace<V> workspace_of(const PlanePlan<LaneOf<V>>& plan, void* memory) noexcept {
   auto* values = static_cast<LaneOf<V>*>(memory);
   return {values + plan.block_offset, values + plan.line_offset, values + plan.row_work_offset,
-          reinterpret_cast<double*>(values + plan.carry_offset)};
+          values + plan.column_work_offset, reinterpret_cast<double*>(values + plan.carry_offset)};
 }
 
 // How the columns of a plane are cut into blocks. Where finished rows leave as whole cache lines straight

@@ -48,9 +48,9 @@ void prepare_columns(const PlanePlan<LaneOf<V>>& plan, const Cut& cut, const Wor
   for (int i = 0; i < count; ++i) {
     LaneOf<V>* block = workspace.blocks + static_cast<std::size_t>(first + i) * plan.block_pitch;
     if (storing_radix(column) > 0) {
-      run_stages<V>(column, column.stages - 1, block, workspace.line);
+      run_stages<V>(column, column.stages - 1, block, workspace.column_work);
     } else {
-      transform_lines<V>(column, block, workspace.line);
+      transform_lines<V>(column, block, workspace.column_work);
     }
     out.blocks[i] = block;
     out.columns[i] = cut.column(first + i) - origin;
@@ -126,6 +126,17 @@ void store_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, con
   }
 }
 
+// Blocks one by one, beginning with the one that lies where the others' convolutions work.
+template <class V>
+void store_columns_in_place(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
+                            const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  ColumnOutput<LaneOf<V>> out = direct_output<V>(plan, arrays);
+  for (std::int32_t b = cut.blocks() - 1; b >= 0; --b) {
+    prepare_columns<V>(plan, cut, workspace, b, 1, 0, out);
+    store_rows<V>(*plan.column, out, 0, plan.rows);
+  }
+}
+
 // Whole cache lines, put together from pieces of rows; where whole lines of the real parts begin with blocks,
 // those leave straight from the registers.
 template <class V>
@@ -189,6 +200,7 @@ ColumnsLeave choose_columns_leave(const PlanePlan<LaneOf<V>>& plan, const BlockC
 template <class V>
 void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
                        const Workspace<V>& workspace) noexcept {
+  if (plan.columns_in_place) return store_columns_in_place<V>(plan, cut, arrays, workspace);
   switch (choose_columns_leave<V>(plan, cut, arrays)) {
     case ColumnsLeave::kAsTheyCome:
       return store_columns<V>(plan, cut, arrays, workspace);

@@ -201,7 +201,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
   const bool in_blocks = elements % lanes == 0 && !cut.has_lead();
   const int radix = line.radices[0];
   const std::int32_t m = elements / radix;
-  const Roots<T> roots = first_stage_roots<V>(line);
+  const Roots<T> roots = stage_roots<V>(line, 0, line.length);
   T* row_re = workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows
   T* row_im = row_re + plan.row_length + kRowSlackVectors * lanes;
   for (std::int32_t r = 0; r < plan.rows; ++r) {

@@ -423,6 +423,9 @@ constexpr RadixCode<V> radix_code() noexcept {
   }
   // The radices that convolutions begin with; lengths that are chosen freely have no large or odd composite
   // factors.
+  if constexpr (one_lane && R == 8) {
+    code.chirped = {fetch_stage<V, R, ChirpedLine<V>>, leave_stage<V, R, ChirpedLine<V>>};
+  }
   if constexpr (!one_lane && (R == 3 || R >= 5)) {
     code.permuted = {fetch_stage<V, R, PermutedLine<V>>, leave_stage<V, R, PermutedLine<V>>};
     if constexpr (R != 9 && R != 11 && R != 13 && R != 15) {
@@ -540,16 +543,63 @@ void stream_last(int radix, const ColumnOutput<LaneOf<V>>& out, std::int32_t fir
 // The roots of stage s, which takes transforms of `length` elements.
 template <class V>
 Roots<LaneOf<V>> stage_roots(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t length) noexcept {
-  const std::ptrdiff_t before = static_cast<std::ptrdiff_t>(plan.length) - length;
+  const std::ptrdiff_t before = static_cast<std::ptrdiff_t>(plan.length) - length - plan.left_out;
   return {plan.stage_roots + 2 * before, plan.sum_roots + sum_roots_before(plan.radices, s)};
 }
 
-// Those of the first stage from butterfly `first` on.
+// Butterflies of a first stage that are done at a time: where their inputs or results are copied besides, so
+// many that these stay in the first cache.
+inline constexpr std::int32_t kButterfliesAtOnce = 8;
+
+// The roots of the first stage, some butterflies' at a time.
 template <class V>
-Roots<LaneOf<V>> first_stage_roots(const LinePlan<LaneOf<V>>& plan, std::int32_t first = 0) noexcept {
-  const std::ptrdiff_t skipped = static_cast<std::ptrdiff_t>(plan.radices[0] - 1) * first;
-  return {plan.stage_roots + 2 * skipped, plan.sum_roots};
-}
+class FirstRoots {
+ public:
+  using T = LaneOf<V>;
+
+  explicit FirstRoots(const LinePlan<T>& plan) noexcept : plan_(plan) {}
+
+  // How many butterflies' roots follow one another.
+  std::int32_t at_once() const noexcept {
+    return plan_.coarse_roots != nullptr ? kButterfliesAtOnce : plan_.length / plan_.radices[0];
+  }
+  // Those from butterfly `first` on, a multiple of kButterfliesAtOnce.
+  Roots<T> from(std::int32_t first) noexcept {
+    const std::ptrdiff_t step = 2 * static_cast<std::ptrdiff_t>(plan_.radices[0] - 1);
+    if (plan_.coarse_roots == nullptr) return {plan_.stage_roots + step * first, plan_.sum_roots};
+    static_assert(kFineRoots % kButterfliesAtOnce == 0);
+    const T* coarse = plan_.coarse_roots + step * (first / kFineRoots);
+    const T* fine = plan_.fine_roots + step * (first % kFineRoots);
+    const T* turned = fine + step * kFineRoots;
+    for (std::ptrdiff_t q = 0; q < step; q += kValues) {
+      // The last vector may include a root of the one before.
+      const std::ptrdiff_t own = q + kValues <= step ? q : step - kValues;
+      Values re;
+      Values im;
+#pragma GCC unroll 4
+      for (int i = 0; i < kValues; ++i) {
+        re[i] = coarse[own + i / 2 * 2];
+        im[i] = coarse[own + i / 2 * 2 + 1];
+      }
+#pragma GCC unroll 8
+      for (std::ptrdiff_t j = 0; j < kButterfliesAtOnce; ++j) {
+        const std::ptrdiff_t at = own + j * step;
+        vector(products_ + at) = vector(fine + at) * re + vector(turned + at) * im;
+      }
+    }
+    return {products_, plan_.sum_roots};
+  }
+
+ private:
+  // The compiler's own vectors: a root or two, also where the kernels have one lane.
+  static constexpr int kValues = simd::kVectorBytes < 32 ? 16 / sizeof(T) : 4;
+  using Values [[gnu::vector_size(kValues * sizeof(T)), gnu::aligned(alignof(T)), gnu::may_alias]] = T;
+  static const Values& vector(const T* values) noexcept { return *reinterpret_cast<const Values*>(values); }
+  static Values& vector(T* values) noexcept { return *reinterpret_cast<Values*>(values); }
+
+  const LinePlan<T>& plan_;
+  T products_[2 * (kMaxDirectRadix - 1) * kButterfliesAtOnce];
+};
 
 // A stage whose butterflies are convolutions, which work in `work`.
 template <class V>
@@ -610,11 +660,27 @@ void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data
   }
 }
 
+// Stage 0 where its roots are products.
+template <class V>
+void run_first_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
+  const std::int32_t m = plan.length / plan.radices[0];
+  FirstRoots<V> roots(plan);
+  for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
+    const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
+    run_radix<V, Decimation::kInFrequency>(plan.radices[0], data + first * kElement<V>, 1, count,
+                                           plan.part_pitch, roots.from(first));
+  }
+}
+
 // Stages 0 to last - 1.
 template <class V>
 void run_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   if (last < 1) return;
-  run_stage<V>(plan, 0, 1, plan.length, plan.part_pitch, data, work);
+  if (plan.coarse_roots != nullptr) {
+    run_first_stage<V>(plan, data);
+  } else {
+    run_stage<V>(plan, 0, 1, plan.length, plan.part_pitch, data, work);
+  }
   run_later_stages<V>(plan, last, data, work);
 }
 
