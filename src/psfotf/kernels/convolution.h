@@ -68,45 +68,31 @@ void leave_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code
       inner, work, [&](std::int32_t n, const LaneOf<V>* place) { line.put(n, load_element<V>(place)); });
 }
 
-// The spectrum of a part: of its first `ascending` butterflies of the last stage, and of those behind them.
-template <class V>
-struct PartSpectrum {
-  std::int32_t ascending;
-  Spectrum<LaneOf<V>> first;
-  Spectrum<LaneOf<V>> second;
-};
-
-// Part i of a convolution: behind the middle, and in the second half of a middle part that is its own mirror
-// image, the values come backwards.
-template <class V>
-PartSpectrum<V> part_spectrum(const LinePlan<LaneOf<V>>& plan, std::int32_t i) noexcept {
-  const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  const std::int32_t parts = inner.radices[0];
-  const std::int32_t radix = inner.radices[inner.stages - 1];
-  const std::ptrdiff_t count = inner.length / parts;
-  const bool is_behind = i >= spectrum_parts(plan.method, parts);
-  const std::ptrdiff_t at = is_behind ? (parts - i + 1) * count - 1 : i * count;
-  const Spectrum<LaneOf<V>> from_here{plan.spectrum_re + at, plan.spectrum_im + at, is_behind ? -1 : 1};
-  const auto butterflies = static_cast<std::int32_t>(count / radix);
-  if (2 * i != parts || !has_half_spectrum(plan.method, inner.length, parts, radix, inner.left_out)) {
-    return {butterflies, from_here, {}};
-  }
-  const std::ptrdiff_t middle = count / 2 - 1;
-  return {butterflies / 2, from_here, {from_here.re + middle, from_here.im + middle, -1}};
-}
-
 // A part of a convolution between its outer stages: the spectrum and back again, real and imaginary parts
 // exchanged.
 template <class V>
-void convolve_part(const LinePlan<LaneOf<V>>& inner, const PartSpectrum<V>& spectrum, LaneOf<V>* part,
+void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum, LaneOf<V>* part,
                    MeanValue<V>* mean) noexcept {
+  const std::int32_t count = inner.length / inner.radices[0];
   const int last = inner.stages - 1;  // not the first one, and of a radix that has code for this
   const std::int32_t radix = inner.radices[last];
-  const std::int32_t behind = inner.length / inner.radices[0] / radix - spectrum.ascending;
   run_part<V>(inner, last, part);
+  kRadixCode<V>[radix].convolved(part, count / radix, spectrum, mean);
+  run_part_in_time<V>(inner, last, part);
+}
+
+// The part in the middle where half of its spectrum is kept.
+template <class V>
+void convolve_middle_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum,
+                          LaneOf<V>* part) noexcept {
+  const std::int32_t half = inner.length / inner.radices[0] / 2;
+  const int last = inner.stages - 1;
+  const std::int32_t radix = inner.radices[last];
   const auto code = kRadixCode<V>[radix].convolved;
-  code(part, spectrum.ascending, spectrum.first, mean);
-  if (behind > 0) code(part + spectrum.ascending * radix * kElement<V>, behind, spectrum.second, nullptr);
+  run_part<V>(inner, last, part);
+  code(part, half / radix, spectrum, nullptr);
+  code(part + half * kElement<V>, half / radix, {spectrum.re + half - 1, spectrum.im + half - 1, -1},
+       nullptr);
   run_part_in_time<V>(inner, last, part);
 }
 
@@ -115,10 +101,21 @@ template <class V>
 Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                           const Complex<V>& offset) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  const std::ptrdiff_t count = inner.length / inner.radices[0];
+  const std::int32_t spectra = spectrum_parts(plan.method, inner.radices[0]);
+  const bool halved = has_half_spectrum(plan.method, inner.length, inner.radices[0],
+                                        inner.radices[inner.stages - 1], inner.left_out);
   // A constant in every result of the inverse transform is a constant in its first input.
   MeanValue<V> mean{{}, offset};
   for (int i = 0; i < inner.radices[0]; ++i, data += inner.part_pitch * kElement<V>) {
-    convolve_part<V>(inner, part_spectrum<V>(plan, i), data, i == 0 ? &mean : nullptr);
+    if (halved && 2 * i == inner.radices[0]) {
+      convolve_middle_part<V>(inner, {plan.spectrum_re + i * count, plan.spectrum_im + i * count, 1}, data);
+      continue;
+    }
+    const bool reversed = i >= spectra;
+    const std::ptrdiff_t at = reversed ? (inner.radices[0] - i + 1) * count - 1 : i * count;
+    convolve_part<V>(inner, {plan.spectrum_re + at, plan.spectrum_im + at, reversed ? -1 : 1}, data,
+                     i == 0 ? &mean : nullptr);
   }
   return mean.sum;
 }
