@@ -1,5 +1,6 @@
 #include "resize/filtered/folded_rows.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
