@@ -11,21 +11,24 @@ namespace {
 
 constexpr Index kStagedBytes = 4096;  // on their way past the caches
 
-// Copies the pixels of `count` columns as kBytes bytes each. Unrolled, because how long a loop this short
-// takes depends on where it lies in memory.
-template <Index kPixel, Index kBytes = kPixel>
-void copy_columns(const std::int32_t* columns, Index count, const std::uint8_t* src,
+// Copies the pixels of `count` columns as kBytes bytes each; with kPrefetches also prefetches what lies
+// `ahead` bytes beyond each. Unrolled, because how long a loop this short takes depends on where it lies in
+// memory.
+template <bool kPrefetches, Index kPixel, Index kBytes = kPixel>
+void copy_columns(const std::int32_t* columns, Index count, const std::uint8_t* src, Index ahead,
                   std::uint8_t* dst) noexcept {
 #pragma GCC unroll 4
   for (Index i = 0; i < count; ++i) {
-    std::memcpy(dst + i * kPixel, src + columns[i] * kPixel, kBytes);
+    const std::uint8_t* const from = src + columns[i] * kPixel;
+    if constexpr (kPrefetches) prefetch<false>(from + ahead);
+    std::memcpy(dst + i * kPixel, from, kBytes);
   }
 }
 
 // The same for pixels of 1, 2 or 4 bytes, one store for a register full of them. Returns how many were
 // copied: less than a register full may be left.
-template <Index kPixel>
-Index copy_small_columns(const std::int32_t* columns, Index count, const std::uint8_t* src,
+template <bool kPrefetches, Index kPixel>
+Index copy_small_columns(const std::int32_t* columns, Index count, const std::uint8_t* src, Index ahead,
                          std::uint8_t* dst) noexcept {
   using Wide = std::conditional_t<kPixel == 2, std::uint16_t, std::uint32_t>;
   using Pixel = std::conditional_t<kPixel == 1, std::uint8_t, Wide>;
@@ -35,7 +38,9 @@ Index copy_small_columns(const std::int32_t* columns, Index count, const std::ui
     std::size_t group = 0;
     for (Index k = 0; k < kGroup; ++k) {
       Pixel pixel;
-      std::memcpy(&pixel, src + columns[i + k] * kPixel, kPixel);
+      const std::uint8_t* const from = src + columns[i + k] * kPixel;
+      if constexpr (kPrefetches) prefetch<false>(from + ahead);
+      std::memcpy(&pixel, from, kPixel);
       group |= std::size_t{pixel} << (8 * kPixel * k);
     }
     std::memcpy(dst + i * kPixel, &group, sizeof group);
@@ -43,25 +48,38 @@ Index copy_small_columns(const std::int32_t* columns, Index count, const std::ui
   return whole;
 }
 
+// Copies the pixels of `count` columns, the first `followed` of which have a pixel after them on both sides.
+template <bool kPrefetches, Index kPixel>
+void copy_pixels(const std::int32_t* columns, Index count, Index followed, const std::uint8_t* src,
+                 Index ahead, std::uint8_t* dst) noexcept {
+  Index done = 0;
+  if constexpr (kPixel == 3 || kPixel == 6) {
+    // One access instead of two: the next pixel is written afterwards.
+    done = followed;
+    copy_columns<kPrefetches, kPixel, kPixel / 3 * 4>(columns, done, src, ahead, dst);
+  } else if constexpr (kPixel < 8) {
+    done = copy_small_columns<kPrefetches, kPixel>(columns, count, src, ahead, dst);
+  }
+  copy_columns<kPrefetches, kPixel>(columns + done, count - done, src, ahead, dst + done * kPixel);
+}
+
 // Copies pixels [first, end), of which the first goes to `dst`.
 template <Index kPixel>
 void copy_each(const NearestTables& tables, Index first, Index end, const std::uint8_t* src, Index ahead,
                std::uint8_t* dst) noexcept {
+  const auto followed = [&](Index from, Index to) { return std::clamp(tables.followed, from, to) - from; };
+  // Each pixel has a cache line of its own: there are as many addresses to prefetch as to copy from.
+  if (tables.prefetches && tables.prefetch_step == 1) {
+    const std::int32_t* const columns = tables.columns + first;
+    return copy_pixels<true, kPixel>(columns, end - first, followed(first, end), src, ahead, dst);
+  }
   while (first < end) {
     const std::int32_t* const columns = tables.columns + first;
     const Index count = std::min(end - first, kPrefetchedPixels);
     for (Index i = 0; i < count && tables.prefetches; i += tables.prefetch_step) {
       prefetch<false>(src + ahead + columns[i] * kPixel);
     }
-    Index done = 0;
-    if constexpr (kPixel == 3 || kPixel == 6) {
-      // One access instead of two: the next pixel is written afterwards.
-      done = std::clamp(tables.followed, first, first + count) - first;
-      copy_columns<kPixel, kPixel / 3 * 4>(columns, done, src, dst);
-    } else if constexpr (kPixel < 8) {
-      done = copy_small_columns<kPixel>(columns, count, src, dst);
-    }
-    copy_columns<kPixel>(columns + done, count - done, src, dst + done * kPixel);
+    copy_pixels<false, kPixel>(columns, count, followed(first, first + count), src, ahead, dst);
     first += count;
     dst += count * kPixel;
   }
