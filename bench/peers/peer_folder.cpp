@@ -1,7 +1,6 @@
 #include "peers/peer_folder.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
@@ -88,8 +87,9 @@ struct TransformPeer {
   void (*drop)(void* plan);
 };
 
+constexpr std::align_val_t kPlaneAlignment{64};
 struct Free {
-  void operator()(void* p) const noexcept { std::free(p); }
+  void operator()(void* p) const noexcept { ::operator delete(p, kPlaneAlignment); }
 };
 using Plane = std::unique_ptr<void, Free>;
 
@@ -97,9 +97,7 @@ Plane allocate_plane(const ConversionTask& task) {
   const std::size_t value = 2 * (task.single ? sizeof(float) : sizeof(double));
   const std::size_t bytes =
       value * static_cast<std::size_t>(task.columns) * static_cast<std::size_t>(task.rows);
-  Plane plane(std::aligned_alloc(64, (bytes + 63) / 64 * 64));
-  if (!plane) throw std::bad_alloc();
-  return plane;
+  return Plane(::operator new(bytes, kPlaneAlignment));  // MinGW has no aligned_alloc
 }
 
 // Two planes and a plan.
