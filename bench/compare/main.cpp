@@ -170,8 +170,8 @@ int run(const Options& options) {
 }
 
 void declare(CommandLine& line, Options& options) {
-  line.positional(options.old_path);
-  line.positional(options.new_path);
+  line.positional("old", "the library that is compared with", options.old_path);
+  line.positional("new", "the library that is compared; the same file will do", options.new_path);
   line.option("--cells", "SETS",
               "resizes: standard, own, ratios, thumbnails, small, sizes, with commas between, or none",
               options.cells);
@@ -201,7 +201,7 @@ void declare(CommandLine& line, Options& options) {
 int main(int argc, char** argv) {
   try {
     kyv::bench::Options options;
-    kyv::bench::CommandLine line("kyvmath_compare OLD NEW [options]");
+    kyv::bench::CommandLine line("Compares two builds of the library");
     kyv::bench::declare(line, options);
     return line.parse(argc, argv) ? kyv::bench::run(options) : 0;
   } catch (const std::exception& error) {

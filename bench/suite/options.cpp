@@ -90,7 +90,7 @@ std::optional<Options> parse_options(int argc, char** argv) {
   options.data = KYVMATH_BENCH_DATA;
   options.variants = {&runtime::active_kernel_set()};
   if (const char* folder = std::getenv("KYVMATH_PEERS")) options.peer_folder = folder;
-  CommandLine line("kyvmath_bench [options]");
+  CommandLine line("Times the library beside its peers");
   declare_cells(line, options);
   double seconds = 0.0;
   declare_measuring(line, options, seconds);
