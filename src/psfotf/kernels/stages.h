@@ -584,7 +584,8 @@ class FirstRoots {
 #pragma GCC unroll 8
       for (std::ptrdiff_t j = 0; j < kButterfliesAtOnce; ++j) {
         const std::ptrdiff_t at = own + j * step;
-        vector(products_ + at) = vector(fine + at) * re + vector(turned + at) * im;
+        const Values product = load_values(fine + at) * re + load_values(turned + at) * im;
+        __builtin_memcpy(products_ + at, &product, sizeof product);
       }
     }
     return {products_, plan_.sum_roots};
@@ -593,9 +594,13 @@ class FirstRoots {
  private:
   // The compiler's own vectors: a root or two, also where the kernels have one lane.
   static constexpr int kValues = simd::kVectorBytes < 32 ? 16 / sizeof(T) : 4;
-  using Values [[gnu::vector_size(kValues * sizeof(T)), gnu::aligned(alignof(T)), gnu::may_alias]] = T;
-  static const Values& vector(const T* values) noexcept { return *reinterpret_cast<const Values*>(values); }
-  static Values& vector(T* values) noexcept { return *reinterpret_cast<Values*>(values); }
+  using Values [[gnu::vector_size(kValues * sizeof(T))]] = T;
+  // They are aligned as single values are.
+  static Values load_values(const T* from) noexcept {
+    Values values;
+    __builtin_memcpy(&values, from, sizeof values);
+    return values;
+  }
 
   const LinePlan<T>& plan_;
   T products_[2 * (kMaxDirectRadix - 1) * kButterfliesAtOnce];
