@@ -173,7 +173,7 @@ template <class Pick, int kPixels, bool kOneWindow>
 }
 
 // With 8 registers what counts the positions of a window lies in memory, too: short sums, all of one window,
-// are up to 1.15 times as fast without.
+// are 1.04 times as fast without in the mean of 36 requests.
 template <class Pick, int kPixels>
 void permuted_pass(const PermutedArgs& args) noexcept {
   if constexpr (runtime::kFewRegisters && kPixels == 1) {
