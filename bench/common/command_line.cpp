@@ -1,20 +1,12 @@
 #include "common/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 #include <vector>
 
 namespace kyv::bench {
-namespace {
-
-template <class Value>
-void keep_last(CLI::App& app, const std::string& name, const std::string& type, const std::string& help,
-               Value& value) {
-  app.add_option(name, value, help)->type_name(type)->take_last();
-}
-
-}  // namespace
 
 CommandLine::CommandLine(const std::string& description) : app_(std::make_unique<CLI::App>(description)) {
   app_->set_help_flag("--help", "Print this and end");
@@ -36,25 +28,16 @@ void CommandLine::option(const std::string& name, const std::string& type, const
       ->allow_extra_args(false);
 }
 
+template <class Value>
 void CommandLine::option(const std::string& name, const std::string& type, const std::string& help,
-                         std::string& value) {
-  keep_last(*app_, name, type, help, value);
+                         Value& value) {
+  app_->add_option(name, value, help)->type_name(type)->take_last();
 }
 
-void CommandLine::option(const std::string& name, const std::string& type, const std::string& help,
-                         int& value) {
-  keep_last(*app_, name, type, help, value);
-}
-
-void CommandLine::option(const std::string& name, const std::string& type, const std::string& help,
-                         std::uint64_t& value) {
-  keep_last(*app_, name, type, help, value);
-}
-
-void CommandLine::option(const std::string& name, const std::string& type, const std::string& help,
-                         double& value) {
-  keep_last(*app_, name, type, help, value);
-}
+template void CommandLine::option(const std::string&, const std::string&, const std::string&, std::string&);
+template void CommandLine::option(const std::string&, const std::string&, const std::string&, int&);
+template void CommandLine::option(const std::string&, const std::string&, const std::string&, std::uint64_t&);
+template void CommandLine::option(const std::string&, const std::string&, const std::string&, double&);
 
 void CommandLine::flag(const std::string& name, const std::string& help, const std::function<void()>& set) {
   app_->add_flag_callback(name, set, help);

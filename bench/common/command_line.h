@@ -1,7 +1,6 @@
 // The command lines of the benchmark programs.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -30,11 +29,9 @@ class CommandLine {
   // `name` begins with two dashes, `type` names the value in the help. An option may be given several times:
   // `take` is called for each value, the others keep the last.
   void option(const std::string& name, const std::string& type, const std::string& help, const Take& take);
-  void option(const std::string& name, const std::string& type, const std::string& help, std::string& value);
-  void option(const std::string& name, const std::string& type, const std::string& help, int& value);
-  void option(const std::string& name, const std::string& type, const std::string& help,
-              std::uint64_t& value);
-  void option(const std::string& name, const std::string& type, const std::string& help, double& value);
+  // Of a text, an int, a std::uint64_t or a double.
+  template <class Value>
+  void option(const std::string& name, const std::string& type, const std::string& help, Value& value);
   void flag(const std::string& name, const std::string& help, const std::function<void()>& set);
 
   // False when help was asked for and printed. Throws std::invalid_argument with a message for the user.
