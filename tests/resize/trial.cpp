@@ -1,5 +1,7 @@
 #include "resize/trial.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cfenv>
 #include <cstring>
@@ -7,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "resize/answers.h"
 #include "resize/primitive.h"
 #include "resize/resize_request.h"
 #include "runtime/aligned_memory.h"
@@ -17,26 +20,6 @@ namespace kyv::test {
 namespace {
 
 constexpr std::uint8_t kUntouched = 0xA5;
-
-std::uint16_t sample_of(const Trial& trial, std::int32_t x, std::int32_t y, Random& random) {
-  const std::uint32_t limit = trial.bits == 8 ? 255 : 65535;
-  const auto sum = static_cast<std::uint32_t>(x + y);
-  switch (trial.content) {
-    case Content::kConstant:
-      return static_cast<std::uint16_t>(trial.seed % (limit + 1));
-    case Content::kCheckerboard:
-      return static_cast<std::uint16_t>(sum % 2 * limit);
-    case Content::kRamp:
-      return static_cast<std::uint16_t>(sum * 97 % (limit + 1));
-    case Content::kExtremes:
-      return static_cast<std::uint16_t>(random() % 2 * limit);
-    case Content::kSparse:
-      return static_cast<std::uint16_t>(random() % 40 == 0 ? (1u << random() % 16) & limit : 0);
-    case Content::kRandom:
-      break;
-  }
-  return static_cast<std::uint16_t>(random() % (limit + 1));
-}
 
 // Pixels in guarded memory that is no larger than the rows need at one of its two sides.
 class GuardedImage {
@@ -53,15 +36,11 @@ class GuardedImage {
   std::uint8_t* row(std::int32_t y) const { return first_ + std::ptrdiff_t{y} * step_; }
   std::int32_t step() const { return step_; }
 
-  void fill(const Trial& trial) {
-    Random random(trial.seed);
-    const std::int32_t sample_bytes = trial.bits / 8;
-    for (std::int32_t y = 0; y < height_; ++y) {
-      for (std::int32_t k = 0; k < row_bytes_ / sample_bytes; ++k) {
-        const std::uint16_t sample = sample_of(trial, k / trial.channels, y, random);
-        std::memcpy(row(y) + k * sample_bytes, &sample, static_cast<std::size_t>(sample_bytes));
-      }
-    }
+  // With rows that have no padding.
+  void fill(const std::vector<std::uint8_t>& rows) {
+    const auto bytes = static_cast<std::size_t>(row_bytes_);
+    for (std::int32_t y = 0; y < height_; ++y)
+      std::memcpy(row(y), rows.data() + static_cast<std::size_t>(y) * bytes, bytes);
   }
 
   // Whether the image holds `expected` and nothing around it was touched.
@@ -122,19 +101,6 @@ class WorkBuffer {
 };
 
 resize::IppiRect ippi(const reference::Rect& r) { return {r.x, r.y, r.width, r.height}; }
-
-reference::PrimitiveCall reference_call(const Trial& t, const GuardedImage& source) {
-  reference::PrimitiveCall call;
-  call.bits = t.bits;
-  call.channels = t.channels;
-  call.src = source.row(0);
-  call.src_width = t.src_width;
-  call.src_height = t.src_height;
-  call.src_step = source.step();
-  call.src_roi = t.region;
-  call.mode = t.mode;
-  return call;
-}
 
 // Not an answer of a primitive.
 constexpr resize::IppStatus kComputedWithUnwrittenMemory = -1000;
@@ -282,14 +248,14 @@ Trial whole_image(Trial trial) {
 testing::AssertionResult matches_reference(const Trial& t, const runtime::KernelSet& kernels) {
   GuardedImage source(t, t.src_width, t.src_height, t.src_padding);
   GuardedImage destination(t, t.dst_width, t.dst_height, t.dst_padding);
-  source.fill(t);
+  const Answer& answer = answer_to(t);
+  source.fill(answer.source);
   const bool is_plain = !t.row_pass && !t.folding && t.chosen == nullptr;
   const int result = is_plain && t.route == Route::kRequest
                          ? request(t, source, destination, kernels)
                          : request_through_primitives(t, source, destination, kernels);
   if (result != 0) return testing::AssertionFailure() << t << ": status " << result;
-  const reference::Result expected = reference::resize(reference_call(t, source), t.dst_width, t.dst_height);
-  const testing::AssertionResult same = destination.holds(expected, t.channels * (t.bits / 8));
+  const testing::AssertionResult same = destination.holds(answer.result, t.channels * (t.bits / 8));
   return same ? same : testing::AssertionFailure() << t << ": " << same.message();
 }
 
@@ -318,16 +284,11 @@ testing::AssertionResult matches_reference(const DirectCall& c, const runtime::K
   const Trial& t = c.trial;
   GuardedImage source(t, t.src_width, t.src_height, t.src_padding);
   GuardedImage destination(t, t.dst_width, t.dst_height, t.dst_padding);
-  source.fill(t);
+  const Answer& answer = answer_to(c);
+  source.fill(answer.source);
   const resize::IppStatus status = call_primitive(c, source, destination, kernels);
 
-  reference::PrimitiveCall call = reference_call(t, source);
-  call.dst_roi = c.dst_roi;
-  call.x_factor = c.x_factor;
-  call.y_factor = c.y_factor;
-  call.x_shift = c.x_shift;
-  call.y_shift = c.y_shift;
-  reference::Result expected = reference::resize_sqr_pixel(call);
+  reference::Result expected = answer.result;
   resize::IppStatus wanted = expected.samples.empty() ? resize::kNothingToDo : resize::kNoError;
   // Stronger reduction than the rectangles tell may need more buffer than was queried.
   const bool larger =

@@ -1,8 +1,6 @@
 // One resize on images between inaccessible pages, checked byte for byte against the reference.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <iosfwd>
 #include <optional>
@@ -11,6 +9,10 @@
 #include "resize/filtered/row_pass.h"
 #include "resize/reference.h"
 #include "runtime/dispatch.h"
+
+namespace testing {
+class AssertionResult;
+}
 
 namespace kyv::test {
 
