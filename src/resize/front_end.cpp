@@ -1,7 +1,6 @@
 #include "resize/front_end.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -13,6 +12,9 @@ namespace {
 constexpr std::uint32_t kEdgeFlags = kFlagSmoothEdge | kFlagSubpixelEdge;
 
 constexpr Mode mode_of(std::uint32_t word) noexcept { return static_cast<Mode>(word & kModeMask); }
+
+// Counting them is a call where processors are not known to have an instruction for it.
+constexpr bool has_at_most_one_bit(std::uint32_t word) noexcept { return (word & (word - 1)) == 0; }
 
 // False for NaN as well.
 bool is_positive(double factor) noexcept { return factor > 0.0; }
@@ -97,7 +99,7 @@ bool is_known_interpolation(std::uint32_t word) noexcept {
     case Mode::kCubicRinging:
     case Mode::kSuper:
     case Mode::kLanczos:
-      return std::popcount(word & ~kModeMask) <= 1;
+      return has_at_most_one_bit(word & ~kModeMask);
   }
   return false;
 }

@@ -15,8 +15,8 @@ bool are_as_large(const AxisGeometry& a, const AxisGeometry& b) noexcept {
 }
 
 // What the query gives, at most. A request that is as large as its rectangles tell needs just that.
-std::uint64_t available_bytes(const ResizeSqrPixelArguments& a, const Geometry& geometry,
-                              std::int32_t channels) noexcept {
+std::uint64_t queried_bytes(const ResizeSqrPixelArguments& a, const Geometry& geometry,
+                            std::int32_t channels) noexcept {
   const Geometry whole = whole_geometry(a.src_roi, a.dst_roi, a.interpolation);
   const bool is_whole =
       geometry.mode == whole.mode && are_as_large(geometry.x, whole.x) && are_as_large(geometry.y, whole.y);
@@ -39,7 +39,8 @@ IppStatus resize(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexc
                       .geometry = geometry,
                       .tuning = a.tuning,
                       .probe = a.probe};
-  const WorkBuffer work{.memory = a.work, .bytes = available_bytes(a, geometry, kChannels)};
+  const std::uint64_t bytes = a.work_bytes != 0 ? a.work_bytes : queried_bytes(a, geometry, kChannels);
+  const WorkBuffer work{.memory = a.work, .bytes = bytes};
   if (!resample(job, work, kernels)) return kFactorError;
   return (a.interpolation & kFlagAntialias) != 0 ? kFlagIgnored : kNoError;
 }

@@ -55,7 +55,8 @@ struct ResizeSqrPixelArguments {
   double x_shift = 0.0;
   double y_shift = 0.0;
   std::uint32_t interpolation = 0;
-  void* work = nullptr;  // as many bytes as ippiResizeGetBufSize gives for these rectangles
+  void* work = nullptr;
+  std::uint64_t work_bytes = 0;  // 0: as many as ippiResizeGetBufSize gives for these rectangles
   Tuning tuning = {};
   RowPassProbe* probe = nullptr;  // for tests and tools
 };

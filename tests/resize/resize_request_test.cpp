@@ -140,8 +140,13 @@ TEST_F(Request, RefusesEverythingElseAndWritesNothing) {
 
 TEST_F(Request, HasNoWorkBufferWithoutAThreadSlot) {
   api::terminate();
-  EXPECT_EQ(run(accepted()), -2);
-  EXPECT_TRUE(untouched());
+  ResizeRequest large = accepted();
+  large.dst_width = 100'000;
+  large.dst_step = 300'000;
+  for (const ResizeRequest& request : {accepted(), large}) {
+    EXPECT_EQ(run(request), -2);
+    EXPECT_TRUE(untouched());
+  }
 }
 
 }  // namespace

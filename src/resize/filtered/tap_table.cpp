@@ -111,21 +111,52 @@ class Filter {
 class PhaseCache {
  public:
   struct Entry {
-    double low = 0.0;
-    double high = 0.0;
-    double lead = 0.0;       // first tap, counted from the floor of the placement
-    std::int32_t count = 0;  // 0: none built yet
-    std::uint32_t phase = 0;
+    double low;
+    double high;
+    double lead;  // first tap, counted from the floor of the placement
+    std::int32_t count;
+    std::uint32_t phase;
+
+    bool has_weights_of(const Entry& other) const noexcept {
+      return low == other.low && high == other.high && lead == other.lead && count == other.count;
+    }
   };
 
-  Entry& slot_of(double low) noexcept {
-    const std::uint64_t bits = std::bit_cast<std::uint64_t>(low) * 0x9E3779B97F4A7C15u;
-    return entries_[static_cast<std::size_t>(bits >> 58)];
+  // The phase of the row of the same weights, or that of `wanted`, which is remembered.
+  std::uint32_t phase_of(const Entry& wanted) noexcept {
+    const std::uint64_t bits = std::bit_cast<std::uint64_t>(wanted.low) * 0x9E3779B97F4A7C15u;
+    const auto slot = static_cast<std::uint32_t>(bits >> 58);
+    const std::uint64_t bit = std::uint64_t{1} << slot;
+    Entry& entry = entries_[slot];
+    if ((used_ & bit) == 0 || !entry.has_weights_of(wanted)) entry = wanted;
+    used_ |= bit;
+    return entry.phase;
   }
 
  private:
-  std::array<Entry, 64> entries_{};
+  std::uint64_t used_ = 0;  // a bit for each entry: clearing all takes as long as a row of weights
+  Entry entries_[64];
 };
+
+// Where the inverse factor is a multiple of a power of two, all placements are exact, and after so many
+// indices they are the same again, relative to taps so many positions further on: from position 0 on, since
+// ranges are rounded towards it. No indices: they are not.
+constexpr std::int32_t kLongestPeriod = 8;
+
+struct Period {
+  std::int32_t indices = 0;
+  std::int64_t positions = 0;
+};
+
+Period period_of(const AxisGeometry& axis) noexcept {
+  constexpr double kLargestInverse = 65536.0;  // whose products with every index are exact
+  if (axis.offset != 0.0 || axis.inverse > kLargestInverse) return {};
+  for (std::int32_t indices = 1; indices <= kLongestPeriod; indices *= 2) {
+    const double positions = axis.inverse * indices;
+    if (positions == floor_of(positions)) return {indices, integer_of(positions)};
+  }
+  return {};
+}
 
 // The exponent of the lowest bit of `weight` that is set, if it is above 0; 0 for a weight of 0.
 std::int32_t last_place_of(float weight) noexcept {
@@ -138,6 +169,19 @@ std::int32_t last_place_of(float weight) noexcept {
 
 Index clamp_first(std::int64_t first, std::int32_t count, std::int32_t usable_size) noexcept {
   return static_cast<Index>(std::clamp<std::int64_t>(first, 1 - count, usable_size - 1));
+}
+
+// Fills the spans from `begin` on from the period before them, whose first taps are `firsts`.
+void repeat_spans(TapSpan* spans, const AxisGeometry& axis, const Period& period, std::int32_t begin,
+                  const std::int64_t* firsts) noexcept {
+  for (std::int32_t from = begin - period.indices; from < begin; ++from) {
+    const TapSpan& model = spans[from];
+    std::int64_t first = firsts[from % kLongestPeriod];
+    for (std::int32_t i = from + period.indices; i < axis.count; i += period.indices) {
+      first += period.positions;
+      spans[i] = {clamp_first(first, model.count, axis.usable_size), model.count, model.phase};
+    }
+  }
 }
 
 }  // namespace
@@ -168,27 +212,26 @@ BuiltTable build_tap_table(const TapTableRoom& storage, const AxisGeometry& axis
   PhaseCache cache;
   std::uint32_t phases = 0;
   BuiltTable built{.table = {storage.spans, storage.weights, storage.stride}};
-  for (std::int32_t i = 0; i < axis.count; ++i) {
+  const Period period = period_of(axis);
+  std::int32_t begin = period.indices != 0 ? period.indices : axis.count;  // of what is repeated
+  std::int64_t firsts[kLongestPeriod];
+  for (std::int32_t i = 0; i < std::min(begin, axis.count); ++i) {
     const Placement at = place(axis, mode, i);
+    if (at.low < 0.0 && period.indices != 0) begin = i + 1 + period.indices;
     const auto [first, end] = filter.range(at);
     const auto count = static_cast<std::int32_t>(std::clamp(end - first, 1.0, room));
     TapSpan& span = storage.spans[i];
-    span.first = clamp_first(integer_of(first), count, axis.usable_size);
+    const std::int64_t position = integer_of(first);
+    firsts[i % kLongestPeriod] = position;
+    span.first = clamp_first(position, count, axis.usable_size);
     span.count = count;
     built.most_taps = std::max<Index>(built.most_taps, count);
 
     const double floor = floor_of(at.low);
     const PhaseCache::Entry wanted{at.low - floor, at.high - floor, first - floor, count, phases};
-    PhaseCache::Entry& entry = cache.slot_of(wanted.low);
-    if (at.low >= 0.0) {
-      if (entry.low == wanted.low && entry.high == wanted.high && entry.lead == wanted.lead &&
-          entry.count == count) {
-        span.phase = entry.phase;
-        continue;
-      }
-      entry = wanted;
-    }
-    span.phase = phases++;
+    span.phase = at.low >= 0.0 ? cache.phase_of(wanted) : phases;
+    if (span.phase != phases) continue;
+    ++phases;
 
     filter.evaluate(at, first, count, storage.scratch);
     double sum = 0.0;
@@ -199,6 +242,7 @@ BuiltTable build_tap_table(const TapTableRoom& storage, const AxisGeometry& axis
       built.last_place = std::min(built.last_place, last_place_of(weights[tap]));
     }
   }
+  if (begin < axis.count) repeat_spans(storage.spans, axis, period, begin, firsts);
   return built;
 }
 
