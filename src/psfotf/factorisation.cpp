@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 
 namespace kyv::psfotf {
 namespace {
@@ -205,26 +206,34 @@ namespace {
 
 constexpr double kConvolutionPassCost = 6.5;
 
-// A convolution costs two transforms of the inner length and three passes over it.
-double convolution_cost(const LineShape& inner, std::int32_t length) noexcept {
-  return (2 * inner.cost + 3 * kConvolutionPassCost) * inner.length / length;
+// A convolution costs two transforms of the inner length and three passes over it; within lanes, the way
+// across these costs two more.
+double convolution_cost(const LineShape& inner, std::int32_t length, int passes = 3) noexcept {
+  return (2 * inner.cost + passes * kConvolutionPassCost) * inner.length / length;
 }
 
-// The cheapest smooth length from `least` on; a cost below 0 tells that there is none in range. Longer than
-// by a third it is never the cheapest.
+// The smooth lengths from `least` on that are `unit` times odd factors and powers of two; longer than by a
+// third they are never the cheapest.
+template <class Visit>
+void for_smooth_lengths(std::int64_t least, std::int32_t unit, const Visit& visit) noexcept {
+  for (const std::int64_t odd : {1, 3, 5, 7, 9, 15, 21, 25, 27, 35, 45}) {
+    std::int64_t length = odd * unit;
+    while (length < least) length *= 2;
+    if (length <= INT32_MAX && 3 * length <= 4 * least) visit(static_cast<std::int32_t>(length));
+  }
+}
+
+// The cheapest of them; a cost below 0 tells that there is none in range.
 LineShape convolution_length(std::int64_t least, RadixSet radices) noexcept {
   LineShape best;
   best.cost = -1;
-  for (const std::int64_t odd : {1, 3, 5, 7, 9, 15, 21, 25, 27, 35, 45}) {
-    std::int64_t length = odd;
-    while (length < least) length *= 2;
-    if (length > INT32_MAX || 3 * length > 4 * least) continue;
+  for_smooth_lengths(least, 1, [&](std::int32_t length) {
     LineShape candidate;
-    factorize(candidate, static_cast<std::int32_t>(length), radices);
-    const double cost = (candidate.cost + kConvolutionPassCost) * static_cast<double>(length);
+    factorize(candidate, length, radices);
+    const double cost = (candidate.cost + kConvolutionPassCost) * length;
     const double best_cost = (best.cost + kConvolutionPassCost) * best.length;
     if (best.cost < 0 || cost < best_cost) best = candidate;
-  }
+  });
   return best;
 }
 
@@ -262,16 +271,22 @@ struct Convolutions {
   }
 };
 
+// Bluestein's costs no less: two stages of the cheapest radix, of about twice the length.
+constexpr double kLeastBluesteinCost = 54;
+
 // The cheapest way for a prime without code of its own: one stage, summed directly, or a convolution.
 LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept {
   LineShape direct;
   const bool is_direct = factorize(direct, prime, radices);
   if (is_direct && prime < kLeastConvolution) return direct;
-  LineShape best = bluestein(prime, radices);
   LineShape cyclic;
-  if (is_possible(best) && factorize(cyclic, prime - 1, radices) &&
-      convolution_cost(cyclic, prime) < best.cost) {
-    use_convolution(best, LineMethod::kRader, cyclic);
+  LineShape best;
+  best.length = prime;
+  if (factorize(cyclic, prime - 1, radices)) use_convolution(best, LineMethod::kRader, cyclic);
+  if (best.inner_length == 0 || best.cost >= kLeastBluesteinCost) {
+    const LineShape other = bluestein(prime, radices);
+    const bool is_cheaper = best.inner_length == 0 || (is_possible(other) && other.cost <= best.cost);
+    if (is_cheaper) best = other;
   }
   return is_direct && direct.cost <= best.cost ? direct : best;
 }
@@ -302,6 +317,40 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
   convolutions.add_stages(mixed);
   const LineShape whole = bluestein(length, radices);
   return is_possible(whole) && whole.cost < mixed.cost ? whole : mixed;
+}
+
+bool factorize_within(LineShape& shape, std::int32_t length, std::int32_t lanes, RadixSet radices) noexcept {
+  if (length % lanes != 0 || !factorize(shape, length, radices)) return false;
+  std::int32_t* const end = shape.radices + shape.stages;
+  std::int32_t* first = end;
+  for (std::int32_t* radix = shape.radices; radix != end; ++radix) {
+    if (length / lanes % *radix == 0 && (first == end || *radix > *first)) first = radix;
+  }
+  if (first == end || shape.stages < 2) return false;
+  std::rotate(shape.radices, first, first + 1);
+  return true;
+}
+
+LineShape choose_line_within(std::int32_t length, std::int32_t lanes, RadixSet radices,
+                             WithinFor purpose) noexcept {
+  LineShape shape;
+  shape.length = length;
+  shape.method = LineMethod::kBluestein;
+  shape.cost = std::numeric_limits<double>::infinity();
+  const std::int64_t least = (2 * static_cast<std::int64_t>(length) - 2) / lanes + 1;
+  const auto consider = [&](std::int32_t elements) {
+    LineShape inner;
+    if (elements > INT32_MAX / lanes || !factorize_within(inner, elements, lanes, radices)) return;
+    const double cost = convolution_cost(inner, length, 5) * lanes;
+    const bool is_better =
+        purpose == WithinFor::kLeastTime ? cost < shape.cost : elements < shape.inner_length;
+    if (shape.inner_length > 0 && !is_better) return;
+    shape.inner_length = shape.work_elements = elements;
+    shape.cost = cost;
+  };
+  for_smooth_lengths(least, 2 * lanes, consider);
+  if (purpose == WithinFor::kLeastMemory) for_smooth_lengths(least, 63 * 2 * lanes, consider);
+  return shape;
 }
 
 bool is_possible(const LineShape& shape) noexcept {

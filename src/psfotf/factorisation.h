@@ -45,6 +45,16 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
 // summed directly.
 bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept;
 
+// Bluestein's convolution of a line that lies within lanes: the cheapest, or the shortest. Its inner length
+// and work are elements of as many values.
+enum class WithinFor : std::uint8_t { kLeastTime, kLeastMemory };
+LineShape choose_line_within(std::int32_t length, std::int32_t lanes, RadixSet radices,
+                             WithinFor purpose) noexcept;
+
+// Its inner stages, of which the first one cuts the elements into parts of a multiple of the lanes; false
+// where none does.
+bool factorize_within(LineShape& shape, std::int32_t length, std::int32_t lanes, RadixSet radices) noexcept;
+
 // Whether there is a way at all: not for lengths whose convolution would pass 31 bits.
 bool is_possible(const LineShape& shape) noexcept;
 

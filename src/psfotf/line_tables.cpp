@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <numeric>
 #include <type_traits>
 
@@ -154,27 +155,31 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
   return g;
 }
 
-// The elements of one line of a convolution, pairs of real and imaginary part, with the gaps between its
-// parts.
+// The values of one line of a convolution, within lanes or with the gaps between its parts.
 class InnerLine {
  public:
-  InnerLine(double* values, const LinePlan<double>& plan) noexcept
+  InnerLine(double* values, const LinePlan<double>& plan, std::int32_t lanes) noexcept
       : values_(values),
         part_(plan.length / plan.radices[0]),
-        gap_(plan.part_pitch - plan.length / plan.radices[0]) {}
+        gap_(plan.part_pitch - plan.length / plan.radices[0]),
+        lanes_(lanes) {}
   double* values() const noexcept { return values_; }
-  double* element(std::int32_t k) const noexcept {
-    return values_ + 2 * static_cast<std::ptrdiff_t>(gap_ != 0 ? k + k / part_ * gap_ : k);
+  // The real part of value k; the imaginary one lies `lanes` values behind it.
+  double* value(std::int32_t k) const noexcept {
+    const std::ptrdiff_t place = gap_ != 0 ? k + k / part_ * gap_ : k;
+    return values_ + 2 * place - (k & (lanes_ - 1));
   }
+  std::int32_t lanes() const noexcept { return lanes_; }
   void set(std::int32_t k, double re, double im) const noexcept {
-    element(k)[0] = re;
-    element(k)[1] = im;
+    value(k)[0] = re;
+    value(k)[lanes_] = im;
   }
 
  private:
   double* values_;
   std::int32_t part_;
   std::int32_t gap_;
+  std::int32_t lanes_;  // a power of two
 };
 
 // exp(-2 pi i k / order) of half of the circle; the others are their conjugates.
@@ -210,11 +215,11 @@ void fill_rader_kernel(const HalfCircle& roots, const std::int32_t* powers, std:
   }
 }
 
-// The first half of the chirp exp(-pi i m^2 / n), from roots of order 2n; and b[m], its conjugate for
-// |m| < n, cyclic.
+// The first `count` values of the chirp exp(-pi i m^2 / n), half of it at least, from roots of order 2n; and
+// b[m], its conjugate for |m| < n, cyclic.
 template <class T>
-void fill_chirp(const HalfCircle& roots, std::int32_t n, std::int32_t inner_length, T* re, T* im,
-                const InnerLine& b) noexcept {
+void fill_chirp(const HalfCircle& roots, std::int32_t n, std::int32_t inner_length, std::int32_t count, T* re,
+                T* im, const InnerLine& b) noexcept {
   for (std::int32_t m = n; m <= inner_length - n; ++m) b.set(m, 0.0, 0.0);
   const auto set_both = [&](std::int32_t m, double b_re, double b_im) {
     b.set(m, b_re, b_im);
@@ -222,13 +227,15 @@ void fill_chirp(const HalfCircle& roots, std::int32_t n, std::int32_t inner_leng
   };
   const int sign = chirp_sign(n);
   std::int64_t square = 0;  // of m, modulo 2 n
-  for (std::int32_t m = 0; m <= n / 2; ++m) {
+  for (std::int32_t m = 0; m < count; ++m) {
     const double c = roots.re(square);
     const double s = roots.im(square);
     re[m] = static_cast<T>(c);
     im[m] = static_cast<T>(s);
-    set_both(m, c, -s);
-    if (m != 0) set_both(n - m, sign * c, -sign * s);
+    if (m <= n / 2) {
+      set_both(m, c, -s);
+      if (m != 0) set_both(n - m, sign * c, -sign * s);
+    }
     square += 2 * std::int64_t{m} + 1;
     if (square >= 2 * std::int64_t{n}) square -= 2 * std::int64_t{n};
   }
@@ -241,9 +248,33 @@ void fill_spectrum(const PrecisionKernels<double>& one_line, const LinePlan<doub
   one_line.transform_lines(plan, b.values(), nullptr);
   const double scale = 1.0 / plan.length;
   for (std::int32_t k = 0; k < count; ++k) {
-    const double* element = b.element(k);
-    re[k] = static_cast<T>(element[0] * scale);
-    im[k] = static_cast<T>(element[1] * scale);
+    const double* value = b.value(k);
+    re[k] = static_cast<T>(value[0] * scale);
+    im[k] = static_cast<T>(value[1] * scale);
+  }
+}
+
+// The same of a line that lies within `lanes` lanes, or half of these where there are no more in double
+// precision: the vectors of results part after part, of the middle part the first half.
+template <class T>
+void fill_spectrum_within(const PrecisionKernels<double>& kernels, const LinePlan<double>& plan,
+                          const InnerLine& b, std::int32_t lanes, T* re, T* im) noexcept {
+  kernels.transform_within(plan, b.values());
+  const std::int32_t ratio = lanes / b.lanes();
+  const double scale = 1.0 / plan.length / b.lanes();
+  const std::int32_t radix = plan.radices[0];
+  const std::int32_t part = plan.length / ratio / radix;
+  for (std::int32_t i = 0; 2 * i <= radix; ++i) {
+    for (std::int32_t q = 0; q < (2 * i == radix ? lanes / 2 : lanes); ++q) {
+      for (std::int32_t at = 0; at < part; ++at) {
+        // Where there are fewer lanes, the last stage of the elements takes the rest of them.
+        const std::int32_t place = (i * part + at) * ratio + q % ratio;
+        const std::int32_t lane = place & (b.lanes() - 1);
+        const double* value = b.values() + (place - lane + q / ratio) * 2 * std::ptrdiff_t{b.lanes()} + lane;
+        *re++ = static_cast<T>(value[0] * scale);
+        *im++ = static_cast<T>(value[b.lanes()] * scale);
+      }
+    }
   }
 }
 
@@ -253,8 +284,20 @@ struct InnerShape {
   PartGap gap;
   bool has_products;  // the first stage's roots are products of coarse and fine ones
 
-  InnerShape(std::int32_t length, RadixSet radices, Results results, Tables tables,
-             LineMethod method) noexcept;
+  std::int32_t lanes;  // that the line lies within
+
+  InnerShape(std::int32_t length, RadixSet radices, const LineUse& use, LineMethod method) noexcept;
+
+  // The same line within fewer lanes.
+  InnerShape within(std::int32_t fewer) const noexcept {
+    InnerShape shape = *this;
+    if (fewer == lanes) return shape;
+    shape.line.radices[shape.line.stages++] = lanes / fewer;
+    shape.line.length *= lanes / fewer;
+    shape.lanes = fewer;
+    return shape;
+  }
+  std::int32_t order() const noexcept { return line.length * lanes; }
 
   std::int32_t left_out() const noexcept { return has_products ? line.length - part_length(line) : 0; }
   std::uint64_t stage_root_values() const noexcept {
@@ -270,6 +313,28 @@ struct InnerShape {
   std::uint64_t coarse_values() const noexcept {
     return 2 * static_cast<std::uint64_t>(line.radices[0] - 1) * static_cast<std::uint64_t>(coarse_count());
   }
+  // The last stages, whose elements have fine roots of their own between them and the lanes: so many that the
+  // fewest roots are needed.
+  int fine_stages() const noexcept {
+    std::int32_t fine = 1;
+    std::int32_t least = line.length + 1;
+    int stages = 0;
+    for (; stages + 1 < line.stages; ++stages, least = fine + line.length / fine) {
+      const std::int32_t more = fine * line.radices[line.stages - 1 - stages];
+      if (more + line.length / more >= least) break;
+      fine = more;
+    }
+    return stages;
+  }
+  std::int32_t fine_lane_roots() const noexcept {
+    if (lanes == 1) return 0;
+    return std::accumulate(line.radices + line.stages - fine_stages(), line.radices + line.stages, 1,
+                           std::multiplies<>{});
+  }
+  std::uint64_t lane_values(std::int32_t elements) const noexcept {
+    return 2 * static_cast<std::uint64_t>(elements) * static_cast<std::uint64_t>(lanes);
+  }
+  std::int32_t coarse_lane_roots() const noexcept { return lanes == 1 ? 0 : line.length / fine_lane_roots(); }
 };
 
 // The shortest parts for the fewest tables: a first radix as large as any other, and one that lets an even
@@ -283,14 +348,46 @@ void begin_with_largest(LineShape& line) noexcept {
 constexpr std::int32_t kLeastForProducts = 2048;
 constexpr std::int32_t kLeastPart = 2 * kFineRoots;
 
-InnerShape::InnerShape(std::int32_t length, RadixSet radices, Results results, Tables tables,
-                       LineMethod method) noexcept {
-  factorize(line, length, radices);
-  const bool is_few = tables == Tables::kForFew && length >= kLeastForProducts;
-  if (is_few) begin_with_largest(line);
-  const bool in_place = method == LineMethod::kBluestein && results != Results::kAtPositions;
-  gap = in_place || is_few ? PartGap::kNone : gap_of(line);
+InnerShape::InnerShape(std::int32_t length, RadixSet radices, const LineUse& use, LineMethod method) noexcept
+    : lanes(use.lanes) {
+  const bool is_few = use.tables == Tables::kForFew && length * lanes >= kLeastForProducts;
+  if (lanes > 1) {
+    factorize_within(line, length, lanes, radices);
+  } else {
+    factorize(line, length, radices);
+    if (is_few) begin_with_largest(line);
+  }
+  const bool in_place = method == LineMethod::kBluestein && use.results != Results::kAtPositions;
+  gap = in_place || is_few || lanes > 1 ? PartGap::kNone : gap_of(line);
   has_products = is_few && part_length(line) >= kLeastPart;
+}
+
+// The number that the digits of `place`, of stages `first` to `end` - 1, are in reverse order.
+std::int32_t reversed_digits(const LineShape& shape, std::int32_t place, int first, int end) noexcept {
+  std::int32_t result = 0;
+  for (int s = end - 1; s >= first; --s, place /= shape.radices[s + 1]) {
+    result = result * shape.radices[s] + place % shape.radices[s];
+  }
+  return result;
+}
+
+// The roots between elements and lanes, from those of the whole circle.
+void fill_lane_roots(const InnerShape& shape, const RootTable<double>& roots, double* coarse,
+                     double* fine) noexcept {
+  const int first_fine = shape.line.stages - shape.fine_stages();
+  const auto fill = [&](double* element, std::int32_t k) {
+    for (std::int32_t lane = 0; lane < shape.lanes; ++lane) {
+      element[lane] = roots.re[k * lane];
+      element[shape.lanes + lane] = roots.im[k * lane];
+    }
+  };
+  for (std::int32_t i = 0; i < shape.coarse_lane_roots(); ++i) {
+    fill(coarse + 2 * i * shape.lanes, reversed_digits(shape.line, i, 0, first_fine));
+  }
+  for (std::int32_t i = 0; i < shape.fine_lane_roots(); ++i) {
+    fill(fine + 2 * i * shape.lanes,
+         shape.coarse_lane_roots() * reversed_digits(shape.line, i, first_fine, shape.line.stages));
+  }
 }
 
 // The transform over a convolution's inner length; nothing asks where its results are left. The roots of the
@@ -302,8 +399,10 @@ const LinePlan<double>* lay_inner(const InnerShape& shape, runtime::Arena& arena
   auto* fine_roots = arena.take<double>(2 * static_cast<std::uint64_t>(shape.fine_values()));
   auto* coarse_roots = arena.take<double>(shape.coarse_values());
   auto* sum_roots = arena.take<double>(sum_root_values(shape.line));
+  auto* coarse_lanes = arena.take<double>(shape.lane_values(shape.coarse_lane_roots()));
+  auto* fine_lanes = arena.take<double>(shape.lane_values(shape.fine_lane_roots()));
   runtime::Arena beyond = scratch != nullptr ? *scratch : arena;
-  const RootTable<double> roots = lay_roots<double>(shape.line.length, beyond);
+  const RootTable<double> roots = lay_roots<double>(shape.order(), beyond);
   memory.count(beyond);
   if (arena.is_counting()) return nullptr;
   *plan = mixed_radix_plan<double>(shape.line, shape.gap);
@@ -311,6 +410,12 @@ const LinePlan<double>* lay_inner(const InnerShape& shape, runtime::Arena& arena
   plan->stage_roots = stage_roots;
   plan->sum_roots = fill_sum_roots(shape.line, roots, sum_roots);
   plan->left_out = shape.left_out();
+  if (shape.lanes > 1) {
+    fill_lane_roots(shape, roots, coarse_lanes, fine_lanes);
+    plan->coarse_lanes = coarse_lanes;
+    plan->fine_lanes = fine_lanes;
+    plan->fine_lane_roots = shape.fine_lane_roots();
+  }
   if (!shape.has_products) return plan;
   fill_first_roots(shape.line, roots, 1, kFineRoots, fine_roots);
   double* turned = fine_roots + shape.fine_values();
@@ -331,6 +436,7 @@ const LinePlan<float>* lay_rounded(const InnerShape& shape, const LinePlan<doubl
   if (!arena.is_counting()) {
     *plan = mixed_radix_plan<float>(shape.line, shape.gap);
     plan->left_out = shape.left_out();
+    plan->fine_lane_roots = shape.fine_lane_roots();
   }
   // Null where there are none.
   const auto round = [&](auto roots, std::uint64_t count) -> const float* {
@@ -345,19 +451,25 @@ const LinePlan<float>* lay_rounded(const InnerShape& shape, const LinePlan<doubl
       round(&LinePlan<double>::fine_roots, 2 * static_cast<std::uint64_t>(shape.fine_values()));
   const float* coarse_roots = round(&LinePlan<double>::coarse_roots, shape.coarse_values());
   const float* sum_roots = round(&LinePlan<double>::sum_roots, sum_root_values(shape.line));
+  const float* coarse_lanes =
+      round(&LinePlan<double>::coarse_lanes, shape.lane_values(shape.coarse_lane_roots()));
+  const float* fine_lanes = round(&LinePlan<double>::fine_lanes, shape.lane_values(shape.fine_lane_roots()));
   if (arena.is_counting()) return nullptr;
   plan->stage_roots = stage_roots;
   plan->fine_roots = fine_roots;
   plan->coarse_roots = coarse_roots;
   plan->sum_roots = sum_roots;
+  plan->coarse_lanes = coarse_lanes;
+  plan->fine_lanes = fine_lanes;
   return plan;
 }
 
-// Elements of the spectrum that are kept.
-std::int32_t spectrum_elements(const InnerShape& inner, LineMethod method) noexcept {
+// Values of the spectrum that are kept.
+std::int32_t spectrum_values(const InnerShape& inner, LineMethod method) noexcept {
   const LineShape& line = inner.line;
   const std::int32_t radix = line.radices[0];
   const std::int32_t part = part_length(line);
+  if (inner.lanes > 1) return part * inner.lanes / 2 * (radix + 1);
   const bool halved =
       has_half_spectrum(method, line.length, radix, line.radices[line.stages - 1], inner.left_out());
   return part * spectrum_parts(method, radix) - (halved ? part / 2 : 0);
@@ -366,28 +478,35 @@ std::int32_t spectrum_elements(const InnerShape& inner, LineMethod method) noexc
 template <class T>
 LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, const Kernels& kernels,
                              runtime::Arena& arena, PlanningMemory& memory) noexcept {
-  const InnerShape inner_shape(shape.inner_length, precision_of<T>(kernels).radices, use.results, use.tables,
-                               shape.method);
+  const InnerShape inner_shape(shape.inner_length, precision_of<T>(kernels).radices, use, shape.method);
+  const InnerShape exact_shape =
+      inner_shape.within(use.lanes > 1 ? precision_of<double>(kernels).lanes : use.lanes);
   const bool rader = shape.method == LineMethod::kRader;
   const auto n = static_cast<std::uint64_t>(shape.length);
-  const std::int32_t spectrum = spectrum_elements(inner_shape, shape.method);
+  const std::int32_t spectrum = spectrum_values(inner_shape, shape.method);
+  const std::int32_t chirp = rader ? 0 : shape.length / 2 + use.lanes;
 
   auto* plan = arena.take<LinePlan<T>>(1);
   const std::uint64_t spectra = 2 * static_cast<std::uint64_t>(spectrum);
   auto* spectrum_re = arena.take<T>(spectra);
-  auto* chirp_re = arena.take<T>(rader ? 0 : n / 2 + 1);
-  auto* chirp_im = arena.take<T>(rader ? 0 : n / 2 + 1);
+  auto* chirp_re = arena.take<T>(static_cast<std::uint64_t>(chirp));
+  auto* chirp_im = arena.take<T>(static_cast<std::uint64_t>(chirp));
   auto* powers = arena.take<std::int32_t>(rader ? n : 0);
   runtime::Arena scratch = memory.arena();
   const LinePlan<T>* inner = nullptr;
   const LinePlan<double>* exact_inner = nullptr;
   if constexpr (std::is_same_v<T, double>) {
     inner = exact_inner = lay_inner(inner_shape, arena, &scratch, memory);
+  } else if (use.lanes > 1) {
+    runtime::Arena for_rounding = scratch;
+    inner = lay_rounded(inner_shape, lay_inner(inner_shape, for_rounding, nullptr, memory), arena);
+    exact_inner = lay_inner(exact_shape, scratch, nullptr, memory);
   } else {
     exact_inner = lay_inner(inner_shape, scratch, nullptr, memory);
     inner = lay_rounded(inner_shape, exact_inner, arena);
   }
-  auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements));
+  auto* line = scratch.take<double>(2 * static_cast<std::uint64_t>(shape.work_elements) *
+                                    static_cast<std::uint64_t>(use.lanes));
   // The spectrum is filled last.
   const HalfCircle roots(rader ? shape.length : 2 * shape.length, spectrum_re, spectra * sizeof(T), scratch);
   memory.count(scratch);
@@ -400,7 +519,7 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, 
   plan->inner = inner;
   plan->spectrum_re = spectrum_re;
   plan->spectrum_im = spectrum_im;
-  const InnerLine b(line, *exact_inner);
+  const InnerLine b(line, *exact_inner, exact_shape.lanes);
   if (rader) {
     const std::int64_t g = generator(inner_shape.line);
     powers[0] = 1;
@@ -410,11 +529,15 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, 
     plan->powers = powers;
     fill_rader_kernel(roots, powers, shape.inner_length, b);
   } else {
-    fill_chirp(roots, shape.length, shape.inner_length, chirp_re, chirp_im, b);
+    fill_chirp(roots, shape.length, inner_shape.order(), chirp, chirp_re, chirp_im, b);
     plan->chirp_re = chirp_re;
     plan->chirp_im = chirp_im;
   }
-  fill_spectrum(narrowest(kernels).double_precision, *exact_inner, b, spectrum, spectrum_re, spectrum_im);
+  if (use.lanes > 1) {
+    fill_spectrum_within(precision_of<double>(kernels), *exact_inner, b, use.lanes, spectrum_re, spectrum_im);
+  } else {
+    fill_spectrum(narrowest(kernels).double_precision, *exact_inner, b, spectrum, spectrum_re, spectrum_im);
+  }
   return plan;
 }
 

@@ -51,6 +51,7 @@ struct LineUse {
   PartGap gap = PartGap::kNone;
   Results results = Results::kAtPositions;
   Tables tables = Tables::kForMany;
+  std::int32_t lanes = 1;  // that each line lies within
 };
 
 // A line of any method; one of mixed radix has roots of its length, or a multiple.

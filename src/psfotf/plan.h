@@ -45,6 +45,13 @@ struct LinePlan {
   std::int32_t left_out;
   const T* fine_roots;
   const T* coarse_roots;
+  // The inner transform of a line that lies within lanes, value n in lane n % lanes of element n / lanes:
+  // this one over the elements, and butterflies across the lanes of its results. In between, lane l of result
+  // k has the root exp(-2 pi i k l / (lanes length)): the product of a coarse one, of element place /
+  // fine_lane_roots, and of a fine one, of element place % fine_lane_roots. Else all of it null.
+  const T* coarse_lanes;
+  const T* fine_lanes;
+  std::int32_t fine_lane_roots;
   // For each stage the line that its butterflies are, where these are convolutions, else null; all of it null
   // where none is.
   const LinePlan* const* primes;
@@ -62,13 +69,13 @@ struct LinePlan {
 
   // The convolution methods: the transform of the kernel, over the inner length and by it divided, in the
   // order that the inner stages leave it in; spectrum_parts() parts of it, perhaps without the second half of
-  // the last.
+  // the last. Within lanes, each part is as many vectors as there are lanes, one behind the other.
   const LinePlan* inner;
   const T* spectrum_re;
   const T* spectrum_im;
   // Rader: powers 0 to length - 1 of a generator, the elements to take; backwards, those to fill.
   const std::int32_t* powers;
-  // Bluestein: the chirp, elements 0 to length / 2; see chirp_sign().
+  // Bluestein: the chirp, elements 0 to length / 2, and a vector more within lanes; see chirp_sign().
   const T* chirp_re;
   const T* chirp_im;
 };
@@ -84,7 +91,7 @@ struct LinePlan {
   return values;
 }
 
-inline constexpr std::int32_t kFineRoots = 32;
+inline constexpr std::int32_t kFineRoots = 16;
 
 // Bluestein's kernel is its own mirror image, and so is its transform: behind the middle, part i of the inner
 // transform has the values of part radix - i in reverse order. Rader's is kept whole.

@@ -1,6 +1,7 @@
 #include "psfotf/plane_layout.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 
 #include "psfotf/factorisation.h"
@@ -59,10 +60,16 @@ RowOutput choose_output(const PlaneShape& shape, const LineShape& column) noexce
                                                                     : RowOutput::kDirect;
 }
 
+// Whether each row is a convolution within the lanes.
+bool are_rows_convolved_within(const PlaneMethod& method) noexcept {
+  return method.rows_within_lanes && method.row.method == LineMethod::kBluestein;
+}
+
 // Whether finished rows leave as whole lines straight from the registers, the blocks shifted for it. Rows
 // whose results come as whole blocks lose that by it: for these a large plane is needed to gain.
 bool leaves_in_lines(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes) noexcept {
-  if (shape.row_length % 8 != 0 || !can_store(method.column)) return false;
+  if (shape.row_length % 8 != 0 || !can_store(method.column) || are_rows_convolved_within(method))
+    return false;
   const bool come_as_blocks = method.rows_within_lanes && method.row.length % lanes == 0;
   return !come_as_blocks || plane_bytes(shape) >= kStreamedBlockBytes;
 }
@@ -75,6 +82,7 @@ struct WorkspaceLayout {
   RowOutput output;
   bool rows_of_lines;
   bool blocks_past_caches;
+  bool rows_in_place;
   bool columns_in_place;
   bool has_halves;
   std::uint64_t block_offset;
@@ -94,8 +102,10 @@ bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const Worksp
                 std::int32_t lanes) noexcept {
   const std::int32_t columns = half_columns(shape.row_length);
   const std::int32_t least_rows = method.rows_within_lanes ? 4 : lanes + 1;
-  if (lanes == 1 || shape.rows < least_rows || 4 * columns < 7 * lanes || layout.columns_in_place)
+  if (lanes == 1 || shape.rows < least_rows || 4 * columns < 7 * lanes || layout.columns_in_place ||
+      are_rows_convolved_within(method)) {
     return false;
+  }
   const auto blocks = static_cast<std::uint64_t>((columns + lanes - 1) / lanes);
   const std::uint64_t edges = 2 * static_cast<std::uint64_t>(shape.rows);
   const std::uint64_t behind = std::max(edges, layout.rows_of_lines ? layout.block_pitch : 0);
@@ -115,28 +125,45 @@ bool is_one_row_within(const PlaneShape& shape, const PlaneMethod& method,
   return method.rows_within_lanes && shape.rows == 1 && !layout.rows_of_lines;
 }
 
-// Beside so many lines of Bluestein's, the room for one more is a large part of the memory: it lies among the
-// elements that it works in. Without gaps between the parts of these, many lines would be slower.
-constexpr std::int32_t kFewLines = 13;
-// And so are all of a convolution's tables beside up to three lines of doubles, or beside five, which leave
-// most empty lanes of vectors of eight; floats have half of both.
-template <class T>
-constexpr Tables tables_for(std::int32_t lines) noexcept {
-  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
-  return doubles * lines <= 3 || doubles * lines == 5 ? Tables::kForFew : Tables::kForMany;
+// Three times the plane's own bytes and 64 KiB.
+std::uint64_t welcome_bytes(const PlaneShape& shape) noexcept {
+  return 3 * plane_bytes(shape) + (std::uint64_t{64} << 10);
 }
 
-bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method) noexcept {
-  return !method.rows_within_lanes && method.row.method == LineMethod::kBluestein &&
-         shape.rows <= kFewLines && shape.rows != shape.row_length;
+// Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
+// the elements that it works in then. Without gaps between the parts of these, many lines are slower.
+constexpr std::int32_t kFewLines = 16;
+
+// Whether few lines would take too much with one more beside `blocks` values: themselves, what they work in,
+// and tables of twice the inner length.
+template <class T>
+bool is_too_much(const PlaneShape& shape, const LineShape& line, std::int32_t lanes,
+                 std::uint64_t blocks) noexcept {
+  const std::uint64_t work =
+      static_cast<std::uint64_t>(line.length) + static_cast<std::uint64_t>(line.work_elements);
+  const std::uint64_t tables =
+      4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
+  return (blocks + 2 * static_cast<std::uint64_t>(lanes) * work + tables) * sizeof(T) > welcome_bytes(shape);
+}
+
+// Rows that are transformed all at once always do.
+template <class T>
+bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes,
+                       std::uint64_t blocks) noexcept {
+  if (method.rows_within_lanes || method.row.method != LineMethod::kBluestein || shape.rows > kFewLines ||
+      shape.rows == shape.row_length) {
+    return false;
+  }
+  return all_across_lanes(shape, method, lanes) || is_too_much<T>(shape, method.row, lanes, blocks);
 }
 
 // The same of columns, whose last block it is.
-bool are_columns_in_place(const PlaneShape& shape, const PlaneMethod& method,
-                          const WorkspaceLayout& layout) noexcept {
+template <class T>
+bool are_columns_in_place(const PlaneShape& shape, const PlaneMethod& method, const WorkspaceLayout& layout,
+                          std::int32_t lanes, std::uint64_t blocks) noexcept {
   return method.column.method == LineMethod::kBluestein && layout.blocks <= 2 &&
          shape.row_length <= kFewLines && layout.output == RowOutput::kDirect &&
-         shape.rows != shape.row_length;
+         shape.rows != shape.row_length && is_too_much<T>(shape, method.column, lanes, blocks);
 }
 
 template <class T>
@@ -160,12 +187,18 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
       element * (method.rows_within_lanes ? row + kRowSlackVectors
                                           : static_cast<std::uint64_t>(method.row.work_elements));
   // In place, the line is the first of these.
-  const bool in_place = are_rows_in_place(shape, method);
+  const bool in_place = layout.rows_in_place;
   const std::uint64_t rows_end =
       in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
   const std::uint64_t column_values = element * static_cast<std::uint64_t>(method.column.work_elements);
   const std::uint64_t row_work = in_place ? 0 : line_values;
-  if (all_across_lanes(shape, method, lanes)) {
+  if (are_rows_convolved_within(method)) {
+    // One row's results take the places of its elements.
+    layout.block_offset = layout.row_work_offset = layout.column_work_offset = 0;
+    layout.line_offset = shape.rows == 1 ? 0 : blocks;
+    const std::uint64_t line = element * static_cast<std::uint64_t>(method.row.inner_length);
+    layout.carry_offset = layout.line_offset + line;
+  } else if (all_across_lanes(shape, method, lanes)) {
     layout.line_offset = layout.column_work_offset = 0;
     layout.row_work_offset = row_work;
     layout.block_offset = whole_lines<T>(line_values);
@@ -203,15 +236,17 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const std::uint64_t block = element * block_elements;
   // Short blocks follow one another, and so do those that are written whole, or one by one for few rows:
   // beside such planes padding would be most of the memory.
-  const bool few_across = !method.rows_within_lanes && shape.rows <= kFewLines;
-  const bool padded = block > 4 * line && !few_across && !all_across_lanes(shape, method, lanes);
+  const bool few =
+      shape.rows <= kFewLines && (!method.rows_within_lanes || are_rows_convolved_within(method));
+  const bool padded = block > 4 * line && !few && !all_across_lanes(shape, method, lanes);
   layout.block_pitch = padded ? whole_lines<T>(block) + padding : block;
   layout.output = choose_output(shape, method.column);
   layout.rows_of_lines = leaves_in_lines(shape, method, lanes) && layout.output == RowOutput::kPastCaches;
   const std::uint64_t blocks = whole_lines<T>(
       layout.block_pitch * static_cast<std::uint64_t>(layout.blocks + (layout.rows_of_lines ? 1 : 0)));
   layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
-  layout.columns_in_place = are_columns_in_place(shape, method, layout);
+  layout.rows_in_place = are_rows_in_place<T>(shape, method, lanes, blocks);
+  layout.columns_in_place = are_columns_in_place<T>(shape, method, layout, lanes, blocks);
   place_regions<T>(shape, method, lanes, blocks, layout);
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
@@ -219,6 +254,22 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   const bool carries = layout.output != RowOutput::kDirect && !in_one_piece;
   layout.values = layout.carry_offset + (carries ? carry * static_cast<std::uint64_t>(shape.rows) : 0);
   return layout;
+}
+
+// Beside up to three lines of doubles, or beside five, which leave most empty lanes of vectors of eight, all
+// of a convolution's tables may be a large part of the memory: three times the plane's own bytes and 64 KiB.
+// Floats have half of both.
+template <class T>
+Tables tables_for(std::int32_t lines, const LineShape& line, const PlaneShape& shape,
+                  const WorkspaceLayout& layout) noexcept {
+  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
+  if (doubles * lines > 3 && doubles * lines != 5) return Tables::kForMany;
+  // The inner roots, the spectrum, and half a chirp or the powers of a generator.
+  const std::uint64_t tables =
+      4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
+  const bool is_alone = line.method != LineMethod::kMixedRadix;
+  const bool fit = (layout.values + tables) * sizeof(T) <= welcome_bytes(shape);
+  return is_alone && fit ? Tables::kForMany : Tables::kForFew;
 }
 
 template <class T>
@@ -246,21 +297,26 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
   const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
   const LineUse column_use{gap_of(method.column),
                            layout.columns_in_place ? Results::kInPlace : Results::kAtPositions,
-                           tables_for<T>(shape.row_length)};
+                           tables_for<T>(shape.row_length, method.column, shape, layout)};
   const LinePlan<T>* column = lay_line<T>(method.column, roots, column_use, kernels, arena, memory);
   const LinePlan<T>* row = column;
   T* row_twiddles = nullptr;
   if (!square) roots = roots_of(method.row, shape.row_length);
-  if (method.rows_within_lanes) {
+  if (are_rows_convolved_within(method)) {
+    const LineUse row_use{.results = Results::kInOrder,
+                          .tables = shape.rows == 1 ? Tables::kForFew : Tables::kForMany,
+                          .lanes = lanes};
+    row = lay_line<T>(method.row, {}, row_use, kernels, arena, memory);
+  } else if (method.rows_within_lanes) {
     row = lay_mixed_radix<T>(method.row, gap_of(method.row), roots, arena);
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (roots.re != nullptr) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
     const LineUse row_use{PartGap::kNone,
                           all_across_lanes(shape, method, lanes) ? Results::kInOrder
-                          : are_rows_in_place(shape, method)     ? Results::kInPlace
+                          : layout.rows_in_place                 ? Results::kInPlace
                                                                  : Results::kAtPositions,
-                          tables_for<T>(shape.rows)};
+                          tables_for<T>(shape.rows, method.row, shape, layout)};
     row = lay_line<T>(method.row, roots, row_use, kernels, arena, memory);
   } else if (gap_of(method.column) != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
@@ -289,6 +345,49 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
   return plan;
 }
 
+// Shorter rows take little memory in any way, and planning would be most of what could be gained.
+constexpr std::int32_t kLeastConvolvedRow = 256;
+// Beside one row of doubles that is longer, tables for vectors of more than 32 bytes are too large: with
+// fewer lanes there are more lengths to choose from.
+constexpr std::int32_t kLongestInWideVectors = 3584;
+constexpr std::int32_t kWideVector = 32;  // bytes
+// A convolution within lanes costs no less for each value: twice the length, five passes and two radices 6.
+constexpr double kLeastCostWithin = 90;
+// And this much for each row, in the same unit as those of one value.
+constexpr double kRowCost = 4000;
+
+// What lines across the lanes cost in all, in those of one line: the lanes that the rows take, at least those
+// of 32 bytes, since narrower vectors take as long. Beside wider ones pairs of doubles take two fifths longer
+// (measured).
+template <class T>
+double lines_across(std::int32_t rows, std::int32_t lanes) noexcept {
+  const auto least = static_cast<std::int32_t>(kWideVector / sizeof(T));
+  const auto whole = static_cast<std::int32_t>(std::bit_ceil(static_cast<std::uint32_t>(rows)));
+  const bool are_pairs = rows == 2 && sizeof(T) == sizeof(double) && lanes > least;
+  return std::max(std::min(lanes, least), whole) * (are_pairs ? 1.4 : 1.0);
+}
+
+// The convolution of rows within their lanes where it is cheaper than the line across them and there is one;
+// else one that is not possible.
+template <class T>
+LineShape cheaper_within(const PlaneShape& shape, const LineShape& across,
+                         const PrecisionKernels<T>& kernels) noexcept {
+  const std::int32_t lanes = kernels.lanes;
+  const bool is_one = shape.rows == 1;
+  const bool is_wide =
+      lanes * static_cast<std::int32_t>(sizeof(T)) > kWideVector && sizeof(T) == sizeof(double);
+  const double cost = lines_across<T>(shape.rows, lanes) * across.cost;
+  LineShape none;
+  none.method = LineMethod::kBluestein;
+  if (shape.row_length < kLeastConvolvedRow || shape.rows >= lanes || shape.rows * kLeastCostWithin >= cost ||
+      (is_one && is_wide && shape.row_length > kLongestInWideVectors)) {
+    return none;
+  }
+  const LineShape within = choose_line_within(shape.row_length, lanes, kernels.radices,
+                                              is_one ? WithinFor::kLeastMemory : WithinFor::kLeastTime);
+  return shape.rows * (within.cost + kRowCost / shape.row_length) < cost ? within : none;
+}
+
 }  // namespace
 
 template <class T>
@@ -303,6 +402,11 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
     method.rows_within_lanes = true;
   } else {
     method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
+    const LineShape within = cheaper_within(shape, method.row, kernels);
+    if (is_possible(within)) {
+      method.row = within;
+      method.rows_within_lanes = true;
+    }
   }
   return method;
 }
@@ -343,7 +447,8 @@ const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& 
 
 template <class T>
 bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  return shape.row_length % kernels.lanes == 0 && choose_plane(shape, kernels).rows_within_lanes;
+  const bool may_fill = shape.row_length % kernels.lanes == 0 || shape.row_length >= kLeastConvolvedRow;
+  return may_fill && choose_plane(shape, kernels).rows_within_lanes;
 }
 
 template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<float>&) noexcept;

@@ -132,8 +132,8 @@ struct Size {
 };
 // Powers of two, small primes, Rader's and Bluestein's lengths, thin planes, pieces of rows that leave
 // together.
-constexpr Size kSizes[] = {{16, 16}, {60, 48},  {49, 81}, {101, 64}, {17, 118},
-                           {1, 128}, {200, 16}, {8, 512}, {32, 120}, {4, 288}};
+constexpr Size kSizes[] = {{16, 16},  {60, 48}, {49, 81},  {101, 64}, {17, 118}, {1, 128},
+                           {200, 16}, {8, 512}, {32, 120}, {4, 288},  {1, 263},  {3, 347}};
 
 // With a plan and a workspace of its own.
 template <class T>

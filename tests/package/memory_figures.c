@@ -11,8 +11,16 @@ void* __libc_calloc(size_t count, size_t size);
 
 static size_t allocated;
 static int allocations_left = -1; /* after which none succeeds; no end below 0 */
+static int refuse_huge_pages;
+
+/* A workspace in huge pages is asked for as whole ones and one more, to begin with one. */
+static int is_huge(size_t size) {
+  const size_t page = (size_t)2 << 20;
+  return size > page && size % page == sizeof(void*);
+}
 
 void* malloc(size_t size) {
+  if (refuse_huge_pages && is_huge(size)) return NULL;
   allocated += size;
   if (allocations_left == 0) return NULL;
   if (allocations_left > 0) --allocations_left;
@@ -68,8 +76,9 @@ static int convert(int width, int height) {
   return good && without_huge_pages(taken) < count * 16 + count + (64u << 10);
 }
 
-/* How many times the plane's own bytes a conversion takes, 64 KiB and huge pages aside. The plan, which comes
-   last, is asked for but not given: planes are copied then, so that even the largest take little time. */
+/* How many times the plane's own bytes a conversion takes, 64 KiB aside, where there are no huge pages. The
+   plan, which comes last, is asked for but not given: planes are copied then, so that even the largest take
+   little time. */
 static double times_the_plane(int width, int height, int in_single) {
   const size_t count = (size_t)width * (size_t)height;
   double* plane = (double*)calloc(2 * count, sizeof(double));
@@ -78,10 +87,12 @@ static double times_the_plane(int width, int height, int in_single) {
   double taken = 1e30;
   if (plane) {
     allocations_left = 1; /* the workspace */
+    refuse_huge_pages = 1;
     const int status = (in_single ? KyvMathConvertOtfFromPsf : KyvMathConvertOtfFromPsf_D)(
         plane, plane + count, plane, plane + count, width, height, 1);
     allocations_left = -1;
-    if (status == KYVMATH_OK) taken = (double)without_huge_pages(allocated - before) - free_bytes;
+    refuse_huge_pages = 0;
+    if (status == KYVMATH_OK) taken = (double)(allocated - before) - free_bytes;
   }
   free(plane);
   return taken / (16.0 * (double)count);
@@ -90,7 +101,7 @@ static double times_the_plane(int width, int height, int in_single) {
 /* The worst of some hundred planes, thin ones of awkward lengths among them. */
 static int worst_planes(void) {
   static const int sides[] = {1, 2, 3, 4, 5, 7, 8, 9, 11, 13, 16, 31, 64, 257, 1021, 4093};
-  static const int lengths[] = {101,  127,  509,  1009, 1543,  1823,  2039,  2063,   3643,    3968,
+  static const int lengths[] = {101,  127,  509,  1009, 1543,  1621,  1823,  2063,   3467,    3968,
                                 4079, 4093, 4096, 4099, 10007, 65536, 65537, 100003, 1000003, 16777213};
   double worst = 0;
   double worst_small = 0;
@@ -110,7 +121,7 @@ static int worst_planes(void) {
   }
   printf("%d planes take at most %.1f times their own bytes and 64 KiB, with no side above 4096 %.1f times\n",
          planes, worst, worst_small);
-  return worst > 0 && worst <= 4.25 && worst_small <= 3.45;
+  return worst > 0 && worst <= 4.25 && worst_small <= 3.35;
 }
 
 int main(void) {

@@ -53,6 +53,11 @@ struct PrecisionKernels {
   // take (LineShape::work_elements) in `work`. Result k is then element plan.positions[k].
   void (*transform_lines)(const LinePlan<T>& plan, T* data, T* work) noexcept;
 
+  // Transforms one line that lies within lanes, in place: inner.length elements in `data`. Vector q of the
+  // results at places first to first + lanes - 1, `first` a multiple of the lanes, is half of element
+  // first + q. Null for one lane.
+  void (*transform_within)(const LinePlan<T>& inner, T* data) noexcept;
+
   SquareCode<T> squares[4];  // of 8, 16, 32 and 64
 
   // Where there are no halves: whether all values are zeros; whether every value is finite and the conjugate

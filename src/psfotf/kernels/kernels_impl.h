@@ -6,6 +6,7 @@
 #include "psfotf/kernels/plane_columns.h"
 #include "psfotf/kernels/plane_rows.h"
 #include "psfotf/kernels/real_planes.h"
+#include "psfotf/kernels/row_convolution.h"
 #include "psfotf/kernels/small_squares.h"
 
 namespace kyv::psfotf {
@@ -18,7 +19,11 @@ void transform_plane(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, const Pl
   const BlockCut<V> cut(plan, arrays, plan.row_length);
   if constexpr (V::kLanes > 1) {
     if (plan.rows_within_lanes) {
-      transform_rows_within<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
+      if (plan.row->method == LineMethod::kBluestein) {
+        convolve_rows_within<V>(plan, scale, arrays, workspace);
+      } else {
+        transform_rows_within<V>(plan, cut, simd::broadcast(scale), arrays, workspace);
+      }
       if (plan.blocks_past_caches) simd::stream_fence();
       return transform_columns<V>(plan, cut, arrays, workspace);
     }
@@ -49,6 +54,12 @@ constexpr TransformHalves<LaneOf<V>> hermitian_plane_code() noexcept {
   return nullptr;
 }
 
+template <class V>
+constexpr auto transform_within_code() noexcept -> void (*)(const LinePlan<LaneOf<V>>&, LaneOf<V>*) noexcept {
+  if constexpr (V::kLanes > 1) return transform_within<V>;
+  return nullptr;
+}
+
 // A set for planes that are too thin for half of their work to pay or for fixed code.
 template <class V>
 constexpr PrecisionKernels<LaneOf<V>> make_thin_kernels() noexcept {
@@ -59,6 +70,7 @@ constexpr PrecisionKernels<LaneOf<V>> make_thin_kernels() noexcept {
           .transform_real_plane = nullptr,
           .transform_hermitian_plane = nullptr,
           .transform_lines = transform_lines<V>,
+          .transform_within = transform_within_code<V>(),
           .squares = {},
           .are_zeros = are_zeros,
           .is_hermitian = is_hermitian,

@@ -6,6 +6,7 @@
 
 #include "psfotf/kernels/elements.h"
 #include "psfotf/plan.h"
+#include "runtime/memory_model.h"
 
 namespace kyv::psfotf {
 namespace {
@@ -49,6 +50,88 @@ class ChirpedLine {
   T sign_;
 };
 
+// A row of the caller's as a line: its elements times the chirp, zeros behind its end; its results, scaled,
+// to one row of the blocks.
+template <class V>
+class ChirpedRow {
+ public:
+  using T = LaneOf<V>;
+
+  ChirpedRow(const PlanePlan<T>& plan, T scale, const double* re, const double* im, T* first_block) noexcept
+      : plan_(plan),
+        re_(re),
+        im_(im),
+        first_block_(first_block),
+        whole_(plan.row_length / V::kLanes),
+        left_(plan.row_length % V::kLanes),
+        scale_(simd::broadcast(scale)),
+        sign_(simd::broadcast(static_cast<T>(chirp_sign(plan.row_length)))) {
+    const LinePlan<T>& row = *plan.row;
+    const auto sign = static_cast<T>(chirp_sign(row.length));
+    for (std::int32_t lane = 0; lane < V::kLanes; ++lane) {
+      const bool is_there = lane < left_;
+      const std::int32_t m = left_ - lane;  // to the end of the row
+      const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(whole_) * V::kLanes + lane;
+      tail_chirp_[lane] = is_there ? sign * row.chirp_re[m] : 0;
+      tail_chirp_[V::kLanes + lane] = is_there ? sign * row.chirp_im[m] : 0;
+      tail_[lane] = is_there ? static_cast<T>(re[at]) : 0;
+      tail_[V::kLanes + lane] = is_there ? static_cast<T>(im[at]) : 0;
+    }
+  }
+
+  [[gnu::always_inline]] Complex<V> get(std::int32_t e) const noexcept {
+    if (e > whole_) return {constant<V>(0), constant<V>(0)};
+    Complex<V> x = load_element<V>(tail_);
+    if (e < whole_) {
+      simd::load_doubles(x.re, re_ + e * std::ptrdiff_t{V::kLanes});
+      simd::load_doubles(x.im, im_ + e * std::ptrdiff_t{V::kLanes});
+    }
+    return chirped(x, e);
+  }
+  [[gnu::always_inline]] void prefetch(std::int32_t) const noexcept {}
+  // A result of the inverse transform, real and imaginary part exchanged.
+  [[gnu::always_inline]] void put(std::int32_t e, const Complex<V>& x) const noexcept {
+    if (e > whole_ || (e == whole_ && left_ == 0)) return;
+    const Complex<V> y = chirped({x.im, x.re}, e);
+    store_element<V>(block(e), {y.re * scale_, y.im * scale_});
+  }
+  // Behind the last put(): the last block overlaps the one before.
+  void finish() const noexcept {
+    if (left_ == 0) return;
+    alignas(64) T pairs[4 * V::kLanes];
+    const Complex<V> before = load_element<V>(block(whole_ - 1));
+    const Complex<V> last = load_element<V>(block(whole_));
+    store_element<V>(pairs, {before.re, last.re});
+    store_element<V>(pairs + kElement<V>, {before.im, last.im});
+    store_element<V>(block(whole_), {simd::load(pairs + left_), simd::load(pairs + kElement<V> + left_)});
+  }
+
+ private:
+  T* block(std::int32_t e) const noexcept {
+    return first_block_ + static_cast<std::ptrdiff_t>(e) * static_cast<std::ptrdiff_t>(plan_.block_pitch);
+  }
+  [[gnu::always_inline]] Complex<V> chirped(const Complex<V>& a, std::int32_t e) const noexcept {
+    const LinePlan<T>& row = *plan_.row;
+    const std::int32_t n = e * V::kLanes;
+    if (e == whole_) return multiply(a, simd::load(tail_chirp_), simd::load(tail_chirp_ + V::kLanes));
+    if (2 * n <= row.length) return multiply(a, simd::load(row.chirp_re + n), simd::load(row.chirp_im + n));
+    const std::int32_t m = row.length - n - (V::kLanes - 1);
+    return multiply(a, simd::reverse(simd::load(row.chirp_re + m)) * sign_,
+                    simd::reverse(simd::load(row.chirp_im + m)) * sign_);
+  }
+
+  const PlanePlan<T>& plan_;
+  const double* re_;
+  const double* im_;
+  T* first_block_;
+  std::int32_t whole_;  // elements
+  std::int32_t left_;   // values behind them
+  V scale_;
+  V sign_;
+  alignas(64) T tail_[kElement<V>];
+  alignas(64) T tail_chirp_[kElement<V>];
+};
+
 // Rader's: all but the first element, by the powers of a generator.
 template <class V>
 class PermutedLine {
@@ -64,7 +147,7 @@ class PermutedLine {
   [[gnu::always_inline]] void prefetch(std::int32_t n) const noexcept {
     const T* element = data_ + powers_[n] * kElement<V>;
     __builtin_prefetch(element);
-    if constexpr (2 * sizeof(V) > 64) __builtin_prefetch(element + V::kLanes);
+    if constexpr (2 * sizeof(V) > runtime::kCacheLine) __builtin_prefetch(element + V::kLanes);
   }
   [[gnu::always_inline]] void put(std::int32_t n, const Complex<V>& x) const noexcept {
     store_element<V>(data_ + inverse_powers_[-n] * kElement<V>, {x.im, x.re});
@@ -77,7 +160,7 @@ class PermutedLine {
 };
 
 // Elements in the order of a generator's powers are fetched so many butterflies ahead: no processor foresees
-// them, and a column of a large plane lies in the second cache at best.
+// them, and a column of a large plane is more than the first cache holds.
 inline constexpr std::int32_t kButterfliesAhead = 2;
 
 // Butterflies `first` to `end` - 1 of m.

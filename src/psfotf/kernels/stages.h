@@ -399,6 +399,7 @@ struct RadixCode {
   void (*convolved)(LaneOf<V>*, std::int32_t, const Spectrum<LaneOf<V>>&, MeanValue<V>*) noexcept;
   OuterCode<V, ChirpedLine<V>> chirped;
   OuterCode<V, PermutedLine<V>> permuted;
+  OuterCode<V, ChirpedRow<V>> chirped_row;
 };
 
 template <class V, int R>
@@ -430,6 +431,9 @@ constexpr RadixCode<V> radix_code() noexcept {
     code.permuted = {fetch_stage<V, R, PermutedLine<V>>, leave_stage<V, R, PermutedLine<V>>};
     if constexpr (R != 9 && R != 11 && R != 13 && R != 15) {
       code.chirped = {fetch_stage<V, R, ChirpedLine<V>>, leave_stage<V, R, ChirpedLine<V>>};
+    }
+    if constexpr (R != 3 && R != 11 && R != 13) {
+      code.chirped_row = {fetch_stage<V, R, ChirpedRow<V>>, leave_stage<V, R, ChirpedRow<V>>};
     }
   }
   if constexpr (kBlocksInLine<V> == 1 && (R == 4 || R == 5 || R == 6 || R == 8 || R == 10)) {
