@@ -48,29 +48,10 @@ double covering_shift(std::int32_t origin, std::int32_t size, std::int32_t dst_s
   return (static_cast<double>(dst_size) - 0.5) - end;
 }
 
-}  // namespace
-
-IppStatus map_region(const IppiRect& region, IppiSize destination, std::uint32_t interpolation,
-                     RegionMapping& mapping) noexcept {
-  const double x_factor = static_cast<double>(destination.width) / static_cast<double>(region.width);
-  const double y_factor = static_cast<double>(destination.height) / static_cast<double>(region.height);
-  IppiRect mapped;
-  const IppStatus status = ippiGetResizeRect(region, &mapped, x_factor, y_factor, 0.0, 0.0, interpolation);
-  if (status != kNoError) return status;
-  mapping = {.x_factor = x_factor,
-             .y_factor = y_factor,
-             .x_shift = covering_shift(region.x, region.width, destination.width, x_factor, mapped.x),
-             .y_shift = covering_shift(region.y, region.height, destination.height, y_factor, mapped.y)};
-  return kNoError;
-}
-
-namespace {
-
 // Work buffers up to this size lie on the stack: system heaps are slow to give and take large blocks.
 constexpr std::size_t kStackBytes = std::size_t{112} << 10;
 
-// Pictures of so many samples nearly always find room there. Asking the query first would take a tenth of
-// the time of the smallest.
+// Pictures of so many samples nearly always find room there: they try it at once, which spares the query.
 constexpr std::int64_t kTinySamples = std::int64_t{1} << 14;
 
 bool is_tiny(const ResizeRequest& r) noexcept {
@@ -93,6 +74,20 @@ bool is_tiny(const ResizeRequest& r) noexcept {
 }
 
 }  // namespace
+
+IppStatus map_region(const IppiRect& region, IppiSize destination, std::uint32_t interpolation,
+                     RegionMapping& mapping) noexcept {
+  const double x_factor = static_cast<double>(destination.width) / static_cast<double>(region.width);
+  const double y_factor = static_cast<double>(destination.height) / static_cast<double>(region.height);
+  IppiRect mapped;
+  const IppStatus status = ippiGetResizeRect(region, &mapped, x_factor, y_factor, 0.0, 0.0, interpolation);
+  if (status != kNoError) return status;
+  mapping = {.x_factor = x_factor,
+             .y_factor = y_factor,
+             .x_shift = covering_shift(region.x, region.width, destination.width, x_factor, mapped.x),
+             .y_shift = covering_shift(region.y, region.height, destination.height, y_factor, mapped.y)};
+  return kNoError;
+}
 
 int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels) {
   if (!is_acceptable(r)) return kRejected;

@@ -134,15 +134,15 @@ class PhaseCache {
   }
 
  private:
-  std::uint64_t used_ = 0;  // a bit for each entry: clearing all takes as long as a row of weights
+  std::uint64_t used_ = 0;  // a bit for each entry; the others are not even cleared
   Entry entries_[64];
 };
 
-// Where the inverse factor is a multiple of a power of two, all placements are exact, and after so many
-// indices they are the same again, relative to taps so many positions further on: from position 0 on, since
-// ranges are rounded towards it. No indices: they are not.
 constexpr std::int32_t kLongestPeriod = 8;
 
+// Where the inverse factor is a multiple of 1/8, placements are exact doubles, and after so many indices they
+// are the same again, relative to taps so many positions further on: from position 0 on, since ranges are
+// rounded towards it. No indices: there is no such period.
 struct Period {
   std::int32_t indices = 0;
   std::int64_t positions = 0;
