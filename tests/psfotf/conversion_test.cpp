@@ -80,9 +80,10 @@ TEST_P(Conversion, DeltaBecomesAConstantAndBack) {
 
 TEST_P(Conversion, SameBitsForAnyAlignmentAndInPlaceAndNothingBeyondThePlanes) {
   // And planes of whole cache lines that leave past the caches: their blocks of columns shift with the
-  // alignment. Those of the scalar set are single columns, for which one such plane is enough.
+  // alignment. Those of the scalar set are single columns, for which one such plane is enough. And few rows
+  // and columns that are convolutions.
   std::vector<std::pair<std::int32_t, std::int32_t>> sizes(std::begin(kSizes), std::end(kSizes));
-  sizes.insert(sizes.end(), {{96, 50}, {200, 1000}});
+  sizes.insert(sizes.end(), {{96, 50}, {200, 1000}, {1, 263}, {3, 263}, {263, 2}});
   if (GetParam().kernels->required_features != 0) sizes.insert(sizes.end(), {{512, 1024}, {401, 513}});
   for (const auto& [width, height] : sizes) {
     const Stack complex = random_stack(width, height, 2);

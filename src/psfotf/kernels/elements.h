@@ -25,6 +25,14 @@ template <class V>
   simd::store_aligned(p + V::kLanes, a.im);
 }
 
+// A value of the caller's planes, which may lie at any byte address.
+inline double load_double(const double* p) noexcept {
+  double value = 0;
+  __builtin_memcpy(&value, p, sizeof value);
+  return value;
+}
+inline void store_double(double* p, double value) noexcept { __builtin_memcpy(p, &value, sizeof value); }
+
 // The roots of a stage. Each butterfly has radix - 1 of its own, real and imaginary parts in turn, for
 // results (or inputs) 1 and on; those of sums are LinePlan::sum_roots of the stage's radix.
 template <class T>

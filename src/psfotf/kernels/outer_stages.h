@@ -74,8 +74,8 @@ class ChirpedRow {
       const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(whole_) * V::kLanes + lane;
       tail_chirp_[lane] = is_there ? sign * row.chirp_re[m] : 0;
       tail_chirp_[V::kLanes + lane] = is_there ? sign * row.chirp_im[m] : 0;
-      tail_[lane] = is_there ? static_cast<T>(re[at]) : 0;
-      tail_[V::kLanes + lane] = is_there ? static_cast<T>(im[at]) : 0;
+      tail_[lane] = is_there ? static_cast<T>(load_double(re + at)) : 0;
+      tail_[V::kLanes + lane] = is_there ? static_cast<T>(load_double(im + at)) : 0;
     }
   }
 

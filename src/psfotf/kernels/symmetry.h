@@ -6,18 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "psfotf/kernels/elements.h"
 #include "psfotf/kernels/kernels.h"
 #include "psfotf/kernels/stages.h"
 
 namespace kyv::psfotf {
 namespace {
-
-inline double load_double(const double* p) noexcept {
-  double value = 0;
-  __builtin_memcpy(&value, p, sizeof value);
-  return value;
-}
-inline void store_double(double* p, double value) noexcept { __builtin_memcpy(p, &value, sizeof value); }
 
 // What is compared is met once, straight from memory: it is fetched this many values ahead.
 inline constexpr std::size_t kAhead = 1024;
