@@ -130,6 +130,11 @@ std::uint64_t welcome_bytes(const PlaneShape& shape) noexcept {
   return 3 * plane_bytes(shape) + (std::uint64_t{64} << 10);
 }
 
+// All tables of a convolution: the inner roots, the spectrum, and half a chirp or the powers of a generator.
+std::uint64_t table_values(const LineShape& line) noexcept {
+  return 4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
+}
+
 // Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
 // the elements that it works in then. Without gaps between the parts of these, many lines are slower.
 constexpr std::int32_t kFewLines = 16;
@@ -141,9 +146,8 @@ bool is_too_much(const PlaneShape& shape, const LineShape& line, std::int32_t la
                  std::uint64_t blocks) noexcept {
   const std::uint64_t work =
       static_cast<std::uint64_t>(line.length) + static_cast<std::uint64_t>(line.work_elements);
-  const std::uint64_t tables =
-      4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
-  return (blocks + 2 * static_cast<std::uint64_t>(lanes) * work + tables) * sizeof(T) > welcome_bytes(shape);
+  return (blocks + 2 * static_cast<std::uint64_t>(lanes) * work + table_values(line)) * sizeof(T) >
+         welcome_bytes(shape);
 }
 
 // Rows that are transformed all at once always do.
@@ -264,11 +268,8 @@ Tables tables_for(std::int32_t lines, const LineShape& line, const PlaneShape& s
                   const WorkspaceLayout& layout) noexcept {
   constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
   if (doubles * lines > 3 && doubles * lines != 5) return Tables::kForMany;
-  // The inner roots, the spectrum, and half a chirp or the powers of a generator.
-  const std::uint64_t tables =
-      4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
   const bool is_alone = line.method != LineMethod::kMixedRadix;
-  const bool fit = (layout.values + tables) * sizeof(T) <= welcome_bytes(shape);
+  const bool fit = (layout.values + table_values(line)) * sizeof(T) <= welcome_bytes(shape);
   return is_alone && fit ? Tables::kForMany : Tables::kForFew;
 }
 
