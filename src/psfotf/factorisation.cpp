@@ -331,6 +331,17 @@ bool factorize_within(LineShape& shape, std::int32_t length, std::int32_t lanes,
   return true;
 }
 
+namespace {
+
+// What an inner transform within lanes works in, its spectrum and its roots: the first radix spares all but a
+// share of the roots and nearly half of the spectrum.
+double inner_values(const LineShape& inner, std::int32_t lanes) noexcept {
+  const double parts = inner.radices[0];
+  return inner.length * (lanes * (3 + 1 / parts) + 2 / parts);
+}
+
+}  // namespace
+
 LineShape choose_line_within(std::int32_t length, std::int32_t lanes, RadixSet radices,
                              WithinFor purpose) noexcept {
   LineShape shape;
@@ -338,19 +349,32 @@ LineShape choose_line_within(std::int32_t length, std::int32_t lanes, RadixSet r
   shape.method = LineMethod::kBluestein;
   shape.cost = std::numeric_limits<double>::infinity();
   const std::int64_t least = (2 * static_cast<std::int64_t>(length) - 2) / lanes + 1;
+  double least_values = 0;
   const auto consider = [&](std::int32_t elements) {
     LineShape inner;
     if (elements > INT32_MAX / lanes || !factorize_within(inner, elements, lanes, radices)) return;
     const double cost = convolution_cost(inner, length, 5) * lanes;
-    const bool is_better =
-        purpose == WithinFor::kLeastTime ? cost < shape.cost : elements < shape.inner_length;
+    const double values = inner_values(inner, lanes);
+    const bool is_better = purpose == WithinFor::kLeastTime ? cost < shape.cost : values < least_values;
     if (shape.inner_length > 0 && !is_better) return;
     shape.inner_length = shape.work_elements = elements;
     shape.cost = cost;
+    least_values = values;
   };
   for_smooth_lengths(least, 2 * lanes, consider);
-  if (purpose == WithinFor::kLeastMemory) for_smooth_lengths(least, 63 * 2 * lanes, consider);
+  if (purpose != WithinFor::kLeastTime) {
+    for (const std::int32_t odd : {63, 75, 81}) for_smooth_lengths(least, odd * 2 * lanes, consider);
+  }
+  if (purpose == WithinFor::kLeastMemory) {
+    for (const std::int32_t prime : {7, 11, 13}) for_smooth_lengths(least, prime * 2 * lanes, consider);
+  }
   return shape;
+}
+
+double values_within(const LineShape& shape, std::int32_t lanes, RadixSet radices) noexcept {
+  LineShape inner;
+  factorize_within(inner, shape.inner_length, lanes, radices);
+  return inner_values(inner, lanes);
 }
 
 bool is_possible(const LineShape& shape) noexcept {

@@ -45,11 +45,15 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept;
 // summed directly.
 bool factorize(LineShape& shape, std::int32_t length, RadixSet radices) noexcept;
 
-// Bluestein's convolution of a line that lies within lanes: the cheapest, or the shortest. Its inner length
-// and work are elements of as many values.
-enum class WithinFor : std::uint8_t { kLeastTime, kLeastMemory };
+// Bluestein's convolution of a line that lies within lanes: the cheapest, or the one that takes the least
+// memory, among lengths of small primes or of any up to 13. Its inner length and work are elements of as many
+// values.
+enum class WithinFor : std::uint8_t { kLeastTime, kLessMemory, kLeastMemory };
 LineShape choose_line_within(std::int32_t length, std::int32_t lanes, RadixSet radices,
                              WithinFor purpose) noexcept;
+
+// Values that it takes beside its chirp, about.
+double values_within(const LineShape& shape, std::int32_t lanes, RadixSet radices) noexcept;
 
 // Its inner stages, of which the first one cuts the elements into parts of a multiple of the lanes; false
 // where none does.

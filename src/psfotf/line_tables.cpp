@@ -541,6 +541,19 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, 
   return plan;
 }
 
+// Where the elements of a line that is Rader's in place are expected, and where its results are left.
+template <class T>
+void fill_places(const LinePlan<T>& plan, std::int32_t* inputs, std::int32_t* positions) noexcept {
+  const LinePlan<T>& inner = *plan.inner;
+  const std::int32_t part = inner.length / inner.radices[0];
+  for (std::int32_t q = 0; q < inner.length; ++q) {
+    const std::int32_t place = q + q / part * (inner.part_pitch - part);
+    inputs[plan.powers[q]] = place;
+    positions[plan.powers[inner.length - q]] = place;
+  }
+  inputs[0] = positions[0] = inner.radices[0] * inner.part_pitch;
+}
+
 // The lines that a mixed radix has for butterflies; equal primes follow one another and share theirs.
 template <class T>
 const LinePlan<T>* const* lay_primes(const LineShape& shape, Tables tables, const Kernels& kernels,
@@ -573,11 +586,19 @@ const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, c
                             const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept {
   if (shape.method != LineMethod::kMixedRadix) {
     const bool in_order = use.results == Results::kInOrder;
-    auto* positions = arena.take<std::int32_t>(in_order ? 0 : static_cast<std::uint64_t>(shape.length));
+    const bool has_places = shape.method == LineMethod::kRader && use.results == Results::kInPlace;
+    const auto length = static_cast<std::uint64_t>(shape.length);
+    auto* positions = arena.take<std::int32_t>(in_order ? 0 : length);
+    auto* inputs = arena.take<std::int32_t>(has_places ? length : 0);
     LinePlan<T>* plan = lay_convolution<T>(shape.convolution(), use, kernels, arena, memory);
     if (plan == nullptr || in_order) return plan;
-    std::iota(positions, positions + shape.length, 0);
     plan->positions = positions;
+    if (has_places) {
+      fill_places(*plan, inputs, positions);
+      plan->inputs = inputs;
+    } else {
+      std::iota(positions, positions + shape.length, 0);
+    }
     return plan;
   }
   auto* plan = lay_mixed_radix<T>(shape, use.gap, roots, arena);

@@ -39,8 +39,9 @@ class PlanningMemory {
 template <class T>
 RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept;
 
-// Where a convolution leaves its results. In place, the line of Bluestein's lies among the elements that it
-// works in, without gaps between their parts. In order, so it does and has no positions besides.
+// Where a convolution leaves its results. In place, the line lies among the elements that it works in:
+// Bluestein's in order and without gaps between their parts, Rader's by the powers of a generator. In order,
+// which Rader's is not, so it does and has no positions besides.
 enum class Results : std::uint8_t { kAtPositions, kInPlace, kInOrder };
 
 // Whether a convolution's tables are for many lines or for so few that they should not outgrow them.

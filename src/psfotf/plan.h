@@ -75,6 +75,9 @@ struct LinePlan {
   const T* spectrum_im;
   // Rader: powers 0 to length - 1 of a generator, the elements to take; backwards, those to fill.
   const std::int32_t* powers;
+  // Rader in place: element k of the line is expected at place inputs[k] of what the inner transform works
+  // in, the first one behind that; `positions` tells of the results. Else null, and k is its place.
+  const std::int32_t* inputs;
   // Bluestein: the chirp, elements 0 to length / 2, and a vector more within lanes; see chirp_sign().
   const T* chirp_re;
   const T* chirp_im;
@@ -131,6 +134,14 @@ enum class RowOutput : std::uint8_t {
   kPastCaches,  // and these without a place in the caches
 };
 
+// What waits in a small place, done or not begun, while the other lines work in all of theirs.
+enum class Waiting : std::uint8_t {
+  kNone,
+  kLastRows,     // those beyond a vector's lanes, finished: one block after another, of these rows alone
+  kLastColumns,  // likewise, not begun: row after row of these columns alone, and a vector's room behind each
+                 // part
+};
+
 // A plane as the transform sees it: `rows` runs of `row_length` contiguous values, both at least 1, their
 // product within 31 bits.
 struct PlaneShape {
@@ -163,7 +174,9 @@ struct PlanePlan {
   std::size_t line_offset;
   std::size_t row_work_offset;     // of what convolutions of rows work in
   std::size_t column_work_offset;  // and of columns: in place, their last block lies there
+  std::size_t waiting_offset;
   std::size_t carry_offset;
+  Waiting waiting;
   RowOutput output;
   bool rows_of_lines;  // past the caches, and rows are whole cache lines: there is room for one block more
   bool blocks_past_caches;

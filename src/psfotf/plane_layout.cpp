@@ -74,6 +74,15 @@ bool leaves_in_lines(const PlaneShape& shape, const PlaneMethod& method, std::in
   return !come_as_blocks || plane_bytes(shape) >= kStreamedBlockBytes;
 }
 
+// Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
+// the elements that it works in then. Without gaps between the parts of these, many lines are slower.
+constexpr std::int32_t kFewLines = 16;
+
+// The parts of few rows are too short to meet in a few cache sets.
+PartGap block_gap(const PlaneShape& shape, const LineShape& column) noexcept {
+  return shape.rows <= kFewLines ? PartGap::kNone : gap_of(column);
+}
+
 // The plan's own places in the workspace, in values.
 struct WorkspaceLayout {
   std::int32_t blocks;
@@ -85,11 +94,13 @@ struct WorkspaceLayout {
   bool rows_in_place;
   bool columns_in_place;
   bool has_halves;
+  Waiting waiting;
   std::uint64_t block_offset;
   std::uint64_t block_pitch;
   std::uint64_t line_offset;
   std::uint64_t row_work_offset;
   std::uint64_t column_work_offset;
+  std::uint64_t waiting_offset;
   std::uint64_t carry_offset;
   std::uint64_t values;
 };
@@ -97,7 +108,7 @@ struct WorkspaceLayout {
 // Whether real and Hermitian planes are worked on by halves. Thin planes gain nothing by it: half of the
 // columns are to fill about two vectors, and rows that lie across the lanes are to be more than these. Half
 // of the columns' blocks, one block for the columns before the first whole line and two values of each row
-// find room where all blocks have theirs.
+// find room where all blocks have theirs. Where rows wait, no others do: half of them fit a vector's lanes.
 bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const WorkspaceLayout& layout,
                 std::int32_t lanes) noexcept {
   const std::int32_t columns = half_columns(shape.row_length);
@@ -109,7 +120,10 @@ bool has_halves(const PlaneShape& shape, const PlaneMethod& method, const Worksp
   const auto blocks = static_cast<std::uint64_t>((columns + lanes - 1) / lanes);
   const std::uint64_t edges = 2 * static_cast<std::uint64_t>(shape.rows);
   const std::uint64_t behind = std::max(edges, layout.rows_of_lines ? layout.block_pitch : 0);
-  return blocks * layout.block_pitch + behind <= layout.line_offset;
+  const bool rows_wait = layout.waiting == Waiting::kLastRows;
+  if (rows_wait && shape.rows / 2 + 1 > lanes) return false;
+  const std::uint64_t room = rows_wait ? layout.waiting_offset - layout.block_offset : layout.line_offset;
+  return blocks * layout.block_pitch + behind <= room;
 }
 
 // Whether all rows lie across one vector's lanes: they are transformed at once, and what they worked in is
@@ -131,13 +145,26 @@ std::uint64_t welcome_bytes(const PlaneShape& shape) noexcept {
 }
 
 // All tables of a convolution: the inner roots, the spectrum, and half a chirp or the powers of a generator.
-std::uint64_t table_values(const LineShape& line) noexcept {
+std::uint64_t table_values(const ConvolutionShape& line) noexcept {
   return 4 * static_cast<std::uint64_t>(line.inner_length) + static_cast<std::uint64_t>(line.length);
 }
 
-// Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
-// the elements that it works in then. Without gaps between the parts of these, many lines are slower.
-constexpr std::int32_t kFewLines = 16;
+// Of a line: those of the convolutions in it, roots and positions.
+std::uint64_t table_values(const LineShape& line) noexcept {
+  if (line.method != LineMethod::kMixedRadix) return table_values(line.convolution());
+  std::uint64_t values = 3 * static_cast<std::uint64_t>(line.length);
+  for (int i = 0; i < line.convolved_stages; ++i) values += table_values(line.convolutions[i]);
+  return values;
+}
+
+// Beside up to three lines of doubles, or beside five, which leave most empty lanes of vectors of eight, all
+// of a convolution's tables may be a large part of the memory: three times the plane's own bytes and 64 KiB.
+// Floats have half of both.
+template <class T>
+bool may_outgrow(std::int32_t lines) noexcept {
+  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
+  return doubles * lines <= 3 || doubles * lines == 5;
+}
 
 // Whether few lines would take too much with one more beside `blocks` values: themselves, what they work in,
 // and tables of twice the inner length.
@@ -150,15 +177,18 @@ bool is_too_much(const PlaneShape& shape, const LineShape& line, std::int32_t la
          welcome_bytes(shape);
 }
 
-// Rows that are transformed all at once always do.
+// Rows that are transformed all at once do: Rader's where some of the lanes are empty, which saves less than
+// their tables of places take else.
 template <class T>
 bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes,
                        std::uint64_t blocks) noexcept {
-  if (method.rows_within_lanes || method.row.method != LineMethod::kBluestein || shape.rows > kFewLines ||
+  if (method.rows_within_lanes || method.row.method == LineMethod::kMixedRadix || shape.rows > kFewLines ||
       shape.rows == shape.row_length) {
     return false;
   }
-  return all_across_lanes(shape, method, lanes) || is_too_much<T>(shape, method.row, lanes, blocks);
+  const bool are_all = all_across_lanes(shape, method, lanes);
+  if (method.row.method == LineMethod::kRader) return are_all && shape.rows < lanes;
+  return are_all || is_too_much<T>(shape, method.row, lanes, blocks);
 }
 
 // The same of columns, whose last block it is.
@@ -168,6 +198,56 @@ bool are_columns_in_place(const PlaneShape& shape, const PlaneMethod& method, co
   return method.column.method == LineMethod::kBluestein && layout.blocks <= 2 &&
          shape.row_length <= kFewLines && layout.output == RowOutput::kDirect &&
          shape.rows != shape.row_length && is_too_much<T>(shape, method.column, lanes, blocks);
+}
+
+// Where few lines more than a vector's lanes would take too much beside all of the others, these wait: rows
+// that are done first, where the columns need no work of their own, or columns that come last.
+template <class T>
+Waiting choose_waiting(const PlaneShape& shape, const PlaneMethod& method, const WorkspaceLayout& layout,
+                       std::int32_t lanes, std::uint64_t blocks) noexcept {
+  const std::uint64_t element = 2 * static_cast<std::uint64_t>(lanes);
+  const auto is_too_much = [&](std::int32_t lines, const LineShape& line, std::uint64_t others,
+                               std::int32_t in_work) {
+    // Tables for few leave out most roots of the first stage.
+    const auto left_out = static_cast<std::uint64_t>(may_outgrow<T>(lines) ? line.inner_length : 0);
+    const std::uint64_t work = element * static_cast<std::uint64_t>(in_work);
+    return (others + work + table_values(line) - left_out) * sizeof(T) > welcome_bytes(shape);
+  };
+  if (method.rows_within_lanes) return Waiting::kNone;
+  if (layout.columns_in_place) {
+    const bool are_more = shape.row_length > lanes && shape.row_length < 2 * lanes;
+    const bool wait = are_more && is_too_much(shape.row_length, method.column, layout.block_pitch,
+                                              method.column.inner_length);
+    return wait ? Waiting::kLastColumns : Waiting::kNone;
+  }
+  const bool are_more = shape.rows > lanes && shape.rows <= 2 * lanes && shape.rows <= kFewLines &&
+                        shape.rows != shape.row_length && method.column.work_elements == 0;
+  const LineShape& row = method.row;
+  const std::int32_t work = layout.rows_in_place ? row.inner_length : row.length + row.work_elements;
+  return are_more && is_too_much(shape.rows, row, blocks, work) ? Waiting::kLastRows : Waiting::kNone;
+}
+
+std::uint64_t waiting_values(const PlaneShape& shape, const WorkspaceLayout& layout,
+                             std::int32_t lanes) noexcept {
+  const auto element = 2 * static_cast<std::uint64_t>(lanes);
+  switch (layout.waiting) {
+    case Waiting::kNone:
+      return 0;
+    case Waiting::kLastRows:
+      return element * static_cast<std::uint64_t>(shape.rows - lanes) *
+             static_cast<std::uint64_t>(layout.blocks);
+    case Waiting::kLastColumns:
+      return 2 * static_cast<std::uint64_t>(lanes) +
+             2 * static_cast<std::uint64_t>(shape.row_length - lanes) *
+                 static_cast<std::uint64_t>(shape.rows);
+  }
+  return 0;
+}
+
+// That a line takes which is convolved in place: Rader's first one lies behind the others.
+std::uint64_t in_place_elements(const LineShape& line) noexcept {
+  return static_cast<std::uint64_t>(line.method == LineMethod::kRader ? line.work_elements + 1
+                                                                      : line.inner_length);
 }
 
 template <class T>
@@ -193,7 +273,7 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
   // In place, the line is the first of these.
   const bool in_place = layout.rows_in_place;
   const std::uint64_t rows_end =
-      in_place ? element * static_cast<std::uint64_t>(method.row.inner_length) : line_values + behind_line;
+      in_place ? element * in_place_elements(method.row) : line_values + behind_line;
   const std::uint64_t column_values = element * static_cast<std::uint64_t>(method.column.work_elements);
   const std::uint64_t row_work = in_place ? 0 : line_values;
   if (are_rows_convolved_within(method)) {
@@ -202,11 +282,14 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
     layout.line_offset = shape.rows == 1 ? 0 : blocks;
     const std::uint64_t line = element * static_cast<std::uint64_t>(method.row.inner_length);
     layout.carry_offset = layout.line_offset + line;
-  } else if (all_across_lanes(shape, method, lanes)) {
+  } else if (all_across_lanes(shape, method, lanes) || layout.waiting == Waiting::kLastRows) {
     layout.line_offset = layout.column_work_offset = 0;
     layout.row_work_offset = row_work;
-    layout.block_offset = whole_lines<T>(line_values);
-    layout.carry_offset = std::max(layout.block_offset + blocks, whole_lines<T>(rows_end));
+    // Rader's results lie anywhere among the elements.
+    const bool are_results_apart = in_place && method.row.method == LineMethod::kRader;
+    layout.block_offset = whole_lines<T>(are_results_apart ? rows_end : line_values);
+    layout.waiting_offset = std::max(layout.block_offset + blocks, whole_lines<T>(rows_end));
+    layout.carry_offset = layout.waiting_offset + waiting_values(shape, layout, lanes);
   } else if (is_one_row_within(shape, method, layout)) {
     const bool comes_as_blocks = method.row.length % lanes == 0;
     layout.block_offset = layout.row_work_offset = layout.column_work_offset = 0;
@@ -214,8 +297,11 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
     layout.carry_offset = layout.line_offset + line_values + (comes_as_blocks ? 0 : behind_line);
   } else if (layout.columns_in_place) {
     layout.block_offset = 0;
-    layout.column_work_offset = static_cast<std::uint64_t>(layout.blocks - 1) * layout.block_pitch;
-    layout.line_offset = layout.column_work_offset + std::max(layout.block_pitch, column_values);
+    layout.column_work_offset = layout.waiting == Waiting::kLastColumns
+                                    ? 0
+                                    : static_cast<std::uint64_t>(layout.blocks - 1) * layout.block_pitch;
+    layout.waiting_offset = layout.column_work_offset + std::max(layout.block_pitch, column_values);
+    layout.line_offset = whole_lines<T>(layout.waiting_offset + waiting_values(shape, layout, lanes));
     layout.row_work_offset = layout.line_offset + row_work;
     layout.carry_offset = layout.line_offset + rows_end;
   } else {
@@ -235,7 +321,7 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   WorkspaceLayout layout;
   layout.blocks = shape.row_length / lanes + (shape.row_length % lanes != 0 ? 1 : 0);
   layout.part_rows = part_length(method.column);
-  layout.part_gap = gap_of(method.column);
+  layout.part_gap = block_gap(shape, method.column);
   const auto block_elements = static_cast<std::uint64_t>(elements_with_gaps(method.column, layout.part_gap));
   const std::uint64_t block = element * block_elements;
   // Short blocks follow one another, and so do those that are written whole, or one by one for few rows:
@@ -251,6 +337,8 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
   layout.rows_in_place = are_rows_in_place<T>(shape, method, lanes, blocks);
   layout.columns_in_place = are_columns_in_place<T>(shape, method, layout, lanes, blocks);
+  layout.waiting = choose_waiting<T>(shape, method, layout, lanes, blocks);
+  layout.waiting_offset = 0;
   place_regions<T>(shape, method, lanes, blocks, layout);
   layout.has_halves = has_halves(shape, method, layout, lanes);
   constexpr std::uint64_t carry = kCarryDoubles * sizeof(double) / sizeof(T);
@@ -260,14 +348,10 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   return layout;
 }
 
-// Beside up to three lines of doubles, or beside five, which leave most empty lanes of vectors of eight, all
-// of a convolution's tables may be a large part of the memory: three times the plane's own bytes and 64 KiB.
-// Floats have half of both.
 template <class T>
 Tables tables_for(std::int32_t lines, const LineShape& line, const PlaneShape& shape,
                   const WorkspaceLayout& layout) noexcept {
-  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
-  if (doubles * lines > 3 && doubles * lines != 5) return Tables::kForMany;
+  if (!may_outgrow<T>(lines)) return Tables::kForMany;
   const bool is_alone = line.method != LineMethod::kMixedRadix;
   const bool fit = (layout.values + table_values(line)) * sizeof(T) <= welcome_bytes(shape);
   return is_alone && fit ? Tables::kForMany : Tables::kForFew;
@@ -296,7 +380,7 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
   auto* plan = arena.take<PlanePlan<T>>(1);
   RootTable<T> roots = roots_of(method.column, shape.rows);
   const WorkspaceLayout layout = lay_workspace<T>(shape, method, lanes);
-  const LineUse column_use{gap_of(method.column),
+  const LineUse column_use{layout.part_gap,
                            layout.columns_in_place ? Results::kInPlace : Results::kAtPositions,
                            tables_for<T>(shape.row_length, method.column, shape, layout)};
   const LinePlan<T>* column = lay_line<T>(method.column, roots, column_use, kernels, arena, memory);
@@ -313,13 +397,13 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
     row_twiddles = arena.take<T>(2 * static_cast<std::uint64_t>(shape.row_length));
     if (roots.re != nullptr) fill_row_twiddles(roots, method.row.length, lanes, row_twiddles);
   } else if (!square) {
-    const LineUse row_use{PartGap::kNone,
-                          all_across_lanes(shape, method, lanes) ? Results::kInOrder
-                          : layout.rows_in_place                 ? Results::kInPlace
-                                                                 : Results::kAtPositions,
-                          tables_for<T>(shape.rows, method.row, shape, layout)};
+    const bool by_powers = layout.rows_in_place && method.row.method == LineMethod::kRader;
+    const Results results = all_across_lanes(shape, method, lanes) && !by_powers ? Results::kInOrder
+                            : layout.rows_in_place                               ? Results::kInPlace
+                                                                                 : Results::kAtPositions;
+    const LineUse row_use{PartGap::kNone, results, tables_for<T>(shape.rows, method.row, shape, layout)};
     row = lay_line<T>(method.row, roots, row_use, kernels, arena, memory);
-  } else if (gap_of(method.column) != PartGap::kNone) {
+  } else if (layout.part_gap != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);
   }
   if (arena.is_counting()) return nullptr;
@@ -337,7 +421,9 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
            .line_offset = static_cast<std::size_t>(layout.line_offset),
            .row_work_offset = static_cast<std::size_t>(layout.row_work_offset),
            .column_work_offset = static_cast<std::size_t>(layout.column_work_offset),
+           .waiting_offset = static_cast<std::size_t>(layout.waiting_offset),
            .carry_offset = static_cast<std::size_t>(layout.carry_offset),
+           .waiting = layout.waiting,
            .output = layout.output,
            .rows_of_lines = layout.rows_of_lines,
            .blocks_past_caches = layout.blocks_past_caches,
@@ -354,6 +440,8 @@ constexpr std::int32_t kLongestInWideVectors = 3584;
 constexpr std::int32_t kWideVector = 32;  // bytes
 // A convolution within lanes costs no less for each value: twice the length, five passes and two radices 6.
 constexpr double kLeastCostWithin = 90;
+// The roots between elements and lanes, and those of first stages, of the longest row of which that matters.
+constexpr double kOtherValuesWithin = 1800;
 // And this much for each row, in the same unit as those of one value.
 constexpr double kRowCost = 4000;
 
@@ -384,8 +472,15 @@ LineShape cheaper_within(const PlaneShape& shape, const LineShape& across,
       (is_one && is_wide && shape.row_length > kLongestInWideVectors)) {
     return none;
   }
-  const LineShape within = choose_line_within(shape.row_length, lanes, kernels.radices,
-                                              is_one ? WithinFor::kLeastMemory : WithinFor::kLeastTime);
+  LineShape within = choose_line_within(shape.row_length, lanes, kernels.radices,
+                                        is_one ? WithinFor::kLessMemory : WithinFor::kLeastTime);
+  if (is_one && is_possible(within)) {
+    const double values =
+        values_within(within, lanes, kernels.radices) + shape.row_length + kOtherValuesWithin;
+    if (values * sizeof(T) > static_cast<double>(welcome_bytes(shape))) {
+      within = choose_line_within(shape.row_length, lanes, kernels.radices, WithinFor::kLeastMemory);
+    }
+  }
   return shape.rows * (within.cost + kRowCost / shape.row_length) < cost ? within : none;
 }
 

@@ -80,13 +80,15 @@ TEST_P(Accuracy, EveryLengthTo260AgainstSmallPartners) {
 
 TEST_P(Accuracy, LargerLengthsOfEveryKind) {
   // Primes for which p - 1 is smooth, has a large prime, is twice a prime; products with one large prime, two
-  // of them, one twice; powers; lengths of one row or one column; few lines that have tables of their own.
+  // of them, one twice; powers; lengths of one row or one column; few lines that have tables of their own;
+  // lines that wait for the others or lie by powers.
   check_long_lines({{257, 18},  {263, 17}, {347, 3},  {3, 503},  {509, 2},  {2, 521},  {661, 5},
                     {393, 16},  {769, 1},  {1, 786},  {881, 16}, {16, 907}, {997, 4},  {1009, 9},
                     {9, 1013},  {1019, 8}, {1021, 3}, {3, 1021}, {9, 1262}, {16, 407}, {2501, 4},
                     {17, 1681}, {729, 33}, {33, 625}, {343, 17}, {512, 48}, {500, 30}, {30, 480},
                     {1000, 5},  {5, 1024}, {1, 4096}, {1, 992},  {7776, 1}, {2063, 2}, {2, 1823},
-                    {1823, 3},  {5, 1543}, {1, 2986}, {1187, 9}, {2, 1896}, {7, 1478}, {1, 3853}});
+                    {1823, 3},  {5, 1543}, {1, 2986}, {1187, 9}, {2, 1896}, {7, 1478}, {1, 3853},
+                    {1163, 9},  {9, 1031}, {5, 1621}, {9, 3662}, {5, 1929}, {3203, 5}, {3, 1811}});
 }
 
 TEST_P(Accuracy, SquaresAndTheirLikes) {

@@ -98,11 +98,12 @@ void* guarded_malloc(std::size_t bytes) {
 void guarded_free(void* block) { g_blocks.erase(block); }
 
 TEST(Lengths, PlansAndWorkspacesAreLargeEnoughAndWrittenBeforeTheyAreRead) {
-  constexpr std::array<std::pair<std::int32_t, std::int32_t>, 34> shapes{
+  constexpr std::array<std::pair<std::int32_t, std::int32_t>, 41> shapes{
       {{1, 1},    {1, 7},    {1, 64},   {1, 1009}, {1, 4096}, {1, 4056},  {1, 3968},  {1, 10007}, {509, 1},
        {2, 3},    {2, 1187}, {4, 503},  {5, 719},  {3, 1021}, {1021, 3},  {9, 17},    {16, 48},   {33, 31},
        {60, 64},  {64, 60},  {65, 127}, {100, 90}, {254, 10}, {211, 211}, {256, 512}, {393, 128}, {2, 1823},
-       {1823, 2}, {3, 2063}, {1823, 3}, {1187, 9}, {1, 3662}, {7, 1478},  {1, 3853}}};
+       {1823, 2}, {3, 2063}, {1823, 3}, {1187, 9}, {1, 3662}, {7, 1478},  {1, 3853},  {1163, 9},  {9, 1031},
+       {5, 1621}, {9, 3662}, {5, 1929}, {3203, 5}, {3, 1811}}};
   for (const auto& [width, height] : shapes) {
     const Stack stack = random_stack(width, height, 2);
     for (const runtime::KernelSet* set : runnable_kernel_sets()) {

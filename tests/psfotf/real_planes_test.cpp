@@ -72,8 +72,16 @@ TEST_P(RealPlanes, EveryLengthOnBothAxes) {
 
 TEST_P(RealPlanes, LengthsOfEveryKindInBothOrders) {
   // Convolutions, radices without code of their own, more than one group of columns, planes past the caches.
-  for (const auto& [width, height] :
-       {std::pair{263, 340}, {503, 48}, {1021, 66}, {512, 130}, {1024, 64}, {370, 131}, {97, 97 * 4}}) {
+  for (const auto& [width, height] : {std::pair{263, 340},
+                                      {503, 48},
+                                      {1021, 66},
+                                      {512, 130},
+                                      {1024, 64},
+                                      {370, 131},
+                                      {97, 97 * 4},
+                                      {9, 1031},
+                                      {5, 1929},
+                                      {3, 1811}}) {
     check(width, height);
     check(height, width);
   }

@@ -120,9 +120,24 @@ Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
   return mean.sum;
 }
 
+// Rader's in place: the elements already lie by the powers of a generator, LinePlan::inputs.
+template <class V>
+void run_rader_in_place(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
+  const LinePlan<LaneOf<V>>& inner = *plan.inner;
+  LaneOf<V>* zero = data + static_cast<std::ptrdiff_t>(inner.radices[0]) * inner.part_pitch * kElement<V>;
+  run_outer_stage<V, Decimation::kInFrequency>(inner, data, [](std::int32_t, LaneOf<V>*) {});
+  const Complex<V> first = load_element<V>(zero);
+  store_element<V>(zero, first + convolve_parts<V>(plan, data, first));
+  run_outer_stage<V, Decimation::kInTime>(inner, data, [](std::int32_t, LaneOf<V>* place) {
+    const Complex<V> x = load_element<V>(place);
+    store_element<V>(place, {x.im, x.re});
+  });
+}
+
 // Rader 1968: the powers of a generator turn a prime length p into a cyclic convolution of length p - 1.
 template <class V>
 void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
+  if (plan.inputs != nullptr) return run_rader_in_place<V>(plan, data);
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
   const PermutedLine<V> line(plan, data);
   const OuterCode<V, PermutedLine<V>>& code = outer_code<V>(inner).permuted;

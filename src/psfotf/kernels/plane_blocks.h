@@ -20,14 +20,16 @@ struct Workspace {
   LaneOf<V>* line;
   LaneOf<V>* row_work;
   LaneOf<V>* column_work;
+  LaneOf<V>* waiting;
   double* carry;
 };
 
 template <class V>
 Workspace<V> workspace_of(const PlanePlan<LaneOf<V>>& plan, void* memory) noexcept {
   auto* values = static_cast<LaneOf<V>*>(memory);
-  return {values + plan.block_offset, values + plan.line_offset, values + plan.row_work_offset,
-          values + plan.column_work_offset, reinterpret_cast<double*>(values + plan.carry_offset)};
+  return {values + plan.block_offset,    values + plan.line_offset,
+          values + plan.row_work_offset, values + plan.column_work_offset,
+          values + plan.waiting_offset,  reinterpret_cast<double*>(values + plan.carry_offset)};
 }
 
 // How the columns of a plane are cut into blocks. Where finished rows leave as whole cache lines straight
@@ -83,6 +85,20 @@ template <class V>
 inline std::ptrdiff_t row_place(const PlanePlan<LaneOf<V>>& plan, std::int32_t row) noexcept {
   return (row + row / plan.part_rows * plan.part_gap) * kElement<V>;
 }
+
+// The columns behind the first block, while they wait: the real and the imaginary parts of row after row.
+// Vectors run over the end by less than their lanes.
+template <class V>
+struct WaitingColumns {
+  std::int32_t count;
+  LaneOf<V>* re;
+  LaneOf<V>* im;
+
+  WaitingColumns(const PlanePlan<LaneOf<V>>& plan, const Workspace<V>& workspace) noexcept
+      : count(plan.row_length - V::kLanes),
+        re(workspace.waiting),
+        im(re + static_cast<std::ptrdiff_t>(plan.rows) * count + V::kLanes) {}
+};
 
 // Elements to places `step` values apart.
 template <class V, int N>

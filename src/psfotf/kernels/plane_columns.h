@@ -126,6 +126,32 @@ void store_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, con
   }
 }
 
+// One block and the columns behind it, which take its place when it is done.
+template <class V>
+void store_waiting_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
+                           const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  using T = LaneOf<V>;
+  const LinePlan<T>& column = *plan.column;
+  ColumnOutput<T> out = direct_output<V>(plan, arrays);
+  prepare_columns<V>(plan, cut, workspace, 0, 1, 0, out);
+  store_rows<V>(column, out, 0, plan.rows);
+  const WaitingColumns<V> waiting(plan, workspace);
+  for (std::int32_t r = 0; r < plan.rows; ++r) {
+    const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(r) * waiting.count;
+    const Complex<V> x{simd::load(waiting.re + at), simd::load(waiting.im + at)};
+    store_element<V>(workspace.blocks + row_place<V>(plan, r), x);
+  }
+  prepare_columns<V>(plan, cut, workspace, 0, 1, 0, out);
+  for (std::int32_t k = 0; k < plan.rows; ++k) {
+    const T* element = workspace.blocks + column.positions[k] * kElement<V>;
+    const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * plan.row_length + V::kLanes;
+    for (std::int32_t c = 0; c < waiting.count; ++c) {
+      store_double(arrays.dst_re + place + c, static_cast<double>(element[c]));
+      store_double(arrays.dst_im + place + c, static_cast<double>(element[V::kLanes + c]));
+    }
+  }
+}
+
 // Blocks one by one, beginning with the one that lies where the others' convolutions work.
 template <class V>
 void store_columns_in_place(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
@@ -200,6 +226,7 @@ ColumnsLeave choose_columns_leave(const PlanePlan<LaneOf<V>>& plan, const BlockC
 template <class V>
 void transform_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, const PlaneArrays& arrays,
                        const Workspace<V>& workspace) noexcept {
+  if (plan.waiting == Waiting::kLastColumns) return store_waiting_columns<V>(plan, cut, arrays, workspace);
   if (plan.columns_in_place) return store_columns_in_place<V>(plan, cut, arrays, workspace);
   switch (choose_columns_leave<V>(plan, cut, arrays)) {
     case ColumnsLeave::kAsTheyCome:

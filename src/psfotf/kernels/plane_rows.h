@@ -32,11 +32,20 @@ struct RowPointers {
   }
 };
 
+// Where elements of a line lie: in order, or at places of a table.
+struct InOrder {
+  std::int32_t operator()(std::int32_t k) const noexcept { return k; }
+};
+struct AtPlaces {
+  const std::int32_t* places;
+  std::int32_t operator()(std::int32_t k) const noexcept { return places[k]; }
+};
+
 // One part (real or imaginary) of rows to the same part of line elements. The rows' later values, and then
 // the first ones of the next rows, are fetched on the way.
-template <class V>
+template <class V, class Place = InOrder>
 void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptrdiff_t next_rows,
-                 LaneOf<V>* line) noexcept {
+                 LaneOf<V>* line, const Place& place = {}) noexcept {
   constexpr std::int32_t ahead = 1024 / V::kLanes;  // columns: the fewer rows, the sooner they are needed
   const std::int32_t tiles = (row_length + V::kLanes - 1) / V::kLanes;
   for (std::int32_t b = 0; b < tiles; ++b) {
@@ -51,17 +60,68 @@ void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptr
     }
     simd::transpose(tile);
 #pragma GCC unroll 16
-    for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(line + (column + i) * kElement<V>, tile[i]);
+    for (int i = 0; i < V::kLanes; ++i) simd::store_aligned(line + place(column + i) * kElement<V>, tile[i]);
   }
 }
 
-// Finished line elements to `valid` rows of every block, scaled. `position(k)` is the place of result k.
+// Where the rows in the lanes go in each of some blocks: `valid` of them.
+template <class V>
+struct RowTargets {
+  LaneOf<V>* blocks;
+  std::size_t pitch;
+  std::int32_t valid;
+  std::ptrdiff_t places[V::kLanes];
+
+  // Rows `first` to `first` + kLanes - 1 of the plane.
+  RowTargets(const PlanePlan<LaneOf<V>>& plan, const Workspace<V>& workspace, std::int32_t first) noexcept
+      : blocks(workspace.blocks),
+        pitch(plan.block_pitch),
+        valid(plan.rows - first < V::kLanes ? plan.rows - first : V::kLanes) {
+    for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
+  }
+  // The last `count` rows, where they wait.
+  RowTargets(const Workspace<V>& workspace, std::int32_t count) noexcept
+      : blocks(workspace.waiting), pitch(static_cast<std::size_t>(count * kElement<V>)), valid(count) {
+    for (std::int32_t i = 0; i < valid; ++i) places[i] = i * kElement<V>;
+  }
+};
+
+// Rows of the columns behind the first block to where these wait. A vector runs over the end of its row: what
+// belongs there is written later.
+template <class V, class Position>
+[[gnu::noinline]] void leave_last_columns(const PlanePlan<LaneOf<V>>& plan, V scale,
+                                          const Workspace<V>& workspace, std::int32_t first,
+                                          std::int32_t valid, const Position& position) noexcept {
+  const std::int32_t last = plan.row_length - 1;
+  V re[V::kLanes];
+  V im[V::kLanes];
+#pragma GCC unroll 16
+  for (int i = 0; i < V::kLanes; ++i) {
+    const std::int32_t k = V::kLanes + i < last ? V::kLanes + i : last;
+    const Complex<V> x = load_element<V>(workspace.line + position(k) * kElement<V>);
+    re[i] = x.re * scale;
+    im[i] = x.im * scale;
+  }
+  simd::transpose(re);
+  simd::transpose(im);
+  const WaitingColumns<V> waiting(plan, workspace);
+  for (std::int32_t i = 0; i < valid; ++i) {
+    simd::store(waiting.re + (first + i) * std::ptrdiff_t{waiting.count}, re[i]);
+    simd::store(waiting.im + (first + i) * std::ptrdiff_t{waiting.count}, im[i]);
+  }
+}
+
+// Finished line elements to rows of every block, scaled; lane 0 is row `first` of the plane. `position(k)` is
+// the place of result k.
 template <class V, class Position>
 [[gnu::always_inline]] inline void scatter_rows(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
-                                                V scale, const LaneOf<V>* line, const std::ptrdiff_t* places,
-                                                std::int32_t valid, LaneOf<V>* blocks,
+                                                V scale, const Workspace<V>& workspace, std::int32_t first,
+                                                const RowTargets<V>& rows,
                                                 const Position& position) noexcept {
-  for (std::int32_t b = 0; b < cut.blocks(); ++b) {
+  const LaneOf<V>* line = workspace.line;
+  const bool columns_wait = plan.waiting == Waiting::kLastColumns;
+  if (columns_wait) leave_last_columns<V>(plan, scale, workspace, first, rows.valid, position);
+  for (std::int32_t b = 0; b < (columns_wait ? 1 : cut.blocks()); ++b) {
     const std::int32_t column = cut.column(b);
     V re[V::kLanes];
     V im[V::kLanes];
@@ -72,10 +132,52 @@ template <class V, class Position>
     for (int i = 0; i < V::kLanes; ++i)
       im[i] = simd::load(line + position(column + i) * kElement<V> + V::kLanes) * scale;
     simd::transpose(im);
-    LaneOf<V>* block = blocks + static_cast<std::size_t>(b) * plan.block_pitch;
-    for (std::int32_t i = 0; i < valid; ++i) {
+    LaneOf<V>* block = rows.blocks + static_cast<std::size_t>(b) * rows.pitch;
+    for (std::int32_t i = 0; i < rows.valid; ++i) {
       const Complex<V> x{re[i], im[i]};
-      store_elements<V, 1>(&x, block + places[i], 0, plan.blocks_past_caches);
+      store_elements<V, 1>(&x, block + rows.places[i], 0, plan.blocks_past_caches);
+    }
+  }
+}
+
+// As many rows as a vector has lanes, from `first` on.
+template <class V>
+void transform_row_group(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                         const PlaneArrays& arrays, const Workspace<V>& workspace, std::int32_t first,
+                         const RowTargets<V>& targets) noexcept {
+  const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
+  const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
+  const std::ptrdiff_t next_rows =
+      first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
+  if (plan.row->inputs != nullptr) {
+    gather_rows<V>(re, plan.row_length, next_rows, workspace.line, AtPlaces{plan.row->inputs});
+    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes, AtPlaces{plan.row->inputs});
+  } else {
+    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
+    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
+  }
+  transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
+  const std::int32_t* positions = plan.row->positions;
+  if (positions != nullptr) {
+    scatter_rows<V>(plan, cut, scale, workspace, first, targets, AtPlaces{positions});
+  } else {
+    scatter_rows<V>(plan, cut, scale, workspace, first, targets, InOrder{});
+  }
+}
+
+// The last rows first: they wait in a small place while the others work in all of the blocks'.
+template <class V>
+void transform_last_rows_first(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+                               const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  const std::int32_t count = plan.rows - V::kLanes;
+  transform_row_group<V>(plan, cut, scale, arrays, workspace, V::kLanes, RowTargets<V>(workspace, count));
+  transform_row_group<V>(plan, cut, scale, arrays, workspace, 0, RowTargets<V>(plan, workspace, 0));
+  const RowTargets<V> targets(plan, workspace, V::kLanes);
+  const LaneOf<V>* waiting = workspace.waiting;
+  for (std::int32_t b = 0; b < cut.blocks(); ++b) {
+    LaneOf<V>* block = targets.blocks + static_cast<std::size_t>(b) * targets.pitch;
+    for (std::int32_t i = 0; i < count; ++i, waiting += kElement<V>) {
+      store_element<V>(block + targets.places[i], load_element<V>(waiting));
     }
   }
 }
@@ -83,26 +185,11 @@ template <class V, class Position>
 template <class V>
 void transform_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
                            const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+  if (plan.waiting == Waiting::kLastRows) {
+    return transform_last_rows_first<V>(plan, cut, scale, arrays, workspace);
+  }
   for (std::int32_t first = 0; first < plan.rows; first += V::kLanes) {
-    const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
-    const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
-    const std::ptrdiff_t next_rows =
-        first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
-    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
-    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
-    transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
-    const std::int32_t left = plan.rows - first;
-    const std::int32_t valid = left < V::kLanes ? left : V::kLanes;
-    std::ptrdiff_t places[V::kLanes];
-    for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
-    const std::int32_t* positions = plan.row->positions;
-    if (positions != nullptr) {
-      scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks,
-                      [positions](std::int32_t k) { return positions[k]; });
-    } else {
-      scatter_rows<V>(plan, cut, scale, workspace.line, places, valid, workspace.blocks,
-                      [](std::int32_t k) { return k; });
-    }
+    transform_row_group<V>(plan, cut, scale, arrays, workspace, first, RowTargets<V>(plan, workspace, first));
   }
 }
 
