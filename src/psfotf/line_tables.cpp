@@ -357,8 +357,9 @@ InnerShape::InnerShape(std::int32_t length, RadixSet radices, const LineUse& use
     factorize(line, length, radices);
     if (is_few) begin_with_largest(line);
   }
-  const bool in_place = method == LineMethod::kBluestein && use.results != Results::kAtPositions;
-  gap = in_place || is_few || lanes > 1 ? PartGap::kNone : gap_of(line);
+  const bool has_none =
+      use.results == Results::kInOrder || (use.results == Results::kInPlace && use.gap == PartGap::kNone);
+  gap = is_few || lanes > 1 || (method == LineMethod::kBluestein && has_none) ? PartGap::kNone : gap_of(line);
   has_products = is_few && part_length(line) >= kLeastPart;
 }
 
@@ -541,15 +542,18 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, 
   return plan;
 }
 
-// Where the elements of a line that is Rader's in place are expected, and where its results are left.
+// Where the elements of a line in place are expected, and where its results are left.
 template <class T>
 void fill_places(const LinePlan<T>& plan, std::int32_t* inputs, std::int32_t* positions) noexcept {
   const LinePlan<T>& inner = *plan.inner;
   const std::int32_t part = inner.length / inner.radices[0];
+  const auto place = [&](std::int32_t q) { return q + q / part * (inner.part_pitch - part); };
+  if (plan.method == LineMethod::kBluestein) {
+    for (std::int32_t k = 0; k < plan.length; ++k) inputs[k] = positions[k] = place(k);
+    return;
+  }
   for (std::int32_t q = 0; q < inner.length; ++q) {
-    const std::int32_t place = q + q / part * (inner.part_pitch - part);
-    inputs[plan.powers[q]] = place;
-    positions[plan.powers[inner.length - q]] = place;
+    inputs[plan.powers[q]] = positions[plan.powers[inner.length - q]] = place(q);
   }
   inputs[0] = positions[0] = inner.radices[0] * inner.part_pitch;
 }
@@ -586,14 +590,14 @@ const LinePlan<T>* lay_line(const LineShape& shape, const RootTable<T>& roots, c
                             const Kernels& kernels, runtime::Arena& arena, PlanningMemory& memory) noexcept {
   if (shape.method != LineMethod::kMixedRadix) {
     const bool in_order = use.results == Results::kInOrder;
-    const bool has_places = shape.method == LineMethod::kRader && use.results == Results::kInPlace;
     const auto length = static_cast<std::uint64_t>(shape.length);
+    const bool by_powers = shape.method == LineMethod::kRader && use.results == Results::kInPlace;
     auto* positions = arena.take<std::int32_t>(in_order ? 0 : length);
-    auto* inputs = arena.take<std::int32_t>(has_places ? length : 0);
+    auto* inputs = by_powers ? arena.take<std::int32_t>(length) : positions;
     LinePlan<T>* plan = lay_convolution<T>(shape.convolution(), use, kernels, arena, memory);
     if (plan == nullptr || in_order) return plan;
     plan->positions = positions;
-    if (has_places) {
+    if (use.results == Results::kInPlace) {
       fill_places(*plan, inputs, positions);
       plan->inputs = inputs;
     } else {

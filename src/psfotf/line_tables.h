@@ -40,14 +40,14 @@ template <class T>
 RootTable<T> lay_roots(std::int32_t order, PlanningMemory& memory) noexcept;
 
 // Where a convolution leaves its results. In place, the line lies among the elements that it works in:
-// Bluestein's in order and without gaps between their parts, Rader's by the powers of a generator. In order,
-// which Rader's is not, so it does and has no positions besides.
+// Bluestein's in order, perhaps with gaps between their parts, Rader's by the powers of a generator. In
+// order, which Rader's is not, it has no gaps and no positions.
 enum class Results : std::uint8_t { kAtPositions, kInPlace, kInOrder };
 
 // Whether a convolution's tables are for many lines or for so few that they should not outgrow them.
 enum class Tables : std::uint8_t { kForMany, kForFew };
 
-// What a line is laid for; the gap is one of mixed radix.
+// What a line is laid for. The gap is one of mixed radix, or of Bluestein's in place with tables for many.
 struct LineUse {
   PartGap gap = PartGap::kNone;
   Results results = Results::kAtPositions;

@@ -75,8 +75,9 @@ struct LinePlan {
   const T* spectrum_im;
   // Rader: powers 0 to length - 1 of a generator, the elements to take; backwards, those to fill.
   const std::int32_t* powers;
-  // Rader in place: element k of the line is expected at place inputs[k] of what the inner transform works
-  // in, the first one behind that; `positions` tells of the results. Else null, and k is its place.
+  // In place: element k of the line is expected at place inputs[k] of what the inner transform works in, and
+  // `positions` tells of the results: Rader's by the powers, the first one behind all others, Bluestein's in
+  // order with the gaps between the parts. Null where k is its place.
   const std::int32_t* inputs;
   // Bluestein: the chirp, elements 0 to length / 2, and a vector more within lanes; see chirp_sign().
   const T* chirp_re;

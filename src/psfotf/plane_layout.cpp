@@ -191,6 +191,13 @@ bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::
   return are_all || is_too_much<T>(shape, method.row, lanes, blocks);
 }
 
+// The gap between the parts of lines in place, which tables for few lines do not have.
+template <class T>
+PartGap gap_in_place(std::int32_t lines, const LineShape& line) noexcept {
+  const bool has_gaps = !may_outgrow<T>(lines) && line.work_elements > line.inner_length;
+  return has_gaps ? PartGap::kOneElement : PartGap::kNone;
+}
+
 // The same of columns, whose last block it is.
 template <class T>
 bool are_columns_in_place(const PlaneShape& shape, const PlaneMethod& method, const WorkspaceLayout& layout,
@@ -246,8 +253,7 @@ std::uint64_t waiting_values(const PlaneShape& shape, const WorkspaceLayout& lay
 
 // That a line takes which is convolved in place: Rader's first one lies behind the others.
 std::uint64_t in_place_elements(const LineShape& line) noexcept {
-  return static_cast<std::uint64_t>(line.method == LineMethod::kRader ? line.work_elements + 1
-                                                                      : line.inner_length);
+  return static_cast<std::uint64_t>(line.work_elements + (line.method == LineMethod::kRader ? 1 : 0));
 }
 
 template <class T>
@@ -285,9 +291,11 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
   } else if (all_across_lanes(shape, method, lanes) || layout.waiting == Waiting::kLastRows) {
     layout.line_offset = layout.column_work_offset = 0;
     layout.row_work_offset = row_work;
-    // Rader's results lie anywhere among the elements.
-    const bool are_results_apart = in_place && method.row.method == LineMethod::kRader;
-    layout.block_offset = whole_lines<T>(are_results_apart ? rows_end : line_values);
+    // In place, the results have gaps, or Rader's lie anywhere among the elements.
+    const auto gaps = static_cast<std::uint64_t>(method.row.work_elements - method.row.inner_length);
+    const bool by_powers = in_place && method.row.method == LineMethod::kRader;
+    const std::uint64_t results = by_powers ? rows_end : line_values + (in_place ? element * gaps : 0);
+    layout.block_offset = whole_lines<T>(results);
     layout.waiting_offset = std::max(layout.block_offset + blocks, whole_lines<T>(rows_end));
     layout.carry_offset = layout.waiting_offset + waiting_values(shape, layout, lanes);
   } else if (is_one_row_within(shape, method, layout)) {
@@ -310,6 +318,17 @@ void place_regions(const PlaneShape& shape, const PlaneMethod& method, std::int3
     layout.row_work_offset = blocks + row_work;
     layout.carry_offset = blocks + std::max(rows_end, column_values);
   }
+}
+
+// Blocks of columns that lie among the elements that they work in have the gaps of these.
+template <class T>
+void set_gaps_in_place(const PlaneShape& shape, const LineShape& column, std::uint64_t element,
+                       WorkspaceLayout& layout) noexcept {
+  layout.part_gap = gap_in_place<T>(shape.row_length, column);
+  if (layout.part_gap == PartGap::kNone) return;
+  const std::int32_t parts = column.work_elements - column.inner_length;
+  layout.part_rows = column.inner_length / parts;
+  layout.block_pitch = element * static_cast<std::uint64_t>(shape.rows + parts);
 }
 
 template <class T>
@@ -337,6 +356,7 @@ WorkspaceLayout lay_workspace(const PlaneShape& shape, const PlaneMethod& method
   layout.blocks_past_caches = blocks * sizeof(T) >= kStreamedBlockBytes;
   layout.rows_in_place = are_rows_in_place<T>(shape, method, lanes, blocks);
   layout.columns_in_place = are_columns_in_place<T>(shape, method, layout, lanes, blocks);
+  if (layout.columns_in_place) set_gaps_in_place<T>(shape, method.column, element, layout);
   layout.waiting = choose_waiting<T>(shape, method, layout, lanes, blocks);
   layout.waiting_offset = 0;
   place_regions<T>(shape, method, lanes, blocks, layout);
@@ -401,7 +421,8 @@ PlanePlan<T>* lay_plane(const PlaneShape& shape, const PlaneMethod& method, cons
     const Results results = all_across_lanes(shape, method, lanes) && !by_powers ? Results::kInOrder
                             : layout.rows_in_place                               ? Results::kInPlace
                                                                                  : Results::kAtPositions;
-    const LineUse row_use{PartGap::kNone, results, tables_for<T>(shape.rows, method.row, shape, layout)};
+    const PartGap gap = layout.rows_in_place ? gap_in_place<T>(shape.rows, method.row) : PartGap::kNone;
+    const LineUse row_use{gap, results, tables_for<T>(shape.rows, method.row, shape, layout)};
     row = lay_line<T>(method.row, roots, row_use, kernels, arena, memory);
   } else if (layout.part_gap != PartGap::kNone) {
     row = lay_mixed_radix<T>(method.row, PartGap::kNone, roots, arena);

@@ -9,8 +9,8 @@
 namespace kyv::psfotf {
 namespace {
 
-// The first stage, some butterflies after another. `copy(n, place)` is called for element n of the line,
-// before (in frequency) or after (in time) its butterfly; `place` is where it lies.
+// The first stage, some butterflies after another. `copy(n, part, place)` is called for element n of the
+// line, before (in frequency) or after (in time) its butterfly; `place` is where it lies, in that part.
 template <class V, Decimation D, class Copy>
 [[gnu::always_inline]] inline void run_outer_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                                                    const Copy& copy) noexcept {
@@ -23,7 +23,7 @@ template <class V, Decimation D, class Copy>
     const auto copy_all = [&] {
       for (int i = 0; i < radix; ++i) {
         LaneOf<V>* part = here + static_cast<std::ptrdiff_t>(i) * plan.part_pitch * kElement<V>;
-        for (std::int32_t j = 0; j < count; ++j) copy(i * m + first + j, part + j * kElement<V>);
+        for (std::int32_t j = 0; j < count; ++j) copy(i * m + first + j, i, part + j * kElement<V>);
       }
     };
     if (D == Decimation::kInFrequency) copy_all();
@@ -57,15 +57,19 @@ template <class V, class Line>
 void fetch_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
                 LaneOf<V>* work) noexcept {
   if (code.fetch != nullptr) return run_outer_code<V>(inner, code.fetch, line, work);
-  run_outer_stage<V, Decimation::kInFrequency>(
-      inner, work, [&](std::int32_t n, LaneOf<V>* place) { store_element<V>(place, line.get(n)); });
+  run_outer_stage<V, Decimation::kInFrequency>(inner, work,
+                                               [&](std::int32_t n, std::int32_t part, LaneOf<V>* place) {
+                                                 store_element<V>(place, line.get(n, part));
+                                               });
 }
 template <class V, class Line>
 void leave_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code, const Line& line,
                 LaneOf<V>* work) noexcept {
   if (code.leave != nullptr) return run_outer_code<V>(inner, code.leave, line, work);
-  run_outer_stage<V, Decimation::kInTime>(
-      inner, work, [&](std::int32_t n, const LaneOf<V>* place) { line.put(n, load_element<V>(place)); });
+  run_outer_stage<V, Decimation::kInTime>(inner, work,
+                                          [&](std::int32_t n, std::int32_t part, const LaneOf<V>* place) {
+                                            line.put(n, part, load_element<V>(place));
+                                          });
 }
 
 // A part of a convolution between its outer stages: the spectrum and back again, real and imaginary parts
@@ -125,10 +129,10 @@ template <class V>
 void run_rader_in_place(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
   LaneOf<V>* zero = data + static_cast<std::ptrdiff_t>(inner.radices[0]) * inner.part_pitch * kElement<V>;
-  run_outer_stage<V, Decimation::kInFrequency>(inner, data, [](std::int32_t, LaneOf<V>*) {});
+  run_outer_stage<V, Decimation::kInFrequency>(inner, data, [](std::int32_t, std::int32_t, LaneOf<V>*) {});
   const Complex<V> first = load_element<V>(zero);
   store_element<V>(zero, first + convolve_parts<V>(plan, data, first));
-  run_outer_stage<V, Decimation::kInTime>(inner, data, [](std::int32_t, LaneOf<V>* place) {
+  run_outer_stage<V, Decimation::kInTime>(inner, data, [](std::int32_t, std::int32_t, LaneOf<V>* place) {
     const Complex<V> x = load_element<V>(place);
     store_element<V>(place, {x.im, x.re});
   });
@@ -148,8 +152,8 @@ void run_rader(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work
 }
 
 // Bluestein 1970: jk = (j^2 + k^2 - (k - j)^2) / 2 turns any length into a convolution with a chirp.
-// `work` may be `data` where the inner transform has no gaps between its parts: each element is then taken
-// from and left at its own place.
+// `work` may be `data` where the plan is for lines in place: each element is then taken from and left at its
+// own place.
 template <class V>
 void run_bluestein(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data, LaneOf<V>* work) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;

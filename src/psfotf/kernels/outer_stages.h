@@ -11,7 +11,10 @@
 namespace kyv::psfotf {
 namespace {
 
-// Bluestein's: times the chirp, zeros behind the end.
+// Each line has get(n, i) and put(n, i, x): element n, which the outer stage has in part i.
+
+// Bluestein's: times the chirp, zeros behind the end. Where lines lie in place, they have the gaps between
+// the parts that the inner transform has.
 template <class V>
 class ChirpedLine {
  public:
@@ -19,20 +22,22 @@ class ChirpedLine {
 
   ChirpedLine(const LinePlan<T>& plan, T* data) noexcept
       : data_(data),
+        gap_(plan.inputs != nullptr ? plan.inner->part_pitch - plan.inner->length / plan.inner->radices[0]
+                                    : 0),
         chirp_re_(plan.chirp_re),
         chirp_im_(plan.chirp_im),
         length_(plan.length),
         sign_(static_cast<T>(chirp_sign(plan.length))) {}
 
-  [[gnu::always_inline]] Complex<V> get(std::int32_t n) const noexcept {
+  [[gnu::always_inline]] Complex<V> get(std::int32_t n, std::int32_t part) const noexcept {
     if (n >= length_) return {constant<V>(0), constant<V>(0)};
-    return chirped(load_element<V>(data_ + n * kElement<V>), n);
+    return chirped(load_element<V>(data_ + (n + part * gap_) * kElement<V>), n);
   }
   // Nothing: elements are taken in their order.
   [[gnu::always_inline]] void prefetch(std::int32_t) const noexcept {}
   // A result of the inverse transform, real and imaginary part exchanged.
-  [[gnu::always_inline]] void put(std::int32_t n, const Complex<V>& x) const noexcept {
-    if (n < length_) store_element<V>(data_ + n * kElement<V>, chirped({x.im, x.re}, n));
+  [[gnu::always_inline]] void put(std::int32_t n, std::int32_t part, const Complex<V>& x) const noexcept {
+    if (n < length_) store_element<V>(data_ + (n + part * gap_) * kElement<V>, chirped({x.im, x.re}, n));
   }
 
  private:
@@ -44,6 +49,7 @@ class ChirpedLine {
   }
 
   T* data_;
+  std::int32_t gap_;
   const T* chirp_re_;
   const T* chirp_im_;
   std::int32_t length_;
@@ -79,7 +85,7 @@ class ChirpedRow {
     }
   }
 
-  [[gnu::always_inline]] Complex<V> get(std::int32_t e) const noexcept {
+  [[gnu::always_inline]] Complex<V> get(std::int32_t e, std::int32_t) const noexcept {
     if (e > whole_) return {constant<V>(0), constant<V>(0)};
     Complex<V> x = load_element<V>(tail_);
     if (e < whole_) {
@@ -90,7 +96,7 @@ class ChirpedRow {
   }
   [[gnu::always_inline]] void prefetch(std::int32_t) const noexcept {}
   // A result of the inverse transform, real and imaginary part exchanged.
-  [[gnu::always_inline]] void put(std::int32_t e, const Complex<V>& x) const noexcept {
+  [[gnu::always_inline]] void put(std::int32_t e, std::int32_t, const Complex<V>& x) const noexcept {
     if (e > whole_ || (e == whole_ && left_ == 0)) return;
     const Complex<V> y = chirped({x.im, x.re}, e);
     store_element<V>(block(e), {y.re * scale_, y.im * scale_});
@@ -141,7 +147,7 @@ class PermutedLine {
   PermutedLine(const LinePlan<T>& plan, T* data) noexcept
       : data_(data), powers_(plan.powers), inverse_powers_(plan.powers + plan.length - 1) {}
 
-  [[gnu::always_inline]] Complex<V> get(std::int32_t n) const noexcept {
+  [[gnu::always_inline]] Complex<V> get(std::int32_t n, std::int32_t) const noexcept {
     return load_element<V>(data_ + powers_[n] * kElement<V>);
   }
   [[gnu::always_inline]] void prefetch(std::int32_t n) const noexcept {
@@ -149,7 +155,7 @@ class PermutedLine {
     __builtin_prefetch(element);
     if constexpr (2 * sizeof(V) > runtime::kCacheLine) __builtin_prefetch(element + V::kLanes);
   }
-  [[gnu::always_inline]] void put(std::int32_t n, const Complex<V>& x) const noexcept {
+  [[gnu::always_inline]] void put(std::int32_t n, std::int32_t, const Complex<V>& x) const noexcept {
     store_element<V>(data_ + inverse_powers_[-n] * kElement<V>, {x.im, x.re});
   }
 
@@ -186,7 +192,7 @@ void fetch_stage(const Line& line, LaneOf<V>* data, const SomeButterflies& some,
       for (int i = 0; i < R; ++i) line.prefetch(i * m + j + kButterfliesAhead);
     }
 #pragma GCC unroll 16
-    for (int i = 0; i < R; ++i) x[i] = line.get(i * m + j);
+    for (int i = 0; i < R; ++i) x[i] = line.get(i * m + j, i);
     Butterfly<R>::apply(x);
     store_element<V>(data, x[0]);
 #pragma GCC unroll 16
@@ -212,7 +218,7 @@ void leave_stage(const Line& line, const LaneOf<V>* data, const SomeButterflies&
     }
     Butterfly<R>::apply(x);
 #pragma GCC unroll 16
-    for (int q = 0; q < R; ++q) line.put(q * m + j, x[q]);
+    for (int q = 0; q < R; ++q) line.put(q * m + j, q, x[q]);
     data += kElement<V>;
     own += 2 * (R - 1);
   }

@@ -64,6 +64,19 @@ void gather_rows(const RowPointers<V>& source, std::int32_t row_length, std::ptr
   }
 }
 
+// Both parts, to where the plan has the elements of a line.
+template <class V>
+void gather_lines(const PlanePlan<LaneOf<V>>& plan, const RowPointers<V>& re, const RowPointers<V>& im,
+                  std::ptrdiff_t next_rows, LaneOf<V>* line) noexcept {
+  if (plan.row->inputs != nullptr) {
+    gather_rows<V>(re, plan.row_length, next_rows, line, AtPlaces{plan.row->inputs});
+    gather_rows<V>(im, plan.row_length, next_rows, line + V::kLanes, AtPlaces{plan.row->inputs});
+  } else {
+    gather_rows<V>(re, plan.row_length, next_rows, line);
+    gather_rows<V>(im, plan.row_length, next_rows, line + V::kLanes);
+  }
+}
+
 // Where the rows in the lanes go in each of some blocks: `valid` of them.
 template <class V>
 struct RowTargets {
@@ -149,13 +162,7 @@ void transform_row_group(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cu
   const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
   const std::ptrdiff_t next_rows =
       first + 2 * V::kLanes <= plan.rows ? static_cast<std::ptrdiff_t>(V::kLanes) * plan.row_length : 0;
-  if (plan.row->inputs != nullptr) {
-    gather_rows<V>(re, plan.row_length, next_rows, workspace.line, AtPlaces{plan.row->inputs});
-    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes, AtPlaces{plan.row->inputs});
-  } else {
-    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
-    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
-  }
+  gather_lines<V>(plan, re, im, next_rows, workspace.line);
   transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
   const std::int32_t* positions = plan.row->positions;
   if (positions != nullptr) {

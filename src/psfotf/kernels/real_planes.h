@@ -203,8 +203,7 @@ bool transform_row_pairs_across(const PlanePlan<LaneOf<V>>& plan, V scale, const
     const RowPointers<V> im(arrays.src_re, first + 1, plan.rows, plan.row_length, 2);
     const std::ptrdiff_t next_rows =
         left >= 2 * rows_at_once ? static_cast<std::ptrdiff_t>(rows_at_once) * plan.row_length : 0;
-    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
-    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + V::kLanes);
+    gather_lines<V>(plan, re, im, next_rows, workspace.line);
     transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
     scatter_row_pairs<V>(plan, scale, first, workspace);
   }
@@ -464,8 +463,7 @@ bool transform_half_rows_across(const PlanePlan<LaneOf<V>>& plan, const BlockCut
     const RowPointers<V> im(arrays.src_re, first, rows, plan.row_length);
     const std::ptrdiff_t next_rows =
         first + 2 * lanes <= rows ? static_cast<std::ptrdiff_t>(lanes) * plan.row_length : 0;
-    gather_rows<V>(re, plan.row_length, next_rows, workspace.line);
-    gather_rows<V>(im, plan.row_length, next_rows, workspace.line + lanes);
+    gather_lines<V>(plan, re, im, next_rows, workspace.line);
     transform_lines<V>(*plan.row, workspace.line, workspace.row_work);
     const RowPlaces<V> down(plan, first, 1, rows);
     RowPlaces<V> up = down;
