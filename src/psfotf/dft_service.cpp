@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 
+#include "psfotf/factorisation.h"
 #include "psfotf/kernel_sets.h"
 #include "psfotf/plane_layout.h"
 #include "runtime/aligned_memory.h"
@@ -45,6 +46,16 @@ bool has_half_as_good(const Kernels& kernels) noexcept {
   return 2 * half.lanes == whole.lanes && half.has_fused_multiply_add == whole.has_fused_multiply_add;
 }
 
+// Two rows of Rader's gather their values one by one: up to this length that costs more in pairs than two
+// empty lanes do, and these take little memory.
+constexpr std::int32_t kLongestBesideEmptyLanes = 1400;
+
+bool are_short_raders(const PlaneShape& shape, RadixSet radices) noexcept {
+  return shape.rows == 2 && shape.row_length % 2 != 0 && shape.row_length >= kLeastConvolution &&
+         shape.row_length <= kLongestBesideEmptyLanes &&
+         choose_line(shape.row_length, radices).method == LineMethod::kRader;
+}
+
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
 // its columns, and its rows too, by half at least, where a row is not whole vectors or is a convolution: one
 // row beside empty lanes would pay for them in memory.
@@ -57,8 +68,8 @@ const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept 
   while (kernels->narrower != nullptr) {
     const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
     const std::int32_t half = of_precision.lanes / 2;
-    const bool rows_fill =
-        shape.rows > 1 && (has_half_as_good<T>(*kernels) ? shape.rows > half : shape.rows >= half);
+    const bool may_be_half = !has_half_as_good<T>(*kernels) || are_short_raders(shape, of_precision.radices);
+    const bool rows_fill = shape.rows > 1 && (may_be_half ? shape.rows >= half : shape.rows > half);
     if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
     kernels = kernels->narrower;
   }

@@ -177,8 +177,8 @@ bool is_too_much(const PlaneShape& shape, const LineShape& line, std::int32_t la
          welcome_bytes(shape);
 }
 
-// Rows that are transformed all at once do: Rader's where some of the lanes are empty, which saves less than
-// their tables of places take else.
+// Rows that are transformed all at once always do. So may Rader's be where some of the lanes are empty: else
+// that saves less than their tables of places take.
 template <class T>
 bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::int32_t lanes,
                        std::uint64_t blocks) noexcept {
@@ -187,8 +187,9 @@ bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::
     return false;
   }
   const bool are_all = all_across_lanes(shape, method, lanes);
-  if (method.row.method == LineMethod::kRader) return are_all && shape.rows < lanes;
-  return are_all || is_too_much<T>(shape, method.row, lanes, blocks);
+  if (method.row.method == LineMethod::kRader && (!are_all || shape.rows == lanes)) return false;
+  const bool always = are_all && method.row.method == LineMethod::kBluestein;
+  return always || is_too_much<T>(shape, method.row, lanes, blocks);
 }
 
 // The gap between the parts of lines in place, which tables for few lines do not have.
