@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "resize/rounding.h"
 
@@ -115,30 +114,26 @@ Mode effective_mode(std::uint32_t word, IppiSize src_size) noexcept {
 
 bool round_span(double start, double end, std::uint32_t word, Span& span) noexcept {
   const bool inwards = (word & kEdgeFlags) != 0;
-  const double first = inwards ? ceil_of(start - 1e-10) : trunc_of(start + 0.4999999999);
-  const double last = inwards ? floor_of(end + 1e-10) : trunc_of(end + 0.5000000001);
-  const double clamped_first = std::max(first, 0.0);
-  const double clamped_last = std::max(last, 0.0);
-  constexpr double limit = std::numeric_limits<std::int32_t>::max();
-  if (!(clamped_first < clamped_last) || clamped_last > limit) return false;
-  span = {static_cast<std::int32_t>(clamped_first), static_cast<std::int32_t>(clamped_last)};
-  return true;
+  const double first = std::max(inwards ? ceil_of(start - 1e-10) : start + 0.4999999999, 0.0);
+  const double last = std::max(inwards ? floor_of(end + 1e-10) : end + 0.5000000001, 0.0);
+  constexpr double kBeyond = 2147483648.0;  // 2^31
+  if (!(first < kBeyond) || !(last < kBeyond)) return false;
+  // Conversions to integers truncate.
+  span = {static_cast<std::int32_t>(first), static_cast<std::int32_t>(last)};
+  return span.first < span.end;
 }
 
 IppStatus resolve(const ResizeSqrPixelArguments& a, Geometry& geometry) noexcept {
   if (const IppStatus status = check(a); status != kNoError) return status;
 
-  Geometry resolved;
-  resolved.mode = effective_mode(a.interpolation, a.src_size);
+  geometry.mode = effective_mode(a.interpolation, a.src_size);
   const AxisRequest x{a.src_size.width, a.src_roi.x, a.src_roi.width, a.dst_roi.x,
                       a.dst_roi.width,  a.x_factor,  a.x_shift};
   const AxisRequest y{a.src_size.height, a.src_roi.y, a.src_roi.height, a.dst_roi.y,
                       a.dst_roi.height,  a.y_factor,  a.y_shift};
-  if (const IppStatus status = resolve_axis(x, resolved.x); status != kNoError) return status;
-  if (const IppStatus status = resolve_axis(y, resolved.y); status != kNoError) return status;
-  if (!is_finite(resolved.x) || !is_finite(resolved.y)) return kFactorError;
-  geometry = resolved;
-  return kNoError;
+  if (const IppStatus status = resolve_axis(x, geometry.x); status != kNoError) return status;
+  if (const IppStatus status = resolve_axis(y, geometry.y); status != kNoError) return status;
+  return is_finite(geometry.x) && is_finite(geometry.y) ? kNoError : kFactorError;
 }
 
 Geometry whole_geometry(const IppiRect& src_roi, const IppiRect& dst_roi,

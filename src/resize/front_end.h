@@ -25,12 +25,12 @@ struct Span {
 };
 
 // Rounds [start, end) to whole positions: to the nearest, an exact half down at the start and up at the end;
-// with an edge flag in `word`, inwards. False when no position is left, one does not fit 32 bits or a bound
-// is not a number.
+// with an edge flag in `word`, inwards. False, and `span` is of no use, when no position is left, one does
+// not fit 32 bits or a bound is not a number.
 bool round_span(double start, double end, std::uint32_t word, Span& span) noexcept;
 
 // Runs all checks but those of the pointers and of the work buffer, then clips and maps.
-// `geometry` is written when the status is 0.
+// `geometry` is of use only when the status is 0.
 IppStatus resolve(const ResizeSqrPixelArguments& arguments, Geometry& geometry) noexcept;
 
 // The largest of the geometries that `resolve` gives for these rectangles when the factors are the ratios of

@@ -29,17 +29,16 @@ template <Depth kDepth, std::int32_t kChannels>
 IppStatus resize(const ResizeSqrPixelArguments& a, const Kernels& kernels) noexcept {
   if (a.src == nullptr || a.dst == nullptr || a.work == nullptr) return kNullPointer;
 
-  Geometry geometry;
-  if (const IppStatus status = resolve(a, geometry); status != kNoError) return status;
-  const ResizeJob job{.src = a.src,
-                      .src_step = a.src_step,
-                      .dst = a.dst,
-                      .dst_step = a.dst_step,
-                      .format = {.depth = kDepth, .channels = kChannels},
-                      .geometry = geometry,
-                      .tuning = a.tuning,
-                      .probe = a.probe};
-  const std::uint64_t bytes = a.work_bytes != 0 ? a.work_bytes : queried_bytes(a, geometry, kChannels);
+  ResizeJob job{.src = a.src,
+                .src_step = a.src_step,
+                .dst = a.dst,
+                .dst_step = a.dst_step,
+                .format = {.depth = kDepth, .channels = kChannels},
+                .geometry = {},
+                .tuning = a.tuning,
+                .probe = a.probe};
+  if (const IppStatus status = resolve(a, job.geometry); status != kNoError) return status;
+  const std::uint64_t bytes = a.work_bytes != 0 ? a.work_bytes : queried_bytes(a, job.geometry, kChannels);
   const WorkBuffer work{.memory = a.work, .bytes = bytes};
   if (!resample(job, work, kernels)) return kFactorError;
   return (a.interpolation & kFlagAntialias) != 0 ? kFlagIgnored : kNoError;

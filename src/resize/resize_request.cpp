@@ -63,14 +63,15 @@ bool is_tiny(const ResizeRequest& r) noexcept {
 }
 
 // Not inlined: no other request has its frame.
-[[gnu::noinline]] int resize_on_stack(ResizeSqrPixel* primitive, const ResizeSqrPixelArguments& request,
+[[gnu::noinline]] int resize_on_stack(ResizeSqrPixel* primitive, ResizeSqrPixelArguments& arguments,
                                       const Kernels& kernels) {
   if (thread::get_thread_context() == nullptr) return kNoResources;
   alignas(runtime::kCacheLine) unsigned char work[kStackBytes];
-  ResizeSqrPixelArguments arguments = request;
   arguments.work = work;
   arguments.work_bytes = sizeof work;
-  return primitive(arguments, kernels) == kNoError ? kDone : kRejected;
+  const IppStatus status = primitive(arguments, kernels);
+  arguments.work = nullptr;
+  return status == kNoError ? kDone : kRejected;
 }
 
 }  // namespace
@@ -126,6 +127,7 @@ int run_resize_request(const ResizeRequest& r, const runtime::KernelSet& kernels
   thread::ScratchBuffer* const scratch = thread::get_scratch_buffer();
   arguments.work = scratch == nullptr ? nullptr : scratch->ensure(bytes);
   if (arguments.work == nullptr) return kNoResources;
+  arguments.work_bytes = static_cast<std::uint64_t>(bytes);
   return primitive(arguments, *kernels.resize) == kNoError ? kDone : kRejected;
 }
 

@@ -12,14 +12,14 @@ inline constexpr std::uint32_t kFeatureAvx2Fma = 1u << 1;
 inline constexpr std::uint32_t kFeatureAvx512 = 1u << 2;  // F, BW, VL and DQ
 inline constexpr std::uint32_t kFeatureAvx512Vbmi = 1u << 3;
 
-enum class Vendor : std::uint8_t { kOther, kIntel, kAmd };
+enum class Vendor : std::uint32_t { kOther, kIntel, kAmd };
 
 // A core as its maker numbers it: what tuning by the core goes by.
 struct Processor {
-  std::uint8_t features = 0;
+  std::uint32_t features = 0;
   Vendor vendor = Vendor::kOther;
-  std::uint8_t model = 0;    // with the extended model in front
-  std::uint16_t family = 0;  // with the extended family added
+  std::uint32_t model = 0;   // with the extended model in front
+  std::uint32_t family = 0;  // with the extended family added
 };
 
 // The one that this call runs on, read once. Safe from any thread at any time.

@@ -30,15 +30,21 @@ std::atomic<std::uint32_t> g_processor{0};
 constexpr std::uint32_t kKnown = bit(31);
 
 std::uint32_t pack(const Processor& p) noexcept {
-  return kKnown | p.features | static_cast<std::uint32_t>(p.model) << 8 |
-         static_cast<std::uint32_t>(p.family) << 16 | static_cast<std::uint32_t>(p.vendor) << 25;
+  return kKnown | p.features | p.model << 8 | p.family << 16 | static_cast<std::uint32_t>(p.vendor) << 25;
 }
 
 Processor unpack(std::uint32_t word) noexcept {
-  return {.features = static_cast<std::uint8_t>(word & 0xFF),
+  return {.features = word & 0xFF,
           .vendor = static_cast<Vendor>(word >> 25 & 0x3),
-          .model = static_cast<std::uint8_t>(word >> 8 & 0xFF),
-          .family = static_cast<std::uint16_t>(word >> 16 & 0x1FF)};
+          .model = word >> 8 & 0xFF,
+          .family = word >> 16 & 0x1FF};
+}
+
+// Not inlined: once it is read, calls are short.
+[[gnu::noinline]] std::uint32_t read_processor() noexcept {
+  const std::uint32_t packed = pack(processor_of(read_cpuid()));
+  g_processor.store(packed, std::memory_order_relaxed);
+  return packed;
 }
 
 }  // namespace
@@ -91,19 +97,15 @@ Processor processor_of(const CpuidSnapshot& cpu) noexcept {
   const std::uint32_t base_model = (cpu.leaf1_eax >> 4) & 0xF;
   const std::uint32_t extended_model = (cpu.leaf1_eax >> 16) & 0xF;
   const bool has_extended_model = base_family == 6 || base_family == 15;
-  return {.features = static_cast<std::uint8_t>(features_of(cpu)),
+  return {.features = features_of(cpu),
           .vendor = vendor_of(cpu.leaf0_ebx),
-          .model = static_cast<std::uint8_t>(base_model + (has_extended_model ? extended_model << 4 : 0)),
-          .family = static_cast<std::uint16_t>(base_family + (base_family == 15 ? extended_family : 0))};
+          .model = base_model + (has_extended_model ? extended_model << 4 : 0),
+          .family = base_family + (base_family == 15 ? extended_family : 0)};
 }
 
 Processor this_processor() noexcept {
-  std::uint32_t packed = g_processor.load(std::memory_order_relaxed);
-  if (packed == 0) {
-    packed = pack(processor_of(read_cpuid()));
-    g_processor.store(packed, std::memory_order_relaxed);
-  }
-  return unpack(packed);
+  const std::uint32_t packed = g_processor.load(std::memory_order_relaxed);
+  return unpack(packed != 0 ? packed : read_processor());
 }
 
 }  // namespace kyv::runtime

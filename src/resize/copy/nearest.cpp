@@ -92,14 +92,14 @@ class NearestResize {
       : rows_(job),
         y_(job.geometry.y),
         kernels_(kernels),
-        copy_(with_pixel_size(rows_.pixel, [](auto size) noexcept { return &copy_each<size>; })) {
-    tables_ = build_nearest_tables(room, job.geometry.x, rows_.pixel, kernels);
+        copy_(with_pixel_size(rows_.pixel, [](auto size) noexcept { return &copy_each<size>; })),
+        tables_(build_nearest_tables(room, job.geometry.x, rows_.pixel, kernels)) {
     const bool pieces = tables_.pieces.windows != 0;
     units_ = pieces ? tables_.pieces.count : tables_.count;
     unit_ = pieces ? tables_.pieces.step : rows_.pixel;
     tables_.prefetches = job.source_bytes() > job.tuning.prefetched_source;
     streamed_ = rows_.are_streamed(kernels);
-    staged_ = streamed_ || rows_.row_bytes < tables_.pieces.bytes;
+    short_ = rows_.row_bytes < tables_.pieces.bytes;
   }
 
   void run() const noexcept {
@@ -112,8 +112,10 @@ class NearestResize {
       }
       const std::uint8_t* const src = rows_.src + source * rows_.src_step;
       const Index ahead = (next - source) * rows_.src_step;
-      if (staged_) {
-        write_staged(first, end, src, ahead);
+      if (short_) {
+        write_short(first, end, src, ahead);
+      } else if (streamed_) {
+        write_streamed(first, end, src, ahead);
       } else {
         write(0, units_, src, ahead, rows_.dst_row(first));
         for (std::int32_t row = first + 1; row < end; ++row) {
@@ -134,10 +136,20 @@ class NearestResize {
     copy_(tables_, first, end, src, ahead, dst);
   }
 
-  // Writes the equal destination rows [first_row, end_row) by way of a buffer: whole cache lines at a time,
-  // for which the last line before the buffered bytes is kept.
-  void write_staged(std::int32_t first_row, std::int32_t end_row, const std::uint8_t* src,
-                    Index ahead) const noexcept {
+  // Writes the equal destination rows [first_row, end_row), shorter than a piece, by way of a buffer.
+  void write_short(std::int32_t first_row, std::int32_t end_row, const std::uint8_t* src,
+                   Index ahead) const noexcept {
+    alignas(kLine) std::uint8_t piece[kLargestPiece];
+    write(0, units_, src, ahead, piece);
+    for (std::int32_t row = first_row; row < end_row; ++row) {
+      std::memcpy(rows_.dst_row(row), piece, static_cast<std::size_t>(rows_.row_bytes));
+    }
+  }
+
+  // Writes the equal destination rows [first_row, end_row) past the caches by way of a buffer: whole cache
+  // lines at a time, for which the last line before the buffered bytes is kept.
+  void write_streamed(std::int32_t first_row, std::int32_t end_row, const std::uint8_t* src,
+                      Index ahead) const noexcept {
     alignas(kLine) std::uint8_t buffer[kLine + kStagedBytes + kLargestPiece];
     std::uint8_t* const staged = buffer + kLine;
     const Index chunk = kStagedBytes / unit_;
@@ -150,12 +162,7 @@ class NearestResize {
         std::uint8_t* const dst = rows_.dst_row(row);
         const Index from = unit == 0 ? 0 : begin_byte - line_offset(dst + begin_byte);
         const Index to = end == units_ ? end_byte : end_byte - line_offset(dst + end_byte);
-        const std::uint8_t* const source = staged - (begin_byte - from);
-        if (streamed_) {
-          kernels_.stream(source, dst + from, to - from);
-        } else {
-          std::copy_n(source, to - from, dst + from);
-        }
+        kernels_.stream(staged - (begin_byte - from), dst + from, to - from);
       }
       if (end < units_) std::memcpy(buffer, staged + (end_byte - begin_byte) - kLine, kLine);
     }
@@ -173,7 +180,7 @@ class NearestResize {
   Index units_ = 0;
   Index unit_ = 0;  // bytes
   bool streamed_ = false;
-  bool staged_ = false;
+  bool short_ = false;
 };
 
 }  // namespace

@@ -15,9 +15,10 @@ constexpr Index kNearBytes = 8192;   // of a source row: two of them fit the L1
 template <Index kPixel>
 class PieceTable {
  public:
-  PieceTable(const NearestTables& tables, std::int32_t src_width, const ByteKernels& kernels) noexcept
-      : columns_(tables.columns),
-        row_bytes_(tables.count * kPixel),
+  PieceTable(const std::int32_t* columns, std::int32_t count, std::int32_t src_width,
+             const ByteKernels& kernels) noexcept
+      : columns_(columns),
+        row_bytes_(count * kPixel),
         src_bytes_(src_width * kPixel),
         lane_bytes_(kernels.lane_bytes),
         piece_(lane_bytes_ * kernels.lanes),
@@ -115,9 +116,6 @@ NearestRoom take_nearest_tables(runtime::Arena& arena, const AxisGeometry& axis,
 
 NearestTables build_nearest_tables(const NearestRoom& room, const AxisGeometry& axis, Index pixel,
                                    const ByteKernels& kernels) noexcept {
-  NearestTables tables;
-  tables.columns = room.columns;
-  tables.count = axis.count;
   const NearestSource source_of(axis);
   const std::int32_t count = axis.count;
   for (std::int32_t i = 0; i < count; ++i) {
@@ -125,12 +123,13 @@ NearestTables build_nearest_tables(const NearestRoom& room, const AxisGeometry& 
     room.columns[i] = source_of(i);
   }
 
-  if (kernels.permute != nullptr) {
-    tables.pieces = with_pixel_size(pixel, [&](auto size) noexcept {
-      return PieceTable<size>(tables, axis.usable_size, kernels).build(room);
-    });
-    if (tables.pieces.windows != 0) return tables;
-  }
+  NearestTables tables{.columns = room.columns,
+                       .count = count,
+                       .pieces = with_pixel_size(pixel, [&](auto size) noexcept {
+                         if (kernels.permute == nullptr) return BytePieces();
+                         return PieceTable<size>(room.columns, count, axis.usable_size, kernels).build(room);
+                       })};
+  if (tables.pieces.windows != 0) return tables;
 
   const std::int32_t* const end = tables.columns + axis.count;
   tables.followed = std::lower_bound(tables.columns, end - 1, axis.usable_size - 1) - tables.columns;
