@@ -1,5 +1,6 @@
 #include "resize/filtered/resampler.h"
 
+#include "resize/filtered/block_means.h"
 #include "resize/filtered/column_rows.h"
 
 namespace kyv::resize {
@@ -27,12 +28,14 @@ Index strip_width(Index ring_floats, Index ring_rows, Index multiple, Index coun
 
 void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels& kernels) noexcept {
   const Geometry& geometry = job.geometry;
+  RowPassProbe unused;
+  RowPassProbe& probe = job.probe == nullptr ? unused : *job.probe;
+  probe.has_block_means = !probe.wanted && !probe.folding && write_block_means(job, kernels);
+  if (probe.has_block_means) return;
   const BuiltTable x = build_tap_table(work.x, geometry.x, geometry.mode, kernels);
   const BuiltTable y =
       geometry.y == geometry.x ? x : build_tap_table(work.y, geometry.y, geometry.mode, kernels);
   const RowPassFacts facts{job.format, geometry, x, kernels, job.tuning};
-  RowPassProbe unused;
-  RowPassProbe& probe = job.probe == nullptr ? unused : *job.probe;
   const bool folds = probe.folding.value_or(!probe.wanted && folding_is_fastest(facts));
   Index done = 0;  // destination rows
   if (folds && FoldedRows::fits(facts, y, work.folded)) {

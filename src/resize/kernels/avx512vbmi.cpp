@@ -2,6 +2,7 @@
 
 #include "resize/kernels/folds_impl.h"
 #include "resize/kernels/lane_windows.h"
+#include "resize/kernels/means_impl.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -19,7 +20,7 @@ constexpr PermutedKernels kPermuted{
 }  // namespace
 
 extern const Kernels kernels_avx512vbmi;
-const Kernels kernels_avx512vbmi =
-    make_kernels(byte_kernels<simd::VectorPicker>(), fold_kernels(), running_kernels(), kPermuted);
+const Kernels kernels_avx512vbmi = make_kernels(byte_kernels<simd::VectorPicker>(), fold_kernels(),
+                                                mean_kernels(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

@@ -4,6 +4,7 @@
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/columns.h"
 #include "resize/kernels/folds.h"
+#include "resize/kernels/means.h"
 #include "resize/kernels/permuted.h"
 #include "resize/kernels/running.h"
 #include "resize/kernels/shuffled.h"
@@ -20,6 +21,7 @@ struct Kernels {
   ShuffledKernels shuffled;  // a set may have none
   ColumnKernels columns;
   FoldKernels folds;  // a set may have none
+  MeanKernels means;  // a set may have none
   ByteKernels bytes;
   // Unnormalised Lanczos weights of the positions first + 0 .. first + count - 1, seen from `centre`, at
   // distances times `scale`.

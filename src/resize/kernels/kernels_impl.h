@@ -12,8 +12,9 @@ namespace kyv::resize {
 namespace {
 
 // What every set gives, and its own kernels of bytes and row passes.
-constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, RunningKernels running = {},
-                               PermutedKernels permuted = {}, ShuffledKernels shuffled = {}) noexcept {
+constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, MeanKernels means = {},
+                               RunningKernels running = {}, PermutedKernels permuted = {},
+                               ShuffledKernels shuffled = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
   constexpr bool kShortcut = !simd::kHasFusedMultiplyAdd;
   return {
@@ -33,6 +34,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, Runnin
                   .add_block = add_column_block,
                   .round = {round_row<8>, round_row<16>}},
       .folds = folds,
+      .means = means,
       .bytes = bytes,
       .lanczos = lanczos_weights,
   };

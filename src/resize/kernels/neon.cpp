@@ -1,6 +1,7 @@
 #include "resize/kernels/simd_neon.h"
 
 #include "resize/kernels/folds_impl.h"
+#include "resize/kernels/means_impl.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -10,7 +11,7 @@
 namespace kyv::resize {
 
 extern const Kernels kernels_neon;
-const Kernels kernels_neon =
-    make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), running_kernels(), {}, shuffled_kernels());
+const Kernels kernels_neon = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), mean_kernels(),
+                                          running_kernels(), {}, shuffled_kernels());
 
 }  // namespace kyv::resize
