@@ -228,6 +228,59 @@ TEST_P(RowPasses, FoldWhereThatIsFastest) {
   }
 }
 
+// Blocks of 1 to 4 by 1 to 16 pixels; rows of less than a vector, of whole ones and some more, and past the
+// caches. Regions that begin within a block have boxes of other pixels.
+TEST_P(RowPasses, AverageBlocksOfPixels) {
+  Random random(20261124);
+  const resize::MeanKernels& means = GetParam().resize->means;
+  for (const auto [bits, channels] : kFormats) {
+    for (int k = 0; k < 200; ++k) {
+      const std::int32_t width = 1 << k % 3;
+      const std::int32_t height = 1 << (k / 3 + (width == 1 ? 1 : 0)) % 5;
+      bool has_block_means = false;
+      Trial t;
+      t.mode = 8;
+      t.bits = bits;
+      t.channels = channels;
+      t.dst_width = k % 40 == 0 ? between(random, 600, 1500) : between(random, 1, 80);
+      t.dst_height = between(random, 1, 5);
+      t.region = {between(random, 0, 2 * width), between(random, 0, 2 * height), width * t.dst_width,
+                  height * t.dst_height};
+      t.src_width = t.region.x + t.region.width + between(random, 0, 3);
+      t.src_height = t.region.y + t.region.height + between(random, 0, 3);
+      t.src_padding = between(random, 0, 3);
+      t.dst_padding = between(random, 0, 3);
+      t.content = k % 4 == 0 ? Content::kExtremes : Content::kRandom;
+      t.at_end = k % 2 == 0;
+      t.seed = static_cast<std::uint32_t>(k);
+      if (k % 5 == 0) t.tuning = tuning_of_large_pictures();
+      t.has_block_means = &has_block_means;
+      ASSERT_TRUE(matches_reference(t, GetParam()));
+      const bool has_blocks = t.region.x % width == 0 && t.region.y % height == 0 && width * height > 1;
+      const bool has_kernel = means.mean[depth_of(bits)][channels / 2][k % 3] != nullptr &&
+                              t.dst_width * channels >= means.least_samples;
+      EXPECT_EQ(has_block_means, has_blocks && has_kernel) << t;
+    }
+  }
+}
+
+// The last box of an odd size ends outside the source.
+TEST_P(RowPasses, AverageNoBlocksBeyondTheSource) {
+  for (const std::int32_t odd : {41, 40}) {
+    for (const bool is_wide : {false, true}) {
+      DirectCall call;
+      call.trial.mode = 8;
+      call.trial.src_width = is_wide ? odd : 40;
+      call.trial.src_height = is_wide ? 40 : odd;
+      call.trial.dst_width = call.trial.dst_height = 21;
+      call.trial = whole_image(call.trial);
+      call.x_factor = call.y_factor = 0.5;
+      call.dst_roi = {0, 0, 21, 21};
+      ASSERT_TRUE(matches_reference(call, GetParam()));
+    }
+  }
+}
+
 // Results that are written beyond their room land in the ring's first row. It shows where that row is still
 // needed when the next batch of rows begins, and in strips that begin with sums of the one before.
 TEST_P(RowPasses, KeepToTheirRoomInEveryStrip) {

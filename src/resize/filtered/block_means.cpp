@@ -6,7 +6,7 @@
 namespace kyv::resize {
 namespace {
 
-constexpr Index kChunk = 1024;  // samples on their way past the caches
+constexpr Index kStagedSamples = 1024;  // samples on their way past the caches
 
 // The blocks along one axis, if they are whole and lie within the region.
 struct BlockAxis {
@@ -28,10 +28,10 @@ BlockAxis find_blocks(const AxisGeometry& axis, int most_shift) noexcept {
 // Writes rows by way of a buffer past the caches, in parts that are alike.
 void stream_row(MeanArgs args, void (*mean)(const MeanArgs&), int width, const PixelFormat& format,
                 const ByteKernels& bytes) noexcept {
-  alignas(runtime::kCacheLine) std::uint8_t staged[2 * kChunk];
+  alignas(runtime::kCacheLine) std::uint8_t staged[2 * kStagedSamples];
   const MeanArgs whole = args;
   const Index pixels = whole.samples / format.channels;
-  const Index parts = (whole.samples + kChunk - 1) / kChunk;
+  const Index parts = (whole.samples + kStagedSamples - 1) / kStagedSamples;
   args.dst = staged;
   for (Index part = 0, first = 0; part < parts; ++part) {
     const Index end = pixels / parts * (part + 1) + pixels % parts * (part + 1) / parts;
@@ -53,9 +53,10 @@ bool write_block_means(const ResizeJob& job, const Kernels& kernels) noexcept {
   if (geometry.mode != Mode::kSuper || least == 0 || samples < least) return false;
   const BlockAxis x = find_blocks(geometry.x, kMostMeanShift);
   const BlockAxis y = find_blocks(geometry.y, kMostMeanRowShift);
-  if (x.first < 0 || y.first < 0) return false;
+  if (x.first < 0 || y.first < 0 || x.shift + y.shift == 0) return false;
 
   const auto mean = kernels.means.mean[format.depth][format.channels / 2][x.shift];
+  if (mean == nullptr) return false;
   const bool is_streamed = kernels.bytes.stream != nullptr && job.has_large_destination();
   MeanArgs args{.src = job.first_source() + y.first * job.src_step + x.first * format.pixel_bytes(),
                 .src_step = job.src_step,

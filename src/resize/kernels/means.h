@@ -15,7 +15,7 @@ struct MeanArgs {
   const std::uint8_t* src = nullptr;  // the first block
   Index src_step = 0;                 // bytes
   Index rows = 0;                     // of a block: a power of two
-  int shift = 0;                      // the block's pixels are 2^shift
+  int shift = 1;                      // the pixels of a block are 2^shift, at least two
   Index samples = 0;                  // of the destination; at least `least_samples`
   Index ahead = 0;                    // bytes from what is read of the rows to what is prefetched; 0: nothing
   std::uint8_t* dst = nullptr;
@@ -23,7 +23,7 @@ struct MeanArgs {
 
 struct MeanKernels {
   Index least_samples = 0;  // 0 where there are no such kernels
-  // By depth, channels (1, 3, 4) and width: blocks are 2^width pixels wide.
+  // By depth, channels (1, 3, 4) and width: blocks are 2^width pixels wide. Null where other ways are faster.
   void (*mean[kDepths][3][kMostMeanShift + 1])(const MeanArgs& args) = {};
 };
 
