@@ -25,17 +25,19 @@ struct MeanVectors {
   using Sums [[gnu::vector_size(kBytes)]] = Sum;
 };
 
+template <class V>
+[[gnu::always_inline]] inline typename V::Sums load_as_sums(const std::uint8_t* p) noexcept {
+  typename V::Samples samples;
+  __builtin_memcpy(&samples, p, sizeof samples);
+  return __builtin_convertvector(samples, typename V::Sums);
+}
+
 // Sums of the rows of kLanes samples from `p` on.
 template <class V>
 [[gnu::always_inline]] inline typename V::Sums sum_block_rows(const MeanArgs& args,
                                                               const std::uint8_t* p) noexcept {
-  const auto load = [](const std::uint8_t* from) noexcept __attribute__((always_inline)) {
-    typename V::Samples samples;
-    __builtin_memcpy(&samples, from, sizeof samples);
-    return __builtin_convertvector(samples, typename V::Sums);
-  };
-  typename V::Sums sums = load(p);
-  for (Index row = 1; row < args.rows; ++row) sums += load(p + row * args.src_step);
+  typename V::Sums sums = load_as_sums<V>(p);
+  for (Index row = 1; row < args.rows; ++row) sums += load_as_sums<V>(p + row * args.src_step);
   return sums;
 }
 
