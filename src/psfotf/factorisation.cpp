@@ -291,6 +291,41 @@ LineShape choose_prime(std::int32_t prime, RadixSet radices) noexcept {
   return is_direct && direct.cost <= best.cost ? direct : best;
 }
 
+// Whether the rows that a last radix writes together find room in a first cache with eight places at each
+// distance of 4096 bytes. In a square they are length / radix rows apart, a power of two of bytes times
+// something odd. Real planes write twice as many; for small radices only complex ones count.
+bool rows_find_room(std::int32_t radix, std::int32_t length) noexcept {
+  constexpr std::int32_t ways = 8;
+  constexpr int log_page = 12;
+  constexpr int log_line = 6;
+  const auto twos = [](std::int32_t n) { return std::countr_zero(static_cast<std::uint32_t>(n)); };
+  const int log_distance = std::clamp(2 * twos(length) - twos(radix) + 3, log_line, log_page);
+  const std::int32_t room = ways << (log_page - log_distance);
+  return radix <= 4 ? 2 * radix <= room : 4 * radix < room;
+}
+
+// The last stage has no roots, so that a large radix there leaves the fewest: the largest whose rows find
+// room, else a power of two. The others come before it, small ones first. 11, 12 and 13 outgrow sixteen
+// registers, most of all where they write rows, and have lower ranks; behind a direct sum 11 and 13 are never
+// the last.
+void order_stages(LineShape& shape) noexcept {
+  constexpr std::int8_t ranks[kMaxFixedRadix + 1] = {0, 0, 2, 3, 4, 7, 9, 10, 11, 12, 13, 6, 8, 5, 0, 15};
+  std::int32_t* const end = shape.radices + shape.stages;
+  std::int32_t* const first =
+      std::find_if(shape.radices, end, [](std::int32_t radix) { return radix <= kMaxFixedRadix; });
+  std::sort(first, end, [&](std::int32_t a, std::int32_t b) { return ranks[a] < ranks[b]; });
+  const bool has_sums = first != shape.radices;
+  std::int32_t* last = nullptr;
+  for (std::int32_t* radix = first; radix != end; ++radix) {
+    if (std::has_single_bit(static_cast<std::uint32_t>(*radix))) last = radix;
+  }
+  for (std::int32_t* radix = first; radix != end; ++radix) {
+    const bool is_heavy = has_sums && (*radix == 11 || *radix == 13);
+    if (!is_heavy && rows_find_room(*radix, shape.length)) last = radix;
+  }
+  if (last != nullptr) std::rotate(last, last + 1, end);
+}
+
 }  // namespace
 
 LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
@@ -313,7 +348,10 @@ LineShape choose_line(std::int32_t length, RadixSet radices) noexcept {
     }
   }
   add_small_factors(mixed, factors.small, radices, LastStage::kMayWriteRows);
-  if (convolutions.count == 0) return mixed;
+  if (convolutions.count == 0) {
+    order_stages(mixed);
+    return mixed;
+  }
   convolutions.add_stages(mixed);
   const LineShape whole = bluestein(length, radices);
   return is_possible(whole) && whole.cost < mixed.cost ? whole : mixed;
