@@ -217,7 +217,7 @@ Waiting choose_waiting(const PlaneShape& shape, const PlaneMethod& method, const
   const auto is_too_much = [&](std::int32_t lines, const LineShape& line, std::uint64_t others,
                                std::int32_t in_work) {
     // Tables for few leave out most roots of the first stage.
-    const auto left_out = static_cast<std::uint64_t>(may_outgrow<T>(lines) ? line.inner_length : 0);
+    const auto left_out = static_cast<std::uint64_t>(may_outgrow<T>(lines) ? 3 * (line.inner_length / 2) : 0);
     const std::uint64_t work = element * static_cast<std::uint64_t>(in_work);
     return (others + work + table_values(line) - left_out) * sizeof(T) > welcome_bytes(shape);
   };
@@ -254,7 +254,8 @@ std::uint64_t waiting_values(const PlaneShape& shape, const WorkspaceLayout& lay
 
 // That a line takes which is convolved in place: Rader's first one lies behind the others.
 std::uint64_t in_place_elements(const LineShape& line) noexcept {
-  return static_cast<std::uint64_t>(line.work_elements + (line.method == LineMethod::kRader ? 1 : 0));
+  const auto elements = static_cast<std::uint64_t>(line.work_elements);
+  return line.method == LineMethod::kRader ? elements + 1 : elements;
 }
 
 template <class T>
