@@ -131,10 +131,15 @@ template <class V, class Position>
                                                 V scale, const Workspace<V>& workspace, std::int32_t first,
                                                 const RowTargets<V>& rows,
                                                 const Position& position) noexcept {
-  const LaneOf<V>* line = workspace.line;
+  const LaneOf<V>* const line = workspace.line;
+  LaneOf<V>* block = rows.blocks;
+  const std::size_t pitch = rows.pitch;
+  const std::int32_t valid = rows.valid;
+  const bool past_caches = plan.blocks_past_caches;
   const bool columns_wait = plan.waiting == Waiting::kLastColumns;
-  if (columns_wait) leave_last_columns<V>(plan, scale, workspace, first, rows.valid, position);
-  for (std::int32_t b = 0; b < (columns_wait ? 1 : cut.blocks()); ++b) {
+  if (columns_wait) leave_last_columns<V>(plan, scale, workspace, first, valid, position);
+  const std::int32_t blocks = columns_wait ? 1 : cut.blocks();
+  for (std::int32_t b = 0; b < blocks; ++b, block += pitch) {
     const std::int32_t column = cut.column(b);
     V re[V::kLanes];
     V im[V::kLanes];
@@ -145,19 +150,20 @@ template <class V, class Position>
     for (int i = 0; i < V::kLanes; ++i)
       im[i] = simd::load(line + position(column + i) * kElement<V> + V::kLanes) * scale;
     simd::transpose(im);
-    LaneOf<V>* block = rows.blocks + static_cast<std::size_t>(b) * rows.pitch;
-    for (std::int32_t i = 0; i < rows.valid; ++i) {
+    for (std::int32_t i = 0; i < valid; ++i) {
       const Complex<V> x{re[i], im[i]};
-      store_elements<V, 1>(&x, block + rows.places[i], 0, plan.blocks_past_caches);
+      store_elements<V, 1>(&x, block + rows.places[i], 0, past_caches);
     }
   }
 }
 
 // As many rows as a vector has lanes, from `first` on.
 template <class V>
-void transform_row_group(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
-                         const PlaneArrays& arrays, const Workspace<V>& workspace, std::int32_t first,
-                         const RowTargets<V>& targets) noexcept {
+[[gnu::always_inline]] inline void transform_row_group(const PlanePlan<LaneOf<V>>& plan,
+                                                       const BlockCut<V>& cut, V scale,
+                                                       const PlaneArrays& arrays,
+                                                       const Workspace<V>& workspace, std::int32_t first,
+                                                       const RowTargets<V>& targets) noexcept {
   const RowPointers<V> re(arrays.src_re, first, plan.rows, plan.row_length);
   const RowPointers<V> im(arrays.src_im, first, plan.rows, plan.row_length);
   const std::ptrdiff_t next_rows =
