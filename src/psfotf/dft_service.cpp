@@ -68,8 +68,10 @@ const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept 
   while (kernels->narrower != nullptr) {
     const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
     const std::int32_t half = of_precision.lanes / 2;
-    const bool may_be_half = !has_half_as_good<T>(*kernels) || are_short_raders(shape, of_precision.radices);
-    const bool rows_fill = shape.rows > 1 && (may_be_half ? shape.rows >= half : shape.rows > half);
+    const auto may_be_half = [&] {
+      return !has_half_as_good<T>(*kernels) || are_short_raders(shape, of_precision.radices);
+    };
+    const bool rows_fill = shape.rows > 1 && (shape.rows > half || (shape.rows == half && may_be_half()));
     if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
     kernels = kernels->narrower;
   }

@@ -10,7 +10,7 @@ constexpr Index kStagedSamples = 1024;  // samples on their way past the caches
 
 // The blocks along one axis, if they are whole and lie within the region.
 struct BlockAxis {
-  Index first = -1;  // source position of the first one; -1: they are not
+  Index first = -1;  // source position of the first one; below 0 where they are not
   int shift = 0;     // 2^shift positions each
 };
 
@@ -19,7 +19,8 @@ BlockAxis find_blocks(const AxisGeometry& axis, int most_shift) noexcept {
     if (axis.inverse != 1 << shift) continue;
     const double first = axis.first * axis.inverse + axis.offset - axis.origin;
     const double end = first + axis.count * axis.inverse;
-    if (axis.offset != floor_of(axis.offset) || !(first >= 0.0) || !(end <= axis.usable_size)) return {};
+    // Spans begin at most half a pixel before what the source covers: `first` is hardly below 0.
+    if (axis.offset != floor_of(axis.offset) || !(end <= axis.usable_size)) return {};
     return {static_cast<Index>(first), shift};
   }
   return {};
