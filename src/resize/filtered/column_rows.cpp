@@ -8,7 +8,8 @@ namespace kyv::resize {
 namespace {
 
 // Samples that are finished for all rows together: those of a destination row's taps stay in the L1, but for
-// sums of many taps, whose chunks would be too short to stream.
+// sums of many taps, whose chunks would be too short to stream. Whole groups: the last one of a row ends
+// where the ring's slack was cleared.
 constexpr Index kChunkTaps = 8192;
 constexpr Index kLeastChunk = 512;
 
@@ -61,7 +62,9 @@ void ColumnRows::write_short_sums(Index end, const RowRing& ring) noexcept {
     if (pair && !is_complete(table_.spans[next_row_ + 1], end)) break;
     next_row_ += pair ? 2 : 1;
   }
-  const Index most = streamed_ ? kStreamedSamples : std::max(kChunkTaps / table_.stride, kLeastChunk);
+  const Index most = streamed_
+                         ? kStreamedSamples
+                         : std::max(kChunkTaps / table_.stride / kColumnGroup * kColumnGroup, kLeastChunk);
   for (Index x = 0; x < samples_; x += most) {
     for (Index row = first; row < next_row_;) {
       const Index rows = starts_pair(row) ? 2 : 1;
