@@ -61,13 +61,18 @@ void read_good_geometry(fuzz::Input& in, Call& c) {
   resize::ResizeSqrPixelArguments& a = c.arguments;
   a.src_roi = rect_inside(in, c.src.width, c.src.height);
   a.dst_roi = rect_inside(in, c.dst.width, c.dst.height);
-  const auto factor = [&](std::int32_t dst_size, std::int32_t src_size) {
+  const auto factor = [&](std::int32_t dst_size, std::int32_t src_size, double power) {
     const double exact = static_cast<double>(dst_size) / src_size;
-    const bool plain = a.interpolation == 8 || in.byte() < 192;
-    return plain ? std::min(exact, a.interpolation == 8 ? 1.0 : exact) : exact * (1.0 + in.byte() / 255.0);
+    if (a.interpolation == 8) return std::min(exact, 1.0);
+    const std::uint8_t kind = in.byte();
+    if (kind < 192) return exact;
+    return kind < 224 ? power : exact * (1.0 + in.byte() / 255.0);
   };
-  a.x_factor = factor(a.dst_roi.width, a.src_roi.width);
-  a.y_factor = factor(a.dst_roi.height, a.src_roi.height);
+  // Sums of whole numbers, where both are the same.
+  constexpr double kPowers[] = {0.125, 0.25, 0.5, 2.0};
+  const double power = kPowers[(a.dst_roi.width + a.dst_roi.height) % 4];
+  a.x_factor = factor(a.dst_roi.width, a.src_roi.width, power);
+  a.y_factor = factor(a.dst_roi.height, a.src_roi.height, power);
   a.x_shift = good_shift(in, a.dst_roi.x, a.src_roi.x, a.x_factor);
   a.y_shift = good_shift(in, a.dst_roi.y, a.src_roi.y, a.y_factor);
 }

@@ -232,12 +232,12 @@ TEST_P(RowPasses, FoldWhereThatIsFastest) {
 // caches. Regions that begin within a block have boxes of other pixels.
 TEST_P(RowPasses, AverageBlocksOfPixels) {
   Random random(20261124);
-  const resize::MeanKernels& means = GetParam().resize->means;
+  const resize::MeanKernels& means = GetParam().resize->integers.means;
   for (const auto [bits, channels] : kFormats) {
     for (int k = 0; k < 200; ++k) {
       const std::int32_t width = 1 << k % 3;
       const std::int32_t height = 1 << (k / 3 + (width == 1 ? 1 : 0)) % 5;
-      bool has_block_means = false;
+      bool is_in_integers = false;
       Trial t;
       t.mode = 8;
       t.bits = bits;
@@ -254,13 +254,90 @@ TEST_P(RowPasses, AverageBlocksOfPixels) {
       t.at_end = k % 2 == 0;
       t.seed = static_cast<std::uint32_t>(k);
       if (k % 5 == 0) t.tuning = tuning_of_large_pictures();
-      t.has_block_means = &has_block_means;
+      t.is_in_integers = &is_in_integers;
       ASSERT_TRUE(matches_reference(t, GetParam()));
       const bool has_blocks = t.region.x % width == 0 && t.region.y % height == 0 && width * height > 1;
       const bool has_kernel = means.mean[depth_of(bits)][channels / 2][k % 3] != nullptr &&
                               t.dst_width * channels >= means.least_samples;
-      EXPECT_EQ(has_block_means, has_blocks && has_kernel) << t;
+      EXPECT_EQ(is_in_integers, has_blocks && has_kernel) << t;
     }
+  }
+}
+
+// Linear, from 8 : 1 to 1 : 2, regions that begin anywhere among them; stretches of one vector, of less and
+// of many, and several in a row.
+TEST_P(RowPasses, AddTentsOfWholeNumbers) {
+  Random random(20261125);
+  const resize::IntegerKernels& integers = GetParam().resize->integers;
+  for (const auto [bits, channels] : kFormats) {
+    for (int k = 0; k < 240; ++k) {
+      const std::int32_t block = 1 << k % 4;  // source pixels, or half a pixel for 1
+      const bool is_doubled = block == 1;
+      bool is_in_integers = false;
+      Trial t;
+      t.mode = 2;
+      t.bits = bits;
+      t.channels = channels;
+      const std::int32_t width = k % 40 < 4 ? between(random, 600, 1500) : between(random, 1, 80);
+      const std::int32_t height = between(random, 1, 5);
+      t.region = {between(random, 0, 9), between(random, 0, 9), width * block, height * block};
+      t.dst_width = is_doubled ? 2 * width : width;
+      t.dst_height = is_doubled ? 2 * height : height;
+      t.src_width = t.region.x + t.region.width + between(random, 0, 9);
+      t.src_height = t.region.y + t.region.height + between(random, 0, 9);
+      t.src_padding = between(random, 0, 3);
+      t.dst_padding = between(random, 0, 3);
+      t.content = k % 3 == 0 ? Content::kExtremes : Content::kRandom;
+      t.at_end = k % 8 < 4;
+      t.seed = static_cast<std::uint32_t>(k);
+      if (k % 5 == 0) t.tuning = tuning_of_large_pictures();
+      t.is_in_integers = &is_in_integers;
+      ASSERT_TRUE(matches_reference(t, GetParam()));
+      const resize::Depth depth = depth_of(bits);
+      const bool has_kernel = is_doubled ? integers.doubling.write[depth][channels / 2] != nullptr
+                                         : integers.tents.write[depth][channels / 2][k % 4 - 1] != nullptr;
+      const bool is_whole = is_doubled || (t.region.x % block == 0 && t.region.y % block == 0);
+      const bool is_long = width * channels >= integers.tents.least_samples;
+      EXPECT_EQ(is_in_integers, is_whole && is_long && has_kernel) << t;
+    }
+  }
+}
+
+// Sides that differ, a shift of a part of a pixel, and half of a source pixel at an end, in either direction.
+TEST_P(RowPasses, AddTentsWhereTheyAreWhole) {
+  struct Request {
+    double x_factor;
+    double y_factor;
+    double x_shift;
+    double y_shift;
+    reference::Rect dst;
+    bool is_in_integers;
+  };
+  constexpr Request kRequests[] = {
+      {0.5, 0.25, 0.0, 0.0, {0, 0, 20, 10}, false}, {0.5, 1.0, 0.0, 0.0, {0, 0, 20, 40}, false},
+      {0.5, 0.5, 0.25, 0.0, {0, 0, 19, 20}, false}, {0.5, 0.5, 0.0, 0.125, {0, 0, 20, 19}, false},
+      {0.5, 0.5, 1.0, 2.0, {1, 2, 15, 15}, true},   {0.25, 0.25, -1.0, 0.0, {0, 0, 9, 10}, true},
+      {0.5, 0.5, 0.0, 0.0, {3, 7, 10, 9}, true},    {2.0, 2.0, 0.0, 0.0, {6, 9, 40, 13}, true},
+      {2.0, 2.0, 0.0, 0.0, {5, 9, 40, 13}, false},  {2.0, 2.0, 0.0, 0.0, {6, 9, 41, 13}, false},
+      {2.0, 2.0, 0.5, 0.0, {6, 9, 40, 13}, false},  {2.0, 2.0, 0.0, 1.0, {6, 9, 40, 13}, false},
+      {2.0, 2.0, 2.0, 4.0, {6, 9, 40, 13}, true},   {2.0, 0.5, 0.0, 0.0, {0, 0, 40, 20}, false},
+  };
+  for (const Request& request : kRequests) {
+    bool is_in_integers = false;
+    DirectCall call;
+    call.trial.mode = 2;
+    call.trial.src_width = call.trial.src_height = 41;
+    call.trial.dst_width = call.trial.dst_height = 90;
+    call.trial.is_in_integers = &is_in_integers;
+    call.trial = whole_image(call.trial);
+    call.x_factor = request.x_factor;
+    call.y_factor = request.y_factor;
+    call.x_shift = request.x_shift;
+    call.y_shift = request.y_shift;
+    call.dst_roi = request.dst;
+    ASSERT_TRUE(matches_reference(call, GetParam()));
+    const bool has_kernels = GetParam().resize->integers.tents.least_samples > 0;
+    EXPECT_EQ(is_in_integers, request.is_in_integers && has_kernels) << call.trial << request.x_shift;
   }
 }
 

@@ -137,7 +137,7 @@ resize::IppStatus call_primitive(const DirectCall& c, const GuardedImage& source
   const resize::IppStatus done = resize::resize_sqr_pixel(t.bits, t.channels)(arguments, *kernels.resize);
   if (t.chosen != nullptr) *t.chosen = probe.chosen;
   if (t.has_folded != nullptr) *t.has_folded = probe.has_folded;
-  if (t.has_block_means != nullptr) *t.has_block_means = probe.has_block_means;
+  if (t.is_in_integers != nullptr) *t.is_in_integers = probe.is_in_integers;
   const bool is_invalid = std::fetestexcept(FE_INVALID) != 0 && !may_be_invalid(t.mode);
   return is_invalid ? kComputedWithUnwrittenMemory : done;
 }
@@ -251,7 +251,7 @@ testing::AssertionResult matches_reference(const Trial& t, const runtime::Kernel
   GuardedImage destination(t, t.dst_width, t.dst_height, t.dst_padding);
   const Answer& answer = answer_to(t);
   source.fill(answer.source);
-  const bool is_plain = !t.row_pass && !t.folding && t.chosen == nullptr && t.has_block_means == nullptr;
+  const bool is_plain = !t.row_pass && !t.folding && t.chosen == nullptr && t.is_in_integers == nullptr;
   const int result = is_plain && t.route == Route::kRequest
                          ? request(t, source, destination, kernels)
                          : request_through_primitives(t, source, destination, kernels);

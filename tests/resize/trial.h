@@ -40,7 +40,7 @@ struct Trial {
   resize::RowPassChoice* chosen = nullptr;
   std::optional<bool> folding = {};  // the same: wherever it fits, or nowhere
   bool* has_folded = nullptr;
-  bool* has_block_means = nullptr;
+  bool* is_in_integers = nullptr;
   // On the route of the primitives: what a large picture is.
   resize::Tuning tuning = {};
 };

@@ -1,6 +1,7 @@
 #include "resize/filtered/block_means.h"
 
-#include "resize/rounding.h"
+#include "resize/filtered/blocks.h"
+#include "resize/filtered/parts.h"
 #include "runtime/memory_model.h"
 
 namespace kyv::resize {
@@ -8,40 +9,20 @@ namespace {
 
 constexpr Index kStagedSamples = 1024;  // samples on their way past the caches
 
-// The blocks along one axis, if they are whole and lie within the region.
-struct BlockAxis {
-  Index first = -1;  // source position of the first one; below 0 where they are not
-  int shift = 0;     // 2^shift positions each
-};
-
-BlockAxis find_blocks(const AxisGeometry& axis, int most_shift) noexcept {
-  for (int shift = 0; shift <= most_shift; ++shift) {
-    if (axis.inverse != 1 << shift) continue;
-    const double first = axis.first * axis.inverse + axis.offset - axis.origin;
-    const double end = first + axis.count * axis.inverse;
-    // Spans begin at most half a pixel before what the source covers: `first` is hardly below 0.
-    if (axis.offset != floor_of(axis.offset) || !(end <= axis.usable_size)) return {};
-    return {static_cast<Index>(first), shift};
-  }
-  return {};
-}
-
 // Writes rows by way of a buffer past the caches, in parts that are alike.
 void stream_row(MeanArgs args, void (*mean)(const MeanArgs&), int width, const PixelFormat& format,
                 const ByteKernels& bytes) noexcept {
   alignas(runtime::kCacheLine) std::uint8_t staged[2 * kStagedSamples];
   const MeanArgs whole = args;
-  const Index pixels = whole.samples / format.channels;
-  const Index parts = (whole.samples + kStagedSamples - 1) / kStagedSamples;
   args.dst = staged;
-  for (Index part = 0, first = 0; part < parts; ++part) {
-    const Index end = pixels / parts * (part + 1) + pixels % parts * (part + 1) / parts;
-    args.samples = (end - first) * format.channels;
-    args.src = whole.src + (first << width) * format.pixel_bytes();
-    mean(args);
-    bytes.stream(staged, whole.dst + first * format.pixel_bytes(), args.samples * sample_bytes(format.depth));
-    first = end;
-  }
+  for_each_part(whole.samples / format.channels, kStagedSamples / format.channels,
+                [&](Index first, Index end) noexcept {
+                  args.samples = (end - first) * format.channels;
+                  args.src = whole.src + (first << width) * format.pixel_bytes();
+                  mean(args);
+                  bytes.stream(staged, whole.dst + first * format.pixel_bytes(),
+                               args.samples * sample_bytes(format.depth));
+                });
 }
 
 }  // namespace
@@ -50,13 +31,13 @@ bool write_block_means(const ResizeJob& job, const Kernels& kernels) noexcept {
   const Geometry& geometry = job.geometry;
   const PixelFormat& format = job.format;
   const Index samples = Index{geometry.x.count} * format.channels;
-  const Index least = kernels.means.least_samples;
+  const Index least = kernels.integers.means.least_samples;
   if (geometry.mode != Mode::kSuper || least == 0 || samples < least) return false;
   const BlockAxis x = find_blocks(geometry.x, kMostMeanShift);
   const BlockAxis y = find_blocks(geometry.y, kMostMeanRowShift);
   if (x.first < 0 || y.first < 0 || x.shift + y.shift == 0) return false;
 
-  const auto mean = kernels.means.mean[format.depth][format.channels / 2][x.shift];
+  const auto mean = kernels.integers.means.mean[format.depth][format.channels / 2][x.shift];
   if (mean == nullptr) return false;
   const bool is_streamed = kernels.bytes.stream != nullptr && job.has_large_destination();
   MeanArgs args{.src = job.first_source() + y.first * job.src_step + x.first * format.pixel_bytes(),

@@ -62,9 +62,8 @@ void ColumnRows::write_short_sums(Index end, const RowRing& ring) noexcept {
     if (pair && !is_complete(table_.spans[next_row_ + 1], end)) break;
     next_row_ += pair ? 2 : 1;
   }
-  const Index most = streamed_
-                         ? kStreamedSamples
-                         : std::max(kChunkTaps / table_.stride / kColumnGroup * kColumnGroup, kLeastChunk);
+  const Index fitting = kChunkTaps / table_.stride / kColumnGroup * kColumnGroup;
+  const Index most = streamed_ ? kStreamedSamples : std::max(fitting, kLeastChunk);
   for (Index x = 0; x < samples_; x += most) {
     for (Index row = first; row < next_row_;) {
       const Index rows = starts_pair(row) ? 2 : 1;

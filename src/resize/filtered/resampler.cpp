@@ -2,6 +2,8 @@
 
 #include "resize/filtered/block_means.h"
 #include "resize/filtered/column_rows.h"
+#include "resize/filtered/doubling.h"
+#include "resize/filtered/tents.h"
 
 namespace kyv::resize {
 namespace {
@@ -24,14 +26,19 @@ Index strip_width(Index ring_floats, Index ring_rows, Index multiple, Index coun
   return std::min((blocks + strips - 1) / strips * multiple, count);
 }
 
+// False where no sums are whole numbers of few bits.
+bool write_in_integers(const ResizeJob& job, const Kernels& kernels) noexcept {
+  return write_block_means(job, kernels) || write_doubled(job, kernels) || write_tents(job, kernels);
+}
+
 }  // namespace
 
 void resize_filtered(const ResizeJob& job, const Workspace& work, const Kernels& kernels) noexcept {
   const Geometry& geometry = job.geometry;
   RowPassProbe unused;
   RowPassProbe& probe = job.probe == nullptr ? unused : *job.probe;
-  probe.has_block_means = !probe.wanted && !probe.folding && write_block_means(job, kernels);
-  if (probe.has_block_means) return;
+  probe.is_in_integers = !probe.wanted && !probe.folding && write_in_integers(job, kernels);
+  if (probe.is_in_integers) return;
   const BuiltTable x = build_tap_table(work.x, geometry.x, geometry.mode, kernels);
   const BuiltTable y =
       geometry.y == geometry.x ? x : build_tap_table(work.y, geometry.y, geometry.mode, kernels);

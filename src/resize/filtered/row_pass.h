@@ -29,13 +29,13 @@ struct RowPassChoice {
 };
 
 // For tests and tools: what row pass is wanted, and which one ran; whether rows are to be folded, and were.
-// Without such a wish, means of blocks may stand for all of that.
+// Without such a wish, sums of whole numbers may stand for all of that.
 struct RowPassProbe {
   std::optional<RowPassKind> wanted;  // taken wherever it fits
   std::optional<bool> folding;        // wherever it fits, or nowhere
   RowPassChoice chosen;
   bool has_folded = false;
-  bool has_block_means = false;
+  bool is_in_integers = false;
 };
 
 // What a row pass is planned and chosen by.

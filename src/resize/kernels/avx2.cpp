@@ -1,7 +1,7 @@
 #include "resize/kernels/simd_avx2.h"
 
 #include "resize/kernels/folds_impl.h"
-#include "resize/kernels/means_impl.h"
+#include "resize/kernels/integer_kernels.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/shuffled_impl.h"
@@ -21,7 +21,7 @@ constexpr PermutedKernels kPermuted{
 }  // namespace
 
 extern const Kernels kernels_avx2;
-const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), mean_kernels(),
+const Kernels kernels_avx2 = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), integer_kernels(),
                                           running_kernels(), kPermuted, shuffled_kernels());
 
 }  // namespace kyv::resize

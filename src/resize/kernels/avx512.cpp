@@ -1,8 +1,8 @@
 #include "resize/kernels/simd_avx512.h"
 
 #include "resize/kernels/folds_impl.h"
+#include "resize/kernels/integer_kernels.h"
 #include "resize/kernels/lane_windows.h"
-#include "resize/kernels/means_impl.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -19,7 +19,7 @@ constexpr PermutedKernels kPermuted{
 }  // namespace
 
 extern const Kernels kernels_avx512;
-const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(), mean_kernels(),
-                                            running_kernels(), kPermuted);
+const Kernels kernels_avx512 = make_kernels(byte_kernels<simd::QuadPicker>(), fold_kernels(),
+                                            integer_kernels(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

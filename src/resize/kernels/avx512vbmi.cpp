@@ -1,8 +1,8 @@
 #include "resize/kernels/simd_avx512vbmi.h"
 
 #include "resize/kernels/folds_impl.h"
+#include "resize/kernels/integer_kernels.h"
 #include "resize/kernels/lane_windows.h"
-#include "resize/kernels/means_impl.h"
 #include "resize/kernels/permuted_windows.h"
 #include "resize/kernels/running_impl.h"
 #include "resize/kernels/transposition_vector.h"
@@ -21,6 +21,6 @@ constexpr PermutedKernels kPermuted{
 
 extern const Kernels kernels_avx512vbmi;
 const Kernels kernels_avx512vbmi = make_kernels(byte_kernels<simd::VectorPicker>(), fold_kernels(),
-                                                mean_kernels(), running_kernels(), kPermuted);
+                                                integer_kernels(), running_kernels(), kPermuted);
 
 }  // namespace kyv::resize

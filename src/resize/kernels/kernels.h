@@ -3,16 +3,25 @@
 
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/columns.h"
+#include "resize/kernels/doubling.h"
 #include "resize/kernels/folds.h"
 #include "resize/kernels/means.h"
 #include "resize/kernels/permuted.h"
 #include "resize/kernels/running.h"
 #include "resize/kernels/shuffled.h"
+#include "resize/kernels/tents.h"
 #include "resize/kernels/transposed.h"
 
 namespace kyv::resize {
 
 inline constexpr Index kLanczosSlack = 7;  // weights that may be written beyond those asked for
+
+// Filtered resizing whose sums are whole numbers of few bits, by factors that are powers of two.
+struct IntegerKernels {
+  MeanKernels means;
+  DoublingKernels doubling;
+  TentKernels tents;
+};
 
 struct Kernels {
   TransposedKernels transposed;
@@ -20,8 +29,8 @@ struct Kernels {
   PermutedKernels permuted;  // a set may have none
   ShuffledKernels shuffled;  // a set may have none
   ColumnKernels columns;
-  FoldKernels folds;  // a set may have none
-  MeanKernels means;  // a set may have none
+  FoldKernels folds;        // a set may have none
+  IntegerKernels integers;  // a set may have none
   ByteKernels bytes;
   // Unnormalised Lanczos weights of the positions first + 0 .. first + count - 1, seen from `centre`, at
   // distances times `scale`.

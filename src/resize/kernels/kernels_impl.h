@@ -12,7 +12,7 @@ namespace kyv::resize {
 namespace {
 
 // What every set gives, and its own kernels of bytes and row passes.
-constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, MeanKernels means = {},
+constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, IntegerKernels integers = {},
                                RunningKernels running = {}, PermutedKernels permuted = {},
                                ShuffledKernels shuffled = {}) noexcept {
   // Where the multiply-add is fused, both entries are the same function.
@@ -34,7 +34,7 @@ constexpr Kernels make_kernels(ByteKernels bytes, FoldKernels folds = {}, MeanKe
                   .add_block = add_column_block,
                   .round = {round_row<8>, round_row<16>}},
       .folds = folds,
-      .means = means,
+      .integers = integers,
       .bytes = bytes,
       .lanczos = lanczos_weights,
   };

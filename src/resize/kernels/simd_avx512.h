@@ -213,7 +213,7 @@ inline F32 pixel_to_float(Raw a) noexcept {
 }  // namespace
 }  // namespace kyv::simd
 
-// Folded rows: vectors of 16-bit words.
+// Sums of whole numbers: vectors of 16-bit words, and of 32 bits.
 namespace kyv::simd {
 namespace {
 
@@ -222,6 +222,12 @@ using Words = std::uint16_t __attribute__((vector_size(64)));
 inline Words load_words(const std::uint8_t* p) noexcept {
   const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
   return reinterpret_cast<Words>(_mm512_cvtepu8_epi16(bytes));
+}
+using Longs = std::uint32_t __attribute__((vector_size(64)));
+// Of as many words.
+inline Longs load_longs(const std::uint8_t* p) noexcept {
+  const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+  return reinterpret_cast<Longs>(_mm512_cvtepu16_epi32(words));
 }
 // (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
 inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {

@@ -156,7 +156,7 @@ inline void store_pixel(F32 a, float* const* rows, std::ptrdiff_t offset) noexce
 }  // namespace
 }  // namespace kyv::simd
 
-// Folded rows: vectors of 16-bit words.
+// Sums of whole numbers: vectors of 16-bit words, and of 32 bits.
 namespace kyv::simd {
 namespace {
 
@@ -164,6 +164,11 @@ using Words = std::uint16_t __attribute__((vector_size(16)));
 // Of as many bytes.
 inline Words load_words(const std::uint8_t* p) noexcept {
   return reinterpret_cast<Words>(vmovl_u8(vld1_u8(p)));
+}
+using Longs = std::uint32_t __attribute__((vector_size(16)));
+// Of as many words.
+inline Longs load_longs(const std::uint8_t* p) noexcept {
+  return reinterpret_cast<Longs>(vmovl_u16(vreinterpret_u16_u8(vld1_u8(p))));
 }
 // (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
 inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {

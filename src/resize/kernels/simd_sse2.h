@@ -198,7 +198,7 @@ inline F32 pixel_to_float(Raw a) noexcept {
 }  // namespace
 }  // namespace kyv::simd
 
-// Folded rows: vectors of 16-bit words.
+// Sums of whole numbers: vectors of 16-bit words, and of 32 bits.
 namespace kyv::simd {
 namespace {
 
@@ -207,6 +207,12 @@ using Words = std::uint16_t __attribute__((vector_size(16)));
 inline Words load_words(const std::uint8_t* p) noexcept {
   const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
   return reinterpret_cast<Words>(_mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+}
+using Longs = std::uint32_t __attribute__((vector_size(16)));
+// Of as many words.
+inline Longs load_longs(const std::uint8_t* p) noexcept {
+  const __m128i words = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+  return reinterpret_cast<Longs>(_mm_unpacklo_epi16(words, _mm_setzero_si128()));
 }
 // (a * parts[0] + b * parts[1]) / 2^15, rounded to nearest, for what is less than 2^15.
 inline Words sum_parts(Words a, Words b, const std::uint16_t* parts) noexcept {
