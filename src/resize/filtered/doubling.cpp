@@ -42,10 +42,10 @@ bool write_doubled(const ResizeJob& job, const Kernels& kernels) noexcept {
   const std::uint8_t* const src = job.first_source() + first_pixel * pixel;
   std::uint8_t* dst = job.first_destination();
   for (Index row = rows.first; row < rows.first + geometry.y.count; ++row, dst += job.dst_step) {
-    const Index far = std::clamp<Index>(row / 2 + (row % 2 == 0 ? -1 : 1), 0, last_row);
+    const Index farther = std::clamp<Index>(row / 2 + (row % 2 == 0 ? -1 : 1), 0, last_row);
     for_each_part(pixels, kDoubledSamples / channels, [&](Index first, Index end) noexcept {
-      write({.near = src + row / 2 * job.src_step + first * pixel,
-             .far = src + far * job.src_step + first * pixel,
+      write({.near_row = src + row / 2 * job.src_step + first * pixel,
+             .far_row = src + farther * job.src_step + first * pixel,
              .samples = (end - first) * channels,
              .left = std::min<Index>(first_pixel + first, 1),
              .right = std::min<Index>(geometry.x.usable_size - first_pixel - end, 1),

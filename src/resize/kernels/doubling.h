@@ -11,9 +11,9 @@ inline constexpr Index kDoubledSamples = 512;  // of the source, at most, in one
 // of a pixel off the centre of its source pixel: it has 9/16 of it, 3/16 of either neighbour on that side,
 // and 1/16 of the one across, rounded to nearest, ties to even.
 struct DoublingArgs {
-  const std::uint8_t* near = nullptr;  // the first pixel of the row that counts three times
-  const std::uint8_t* far = nullptr;   // the same of the row that counts once
-  Index samples = 0;                   // whole pixels, at least `least_samples`
+  const std::uint8_t* near_row = nullptr;  // the first pixel of the row that counts three times
+  const std::uint8_t* far_row = nullptr;   // the same of the row that counts once
+  Index samples = 0;                       // whole pixels, at least `least_samples`
   // Pixels before the first and behind the last: 1, or 0 where that is its own neighbour.
   Index left = 0;
   Index right = 0;

@@ -35,8 +35,8 @@ template <class V, Index kChannels>
   typename V::Sum line[kDoubledSamples + 2 * kChannels + V::kLanes];
   typename V::Sum* const mixed = line + kChannels;
   fill_line<V, kChannels, 1>(mixed, args.samples, args.left, args.right, [&](Index x) noexcept {
-    const auto near = load_as_sums<V>(args.near + x * kBytes);
-    return near + near + near + load_as_sums<V>(args.far + x * kBytes);
+    const auto nearer = load_as_sums<V>(args.near_row + x * kBytes);
+    return nearer + nearer + nearer + load_as_sums<V>(args.far_row + x * kBytes);
   });
 
   const auto load = [&](Index x) noexcept {
@@ -45,8 +45,8 @@ template <class V, Index kChannels>
     return sums;
   };
   const auto double_vector = [&](Index x) noexcept {
-    const Sums near = load(x);
-    const Sums thrice = near + near + near;
+    const Sums centre = load(x);
+    const Sums thrice = centre + centre + centre;
     const Sums left = divide_rounded(thrice + load(x - kChannels), 4);
     const Sums right = divide_rounded(thrice + load(x + kChannels), 4);
     const auto pairs = reinterpret_cast<Doubled>(left | (right << (8 * kBytes)));

@@ -4,7 +4,6 @@
 #include "resize/kernels/bytes.h"
 #include "resize/kernels/integer_vectors.h"
 #include "resize/kernels/tents.h"
-#include "runtime/memory_model.h"
 
 namespace kyv::resize {
 namespace {
@@ -26,8 +25,8 @@ template <class V, Index kBlock>
   return sum + pair(0) + sums + sums;
 }
 
-// Of the vector that begins `base` samples after a block: which neighbours its pixels have in the tent, those
-// of the left half of a block to the left, and the weights of both.
+// A sample's pixel and its neighbour in the tent, half a block off and outside the block: on which side that
+// is, and the weights of both.
 template <Index kChannels, Index kBlock>
 struct TentLane {
   Index in_block;
@@ -57,8 +56,9 @@ template <class Sums, Index kChannels, Index kBlock, Index kBase, std::size_t...
   }
 }
 
-// The tents of blocks of kBlock pixels, whose sums of rows are in a line: in as many lanes as are whole
-// pixels. Blocks of what has been added up already are 2^kWidth wide.
+// The sums of 2^kWidth neighbouring pixels, each with its neighbour in the tent, from sums of rows in a line:
+// in as many lanes as are whole pixels. Of whole blocks they are tents. The line begins kBase samples after a
+// block.
 template <class V, class Sum, Index kChannels, Index kBlock, int kWidth, Index kBase = 0>
 [[gnu::always_inline]] inline typename V::Sums sum_tents(const Sum* line) noexcept {
   using Sums = typename V::Sums;
