@@ -8,17 +8,13 @@
 namespace kyv::resize {
 namespace {
 
-// The halves of source pixels that destination pixels lie on, if they do, and within the region.
-struct Halves {
-  Index first = -1;  // half of the first destination pixel; below 0 where there are none
-};
-
-Halves find_halves(const AxisGeometry& axis) noexcept {
+// The half of a source pixel that the first destination pixel lies on; below 0 where destination pixels are
+// no halves, or not all within the region.
+Index first_half(const AxisGeometry& axis) noexcept {
   const double halves = 2.0 * (axis.offset - axis.origin);
-  if (axis.inverse != 0.5 || halves != 2.0 * floor_of(0.5 * halves)) return {};
+  if (axis.inverse != 0.5 || halves != 2.0 * floor_of(0.5 * halves)) return -1;
   const double first = axis.first + halves;
-  if (!(first >= 0.0 && first + axis.count <= 2.0 * axis.usable_size)) return {};
-  return {static_cast<Index>(first)};
+  return first >= 0.0 && first + axis.count <= 2.0 * axis.usable_size ? static_cast<Index>(first) : -1;
 }
 
 }  // namespace
@@ -29,19 +25,18 @@ bool write_doubled(const ResizeJob& job, const Kernels& kernels) noexcept {
   const Index channels = format.channels;
   const auto write = kernels.integers.doubling.write[format.depth][format.channels / 2];
   if (geometry.mode != Mode::kLinear || write == nullptr) return false;
-  const Halves columns = find_halves(geometry.x);
-  const Halves rows = find_halves(geometry.y);
-  if (columns.first < 0 || rows.first < 0 || columns.first % 2 != 0 || geometry.x.count % 2 != 0)
-    return false;
+  const Index column = first_half(geometry.x);
+  const Index first_row = first_half(geometry.y);
+  if (column < 0 || first_row < 0 || column % 2 != 0 || geometry.x.count % 2 != 0) return false;
   const Index pixels = geometry.x.count / 2;
   if (pixels * channels < kernels.integers.doubling.least_samples) return false;
 
   const Index last_row = geometry.y.usable_size - 1;
-  const Index first_pixel = columns.first / 2;
+  const Index first_pixel = column / 2;
   const Index pixel = format.pixel_bytes();
   const std::uint8_t* const src = job.first_source() + first_pixel * pixel;
   std::uint8_t* dst = job.first_destination();
-  for (Index row = rows.first; row < rows.first + geometry.y.count; ++row, dst += job.dst_step) {
+  for (Index row = first_row; row < first_row + geometry.y.count; ++row, dst += job.dst_step) {
     const Index farther = std::clamp<Index>(row / 2 + (row % 2 == 0 ? -1 : 1), 0, last_row);
     for_each_part(pixels, kDoubledSamples / channels, [&](Index first, Index end) noexcept {
       write({.near_row = src + row / 2 * job.src_step + first * pixel,

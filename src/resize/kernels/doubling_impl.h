@@ -7,6 +7,8 @@
 namespace kyv::resize {
 namespace {
 
+constexpr int kSixteenths = 4;  // a sum of both axes is of 2^this parts
+
 // Where sample `lane` of pairs of doubled pixels is found: lanes of a sum have the sample of the left pixel,
 // then that of the right one.
 template <Index kChannels>
@@ -39,16 +41,11 @@ template <class V, Index kChannels>
     return nearer + nearer + nearer + load_as_sums<V>(args.far_row + x * kBytes);
   });
 
-  const auto load = [&](Index x) noexcept {
-    Sums sums;
-    __builtin_memcpy(&sums, mixed + x, sizeof sums);
-    return sums;
-  };
   const auto double_vector = [&](Index x) noexcept {
-    const Sums centre = load(x);
+    const Sums centre = load_sums<V>(mixed + x);
     const Sums thrice = centre + centre + centre;
-    const Sums left = divide_rounded(thrice + load(x - kChannels), 4);
-    const Sums right = divide_rounded(thrice + load(x + kChannels), 4);
+    const Sums left = divide_rounded(thrice + load_sums<V>(mixed + x - kChannels), kSixteenths);
+    const Sums right = divide_rounded(thrice + load_sums<V>(mixed + x + kChannels), kSixteenths);
     const auto pairs = reinterpret_cast<Doubled>(left | (right << (8 * kBytes)));
     const auto doubled =
         in_pixels<kChannels>(pairs, std::make_index_sequence<static_cast<std::size_t>(2 * V::kLanes)>());

@@ -1,5 +1,5 @@
-// Compilers' own vectors of whole numbers: samples, and sums of twice their size. No instruction set needs
-// code of its own for them.
+// Compilers' own vectors of whole numbers: samples, and sums of twice their size. Only what widens samples is
+// code of an instruction set's own.
 //
 // A unit includes its simd header first, whose words say how long vectors are.
 #pragma once
@@ -35,6 +35,18 @@ template <class V>
     typename V::Samples samples;
     __builtin_memcpy(&samples, p, sizeof samples);
     return __builtin_convertvector(samples, typename V::Sums);
+  }
+}
+
+// The sums of a line, as they are, or widened from words.
+template <class V, class Sum>
+[[gnu::always_inline]] inline typename V::Sums load_sums(const Sum* line) noexcept {
+  if constexpr (sizeof(Sum) == sizeof(typename V::Sum)) {
+    typename V::Sums sums;
+    __builtin_memcpy(&sums, line, sizeof sums);
+    return sums;
+  } else {
+    return load_as_sums<V>(reinterpret_cast<const std::uint8_t*>(line));
   }
 }
 

@@ -64,17 +64,8 @@ template <class V, class Sum, Index kChannels, Index kBlock, int kWidth, Index k
   using Sums = typename V::Sums;
   if constexpr (kWidth == 0) {
     constexpr Index kHalf = kBlock / 2 * kChannels;
-    const auto load = [](const Sum* p) noexcept {
-      if constexpr (sizeof(Sum) == sizeof(typename V::Sum)) {
-        Sums sums;
-        __builtin_memcpy(&sums, p, sizeof sums);
-        return sums;
-      } else {
-        return load_as_sums<V>(reinterpret_cast<const std::uint8_t*>(p));
-      }
-    };
     return sum_tent_halves<Sums, kChannels, kBlock, kBase>(
-        load(line), load(line - kHalf), load(line + kHalf),
+        load_sums<V>(line), load_sums<V>(line - kHalf), load_sums<V>(line + kHalf),
         std::make_index_sequence<static_cast<std::size_t>(V::kLanes)>());
   } else {
     constexpr Index kSecond = V::kLanes / kChannels * kChannels;
