@@ -1,5 +1,6 @@
 #include "psfotf/dft_service.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
@@ -50,36 +51,46 @@ bool has_half_as_good(const Kernels& kernels) noexcept {
 // empty lanes do, and these take little memory.
 constexpr std::int32_t kLongestBesideEmptyLanes = 1400;
 
-bool are_short_raders(const PlaneShape& shape, RadixSet radices) noexcept {
+// Whether two rows may be such lines: most lengths need not be planned to know that they are not.
+bool may_be_short_raders(const PlaneShape& shape) noexcept {
   return shape.rows == 2 && shape.row_length % 2 != 0 && shape.row_length >= kLeastConvolution &&
-         shape.row_length <= kLongestBesideEmptyLanes &&
-         choose_line(shape.row_length, radices).method == LineMethod::kRader;
+         shape.row_length <= kLongestBesideEmptyLanes;
 }
+
+// The kernels that serve a plane and how they transform it: without a method they have fixed code for it.
+struct Service {
+  const Kernels* kernels;
+  std::optional<PlaneMethod> method;
+};
 
 // The widest kernels of the chain that have fixed code for the plane, or else whose lanes the plane fills:
 // its columns, and its rows too, by half at least, where a row is not whole vectors or is a convolution: one
-// row beside empty lanes would pay for them in memory.
+// row beside empty lanes would pay for them in memory. Methods are chosen for as few kernels as can tell:
+// planning is much of a small plane's time.
 template <class T>
-const Kernels& fitting(const Kernels& widest, const PlaneShape& shape) noexcept {
+Service service_of(const Kernels& widest, const PlaneShape& shape) noexcept {
   for (const Kernels* kernels = &widest; kernels != nullptr; kernels = kernels->narrower) {
-    if (square_code(shape, precision_of<T>(*kernels)) != nullptr) return *kernels;
+    if (square_code(shape, precision_of<T>(*kernels)) != nullptr) return {kernels, std::nullopt};
   }
   const Kernels* kernels = &widest;
-  while (kernels->narrower != nullptr) {
+  for (; kernels->narrower != nullptr; kernels = kernels->narrower) {
     const PrecisionKernels<T>& of_precision = precision_of<T>(*kernels);
+    if (shape.row_length < of_precision.lanes) continue;
     const std::int32_t half = of_precision.lanes / 2;
-    const auto may_be_half = [&] {
-      return !has_half_as_good<T>(*kernels) || are_short_raders(shape, of_precision.radices);
-    };
-    const bool rows_fill = shape.rows > 1 && (shape.rows > half || (shape.rows == half && may_be_half()));
-    if (shape.row_length >= of_precision.lanes && (rows_fill || fills_vectors(shape, of_precision))) break;
-    kernels = kernels->narrower;
+    const bool is_half = shape.rows > 1 && shape.rows == half;
+    if (shape.rows > std::max(half, 1) || (is_half && !has_half_as_good<T>(*kernels))) break;
+    const bool may_be_raders = is_half && may_be_short_raders(shape);
+    if (!may_be_raders && !may_fit_within_lanes(shape, of_precision.lanes)) continue;
+    const PlaneMethod method = choose_plane(shape, of_precision);
+    const bool are_raders = may_be_raders && method.row.method == LineMethod::kRader;
+    if (method.rows_within_lanes || are_raders) return {kernels, method};
   }
-  return *kernels;
+  return {kernels, choose_plane(shape, precision_of<T>(*kernels))};
 }
 
-const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
-  return precision == Precision::kSingle ? fitting<float>(widest, shape) : fitting<double>(widest, shape);
+Service service_of(const Kernels& widest, Precision precision, const PlaneShape& shape) noexcept {
+  return precision == Precision::kSingle ? service_of<float>(widest, shape)
+                                         : service_of<double>(widest, shape);
 }
 
 }  // namespace
@@ -88,13 +99,10 @@ const Kernels& fitting(const Kernels& widest, Precision precision, const PlaneSh
 class Descriptor {
  public:
   Descriptor(Precision precision, const PlaneShape& shape, const Kernels& kernels, bool on_heap) noexcept
-      : precision_(precision), on_heap_(on_heap), shape_(shape), kernels_(kernels) {
-    if (precision == Precision::kSingle) {
-      choose<float>();
-    } else {
-      choose<double>();
-    }
-  }
+      : precision_(precision),
+        on_heap_(on_heap),
+        shape_(shape),
+        service_(service_of(kernels, precision, shape)) {}
   ~Descriptor() {
     release();
     magic_ = 0;
@@ -164,16 +172,9 @@ class Descriptor {
     return static_cast<std::uint64_t>(shape_.rows) * static_cast<std::uint64_t>(shape_.row_length);
   }
 
-  // Without a method the plane has fixed code.
-  template <class T>
-  void choose() noexcept {
-    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
-    if (square_code(shape_, kernels) == nullptr) method_ = choose_plane(shape_, kernels);
-  }
-
   template <class T>
   std::uint64_t workspace_bytes_of() const noexcept {
-    return method_ ? psfotf::workspace_bytes<T>(shape_, *method_, kernels_) : 0;
+    return service_.method ? psfotf::workspace_bytes<T>(shape_, *service_.method, *service_.kernels) : 0;
   }
 
   bool make_plan(void* workspace) noexcept {
@@ -184,18 +185,19 @@ class Descriptor {
 
   template <class T>
   bool plan(void* workspace, const SquareCode<T>*& square, const PlanePlan<T>*& result) noexcept {
-    if (!method_) {
-      square = square_code(shape_, precision_of<T>(kernels_));
+    if (!service_.method) {
+      square = square_code(shape_, precision_of<T>(*service_.kernels));
       return true;
     }
-    const std::uint64_t bytes = plan_bytes<T>(shape_, *method_, kernels_);
+    const std::uint64_t bytes = plan_bytes<T>(shape_, *service_.method, *service_.kernels);
     void* memory = inline_memory_;
     if (bytes > kInlineBytes) {
       if (bytes > SIZE_MAX) return false;
       plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
       memory = plan_memory_;
     }
-    if (memory != nullptr) result = make_plane_plan<T>(shape_, *method_, kernels_, memory, workspace);
+    if (memory != nullptr)
+      result = make_plane_plan<T>(shape_, *service_.method, *service_.kernels, memory, workspace);
     return memory != nullptr;
   }
 
@@ -213,7 +215,7 @@ class Descriptor {
   template <class T>
   void compute(bool forward, T scale, const PlaneArrays& arrays, void* workspace,
                const PlanePlan<T>& plan) const noexcept {
-    const PrecisionKernels<T>& kernels = precision_of<T>(kernels_);
+    const PrecisionKernels<T>& kernels = precision_of<T>(*service_.kernels);
     bool is_half = false;
     if (plan.has_halves) {
       const auto transform = forward ? kernels.transform_real_plane : kernels.transform_hermitian_plane;
@@ -263,8 +265,7 @@ class Descriptor {
   bool on_heap_;
   bool committed_ = false;
   PlaneShape shape_;
-  const Kernels& kernels_;
-  std::optional<PlaneMethod> method_;
+  Service service_;
   double forward_scale_ = 1.0;
   double backward_scale_ = 1.0;
   const SquareCode<float>* single_square_ = nullptr;
@@ -375,7 +376,7 @@ Descriptor* create_descriptor(Precision precision, const std::int32_t (&lengths)
   void* memory = room != nullptr ? room->bytes : runtime::aligned_allocate(sizeof(Descriptor));
   if (memory == nullptr) return nullptr;
   const PlaneShape shape = shape_of(lengths);
-  return new (memory) Descriptor(precision, shape, fitting(kernels, precision, shape), room == nullptr);
+  return new (memory) Descriptor(precision, shape, kernels, room == nullptr);
 }
 
 std::uint64_t array_workspace_bytes(const Descriptor* descriptor) noexcept {

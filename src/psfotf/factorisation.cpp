@@ -139,7 +139,8 @@ void add_small_factors(LineShape& shape, const SmallFactors& factors, RadixSet r
                        LastStage last = LastStage::kInPlace) noexcept {
   const bool may_collide = last == LastStage::kMayWriteRows && factors.twos >= kCollidingTwos;
   const bool has_composites =
-      radices == RadixSet::kLarge || (radices == RadixSet::kMediumFused && !may_collide);
+      (factors.threes > 0 || factors.fives > 0) &&
+      (radices == RadixSet::kLarge || (radices == RadixSet::kMediumFused && !may_collide));
   add_all(shape, factors, has_composites ? cheapest_composites(factors, radices) : Composites{}, radices);
 }
 
@@ -256,15 +257,19 @@ LineShape bluestein(std::int32_t length, RadixSet radices) noexcept {
 // The prime factors of a length whose butterflies are convolutions. Their stages are the last, so that their
 // elements lie side by side; two of them, with elements apart in the first one, put them together.
 struct Convolutions {
-  LineShape lines[kMaxConvolvedStages];
+  ConvolutionShape lines[kMaxConvolvedStages];
+  double costs[kMaxConvolvedStages];
   int count = 0;
 
-  void add(const LineShape& line) noexcept { lines[count++] = line; }
+  void add(const LineShape& line) noexcept {
+    lines[count] = line.convolution();
+    costs[count++] = line.cost;
+  }
 
   void add_stages(LineShape& shape) const noexcept {
     for (int i = 0; i < count; ++i) {
-      add_stage(shape, lines[i].length, lines[i].cost);
-      shape.convolutions[shape.convolved_stages++] = lines[i].convolution();
+      add_stage(shape, lines[i].length, costs[i]);
+      shape.convolutions[shape.convolved_stages++] = lines[i];
       shape.work_elements = std::max(shape.work_elements, lines[i].work_elements);
     }
     if (count > 1) shape.work_elements += lines[0].length;
@@ -309,6 +314,7 @@ bool rows_find_room(std::int32_t radix, std::int32_t length) noexcept {
 // registers, most of all where they write rows, and have lower ranks; behind a direct sum 11 and 13 are never
 // the last.
 void order_stages(LineShape& shape) noexcept {
+  if (shape.stages < 2) return;
   constexpr std::int8_t ranks[kMaxFixedRadix + 1] = {0, 0, 2, 3, 4, 7, 9, 10, 11, 12, 13, 6, 8, 5, 0, 15};
   std::int32_t* const end = shape.radices + shape.stages;
   std::int32_t* const first =

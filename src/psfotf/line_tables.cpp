@@ -64,14 +64,13 @@ void fill_first_roots(const LineShape& shape, const RootTable<double>& roots, st
 
 // What needs no table.
 template <class T>
-LinePlan<T> mixed_radix_plan(const LineShape& shape, PartGap gap) noexcept {
-  LinePlan<T> plan{};
+void start_mixed_radix(const LineShape& shape, PartGap gap, LinePlan<T>& plan) noexcept {
+  plan = {};
   plan.length = shape.length;
   plan.method = LineMethod::kMixedRadix;
   plan.stages = shape.stages;
   std::copy(shape.radices, shape.radices + kMaxStages, plan.radices);
   plan.part_pitch = part_pitch(shape, gap);
-  return plan;
 }
 
 template <class T>
@@ -96,11 +95,13 @@ const T* fill_sum_roots(const LineShape& shape, const RootTable<T>& roots, T* su
     const std::int32_t half = radix / 2;
     const std::int32_t step = roots.order / radix;
     for (std::int32_t n = 1; n <= half; ++n) {
+      std::int32_t root = n * step;
       for (std::int32_t k = 1; k <= half; ++k, ++next) {
-        const std::int32_t root = n * k % radix * step;
         // An arena with a buffer gives arrays. NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
         next[0] = roots.re[root];
         next[half * half] = roots.im[root];
+        root += n * step;
+        root -= root >= roots.order ? roots.order : 0;
       }
     }
     next += half * half;
@@ -120,7 +121,7 @@ LinePlan<T>* lay_mixed_radix(const LineShape& shape, PartGap gap, const RootTabl
   auto* stage_roots = arena.take<T>(2 * static_cast<std::uint64_t>(shape.length - rootless));
   auto* sum_roots = arena.take<T>(sum_root_values(shape));
   if (arena.is_counting()) return nullptr;
-  *plan = mixed_radix_plan<T>(shape, gap);
+  start_mixed_radix(shape, gap, *plan);
   fill_positions(shape, gap, positions);
   fill_stage_roots(shape, roots, stage_roots, 0, rootless > 0 ? shape.stages - 1 : shape.stages);
   plan->stage_roots = stage_roots;
@@ -407,7 +408,7 @@ const LinePlan<double>* lay_inner(const InnerShape& shape, runtime::Arena& arena
   const RootTable<double> roots = lay_roots<double>(shape.order(), beyond);
   memory.count(beyond);
   if (arena.is_counting()) return nullptr;
-  *plan = mixed_radix_plan<double>(shape.line, shape.gap);
+  start_mixed_radix(shape.line, shape.gap, *plan);
   fill_stage_roots(shape.line, roots, stage_roots, shape.has_products ? 1 : 0, shape.line.stages);
   plan->stage_roots = stage_roots;
   plan->sum_roots = fill_sum_roots(shape.line, roots, sum_roots);
@@ -436,7 +437,7 @@ const LinePlan<float>* lay_rounded(const InnerShape& shape, const LinePlan<doubl
                                    runtime::Arena& arena) noexcept {
   auto* plan = arena.take<LinePlan<float>>(1);
   if (!arena.is_counting()) {
-    *plan = mixed_radix_plan<float>(shape.line, shape.gap);
+    start_mixed_radix(shape.line, shape.gap, *plan);
     plan->left_out = shape.left_out();
     plan->fine_lane_roots = shape.fine_lane_roots();
   }

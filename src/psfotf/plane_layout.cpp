@@ -479,21 +479,22 @@ double lines_across(std::int32_t rows, std::int32_t lanes) noexcept {
   return std::max(std::min(lanes, least), whole) * (are_pairs ? 1.4 : 1.0);
 }
 
-// The convolution of rows within their lanes where it is cheaper than the line across them and there is one;
-// else one that is not possible.
+// Chooses the convolution of rows within their lanes where there is one that is cheaper than the line across
+// them.
 template <class T>
-LineShape cheaper_within(const PlaneShape& shape, const LineShape& across,
-                         const PrecisionKernels<T>& kernels) noexcept {
+void choose_cheaper_within(const PlaneShape& shape, const PrecisionKernels<T>& kernels,
+                           PlaneMethod& method) noexcept {
   const std::int32_t lanes = kernels.lanes;
   const bool is_one = shape.rows == 1;
   const bool is_wide =
       lanes * static_cast<std::int32_t>(sizeof(T)) > kWideVector && sizeof(T) == sizeof(double);
-  const double cost = lines_across<T>(shape.rows, lanes) * across.cost;
-  LineShape none;
-  none.method = LineMethod::kBluestein;
-  if (shape.row_length < kLeastConvolvedRow || shape.rows >= lanes || shape.rows * kLeastCostWithin >= cost ||
+  const double cost = lines_across<T>(shape.rows, lanes) * method.row.cost;
+  const auto cost_within = [&shape](double line) {
+    return shape.rows * (line + kRowCost / shape.row_length);
+  };
+  if (shape.row_length < kLeastConvolvedRow || shape.rows >= lanes || cost_within(kLeastCostWithin) >= cost ||
       (is_one && is_wide && shape.row_length > kLongestInWideVectors)) {
-    return none;
+    return;
   }
   LineShape within = choose_line_within(shape.row_length, lanes, kernels.radices,
                                         is_one ? WithinFor::kLessMemory : WithinFor::kLeastTime);
@@ -504,7 +505,9 @@ LineShape cheaper_within(const PlaneShape& shape, const LineShape& across,
       within = choose_line_within(shape.row_length, lanes, kernels.radices, WithinFor::kLeastMemory);
     }
   }
-  return shape.rows * (within.cost + kRowCost / shape.row_length) < cost ? within : none;
+  if (!is_possible(within) || cost_within(within.cost) >= cost) return;
+  method.row = within;
+  method.rows_within_lanes = true;
 }
 
 }  // namespace
@@ -512,21 +515,19 @@ LineShape cheaper_within(const PlaneShape& shape, const LineShape& across,
 template <class T>
 PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
   const RadixSet radices = kernels.radices;
-  PlaneMethod method{choose_line(shape.rows, radices), {}, false};
-  LineShape elements;
-  if (shape.row_length % kernels.lanes == 0 &&
-      factorize(elements, shape.row_length / kernels.lanes, radices) &&
-      fits_lanes(elements, shape.rows, kernels.lanes)) {
-    method.row = elements;
-    method.rows_within_lanes = true;
-  } else {
-    method.row = shape.row_length == shape.rows ? method.column : choose_line(shape.row_length, radices);
-    const LineShape within = cheaper_within(shape, method.row, kernels);
-    if (is_possible(within)) {
-      method.row = within;
-      method.rows_within_lanes = true;
+  if (shape.row_length % kernels.lanes == 0) {
+    LineShape elements;
+    if (factorize(elements, shape.row_length / kernels.lanes, radices) &&
+        fits_lanes(elements, shape.rows, kernels.lanes)) {
+      return {choose_line(shape.rows, radices), elements, true};
     }
   }
+  if (shape.rows == shape.row_length) {
+    const LineShape line = choose_line(shape.rows, radices);
+    return {line, line, false};
+  }
+  PlaneMethod method{choose_line(shape.rows, radices), choose_line(shape.row_length, radices), false};
+  choose_cheaper_within(shape, kernels, method);
   return method;
 }
 
@@ -564,10 +565,8 @@ const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& 
   return lay_plane<T>(shape, method, kernels, arena, for_a_while);
 }
 
-template <class T>
-bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept {
-  const bool may_fill = shape.row_length % kernels.lanes == 0 || shape.row_length >= kLeastConvolvedRow;
-  return may_fill && choose_plane(shape, kernels).rows_within_lanes;
+bool may_fit_within_lanes(const PlaneShape& shape, std::int32_t lanes) noexcept {
+  return shape.row_length % lanes == 0 || shape.row_length >= kLeastConvolvedRow;
 }
 
 template PlaneMethod choose_plane(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
@@ -581,7 +580,5 @@ template std::uint64_t workspace_bytes<double>(const PlaneShape&, const PlaneMet
                                                const Kernels&) noexcept;
 template const PlanePlan<double>* make_plane_plan(const PlaneShape&, const PlaneMethod&, const Kernels&,
                                                   void*, void*) noexcept;
-template bool fills_vectors(const PlaneShape&, const PrecisionKernels<float>&) noexcept;
-template bool fills_vectors(const PlaneShape&, const PrecisionKernels<double>&) noexcept;
 
 }  // namespace kyv::psfotf

@@ -37,8 +37,7 @@ template <class T>
 const PlanePlan<T>* make_plane_plan(const PlaneShape& shape, const PlaneMethod& method,
                                     const Kernels& kernels, void* memory, void* workspace) noexcept;
 
-// Whether few rows fill the vectors: each is transformed within the lanes.
-template <class T>
-bool fills_vectors(const PlaneShape& shape, const PrecisionKernels<T>& kernels) noexcept;
+// False only where choose_plane() cannot choose rows within their lanes.
+bool may_fit_within_lanes(const PlaneShape& shape, std::int32_t lanes) noexcept;
 
 }  // namespace kyv::psfotf

@@ -172,10 +172,19 @@ void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept {
     }
     return;
   }
-  // A quarter or half of the circle, where n has one, and then each root by turning one that is known.
+  // Half of a quarter of the circle, or of the half or whole circle where n has no quarters or halves. The
+  // other half is its mirror image, and each root behind it one that is known, turned.
   const std::int32_t quarter = n % 4 == 0 ? n / 4 : 0;
   const std::int32_t half = n % 2 == 0 ? n / 2 : n;
-  fill_arc(n, std::min(count, quarter != 0 ? quarter : half), re, im);
+  const std::int32_t part = quarter != 0 ? quarter : half;
+  const std::int32_t arc = std::min(count, part / 2 + 1);
+  fill_arc(n, arc, re, im);
+  for (std::int32_t k = arc; k < std::min(count, part); ++k) {
+    const T mirror_re = re[part - k];
+    const T mirror_im = im[part - k];
+    re[k] = quarter != 0 ? -mirror_im : half < n ? -mirror_re : mirror_re;
+    im[k] = quarter != 0 ? -mirror_re : half < n ? mirror_im : -mirror_im;
+  }
   for (std::int32_t k = quarter; quarter != 0 && k < std::min(count, half); ++k) {
     re[k] = im[k - quarter];
     im[k] = -re[k - quarter];

@@ -6,8 +6,9 @@
 namespace kyv::psfotf {
 
 // re[k] + i im[k] = exp(-2 pi i k / n) for k < count <= n, each part within 1.5 of the last place of a
-// number between 1/2 and 1. About 2 sqrt(m) sines are evaluated for the first m = n / 4 roots, n / 2 or all
-// n, as n can be divided; the rest are products of a coarse and a fine root, or turned by a quarter or half.
+// number between 1/2 and 1. About 2 sqrt(m) sines are evaluated for the first m = n / 8 roots, n / 4 or n /
+// 2, as n can be divided; the rest are products of a coarse and a fine root, mirror images, or turned by a
+// quarter or half.
 template <class T>
 void fill_roots(std::int32_t n, std::int32_t count, T* re, T* im) noexcept;
 

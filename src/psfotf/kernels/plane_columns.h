@@ -136,14 +136,28 @@ void store_waiting_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
   prepare_columns<V>(plan, cut, workspace, 0, 1, 0, out);
   store_rows<V>(column, out, 0, plan.rows);
   const WaitingColumns<V> waiting(plan, workspace);
-  for (std::int32_t r = 0; r < plan.rows; ++r) {
-    const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(r) * waiting.count;
-    const Complex<V> x{simd::load(waiting.re + at), simd::load(waiting.im + at)};
-    store_element<V>(workspace.blocks + row_place<V>(plan, r), x);
+  const T* re = waiting.re;
+  const T* im = waiting.im;
+  for (std::int32_t first = 0; first < plan.rows; first += plan.part_rows) {
+    T* element = workspace.blocks + row_place<V>(plan, first);
+    const std::int32_t left = plan.rows - first;
+    const std::int32_t rows = left < plan.part_rows ? left : plan.part_rows;
+    for (std::int32_t r = 0; r < rows; ++r, re += waiting.count, im += waiting.count, element += kElement<V>) {
+      __builtin_prefetch(element + 16 * kElement<V>, 1);
+      __builtin_prefetch(element + 16 * kElement<V> + V::kLanes, 1);
+      __builtin_prefetch(re + 64);
+      __builtin_prefetch(im + 64);
+      store_element<V>(element, {simd::load(re), simd::load(im)});
+    }
   }
   prepare_columns<V>(plan, cut, workspace, 0, 1, 0, out);
   for (std::int32_t k = 0; k < plan.rows; ++k) {
     const T* element = workspace.blocks + column.positions[k] * kElement<V>;
+    if (k + 16 < plan.rows) {
+      const T* later = workspace.blocks + column.positions[k + 16] * kElement<V>;
+      __builtin_prefetch(later);
+      __builtin_prefetch(later + V::kLanes);
+    }
     const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * plan.row_length + V::kLanes;
     for (std::int32_t c = 0; c < waiting.count; ++c) {
       store_double(arrays.dst_re + place + c, static_cast<double>(element[c]));

@@ -90,7 +90,12 @@ struct RowTargets {
       : blocks(workspace.blocks),
         pitch(plan.block_pitch),
         valid(plan.rows - first < V::kLanes ? plan.rows - first : V::kLanes) {
-    for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
+    std::int32_t row = first;
+    std::int32_t part = first / plan.part_rows;
+    for (std::int32_t i = 0; i < valid; ++i, ++row) {
+      if (row == (part + 1) * plan.part_rows) ++part;
+      places[i] = static_cast<std::ptrdiff_t>(row + part * plan.part_gap) * kElement<V>;
+    }
   }
   // The last `count` rows, where they wait.
   RowTargets(const Workspace<V>& workspace, std::int32_t count) noexcept
@@ -180,7 +185,7 @@ template <class V>
 
 // The last rows first: they wait in a small place while the others work in all of the blocks'.
 template <class V>
-void transform_last_rows_first(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
+[[gnu::noinline]] void transform_last_rows_first(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
                                const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
   const std::int32_t count = plan.rows - V::kLanes;
   transform_row_group<V>(plan, cut, scale, arrays, workspace, V::kLanes, RowTargets<V>(workspace, count));

@@ -617,8 +617,9 @@ void convolution_stage(const LinePlan<LaneOf<V>>& prime, LaneOf<V>* data, std::i
 
 // Stage s, of `groups` adjacent transforms of `length` elements. Lines with convolutions need `work`.
 template <class V, Decimation D = Decimation::kInFrequency>
-void run_stage(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t groups, std::int32_t length,
-               std::int32_t pitch, LaneOf<V>* data, LaneOf<V>* work = nullptr) noexcept {
+[[gnu::always_inline]] inline void run_stage(const LinePlan<LaneOf<V>>& plan, int s, std::int32_t groups,
+                                             std::int32_t length, std::int32_t pitch, LaneOf<V>* data,
+                                             LaneOf<V>* work = nullptr) noexcept {
   const std::int32_t radix = plan.radices[s];
   const std::int32_t m = length / radix;
   if (m == 1 && radix <= kMaxFixedRadix) return kRadixCode<V>[radix].last(data, data, groups);
@@ -669,9 +670,9 @@ void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data
   }
 }
 
-// Stage 0 where its roots are products.
+// Stage 0 where its roots are products; it needs much of the stack, which other lines are not to pay for.
 template <class V>
-void run_first_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
+[[gnu::noinline]] void run_first_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
   const std::int32_t m = plan.length / plan.radices[0];
   FirstRoots<V> roots(plan);
   for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
