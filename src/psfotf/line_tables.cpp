@@ -70,6 +70,7 @@ void start_mixed_radix(const LineShape& shape, PartGap gap, LinePlan<T>& plan) n
   plan.method = LineMethod::kMixedRadix;
   plan.stages = shape.stages;
   std::copy(shape.radices, shape.radices + kMaxStages, plan.radices);
+  plan.part_length = part_length(shape);
   plan.part_pitch = part_pitch(shape, gap);
 }
 
@@ -157,19 +158,33 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
   return g;
 }
 
+// Where the elements of a line lie that may have gaps between its parts.
+class Places {
+ public:
+  template <class T>
+  explicit Places(const LinePlan<T>& plan) noexcept : gap_(plan.part_pitch - plan.part_length) {
+    per_part_ = static_cast<double>(plan.radices[0]) / plan.length;
+  }
+  // The product is not near enough to a whole number for its roundings to matter, and sooner there than a
+  // quotient.
+  std::int32_t operator()(std::int32_t k) const noexcept {
+    return gap_ != 0 ? k + static_cast<std::int32_t>((k + 0.5) * per_part_) * gap_ : k;
+  }
+
+ private:
+  std::int32_t gap_;
+  double per_part_;
+};
+
 // The values of one line of a convolution, within lanes or with the gaps between its parts.
 class InnerLine {
  public:
   InnerLine(double* values, const LinePlan<double>& plan, std::int32_t lanes) noexcept
-      : values_(values),
-        part_(plan.length / plan.radices[0]),
-        gap_(plan.part_pitch - plan.length / plan.radices[0]),
-        lanes_(lanes) {}
+      : values_(values), places_(plan), lanes_(lanes) {}
   double* values() const noexcept { return values_; }
   // The real part of value k; the imaginary one lies `lanes` values behind it.
   double* value(std::int32_t k) const noexcept {
-    const std::ptrdiff_t place = gap_ != 0 ? k + k / part_ * gap_ : k;
-    return values_ + 2 * place - (k & (lanes_ - 1));
+    return values_ + 2 * static_cast<std::ptrdiff_t>(places_(k)) - (k & (lanes_ - 1));
   }
   std::int32_t lanes() const noexcept { return lanes_; }
   void set(std::int32_t k, double re, double im) const noexcept {
@@ -179,8 +194,7 @@ class InnerLine {
 
  private:
   double* values_;
-  std::int32_t part_;
-  std::int32_t gap_;
+  Places places_;
   std::int32_t lanes_;  // a power of two
 };
 
@@ -353,15 +367,16 @@ constexpr std::int32_t kLeastPart = 2 * kFineRoots;
 InnerShape::InnerShape(std::int32_t length, RadixSet radices, const LineUse& use, LineMethod method) noexcept
     : lanes(use.lanes) {
   const bool is_few = use.tables == Tables::kForFew && length * lanes >= kLeastForProducts;
+  const bool has_gap = use.results == Results::kInPlace && use.gap != PartGap::kNone;
   if (lanes > 1) {
     factorize_within(line, length, lanes, radices);
   } else {
     factorize(line, length, radices);
-    if (is_few) begin_with_largest(line);
+    if (is_few && !has_gap) begin_with_largest(line);
   }
-  const bool has_none =
-      use.results == Results::kInOrder || (use.results == Results::kInPlace && use.gap == PartGap::kNone);
-  gap = is_few || lanes > 1 || (method == LineMethod::kBluestein && has_none) ? PartGap::kNone : gap_of(line);
+  const bool has_none = use.results == Results::kInOrder || (use.results == Results::kInPlace && !has_gap);
+  const bool is_without = is_few ? !has_gap : method == LineMethod::kBluestein && has_none;
+  gap = lanes > 1 || is_without ? PartGap::kNone : gap_of(line);
   has_products = is_few && part_length(line) >= kLeastPart;
 }
 
@@ -548,8 +563,7 @@ LinePlan<T>* lay_convolution(const ConvolutionShape& shape, const LineUse& use, 
 template <class T>
 void fill_places(const LinePlan<T>& plan, std::int32_t* inputs, std::int32_t* positions) noexcept {
   const LinePlan<T>& inner = *plan.inner;
-  const std::int32_t part = inner.length / inner.radices[0];
-  const auto place = [&](std::int32_t q) { return q + q / part * (inner.part_pitch - part); };
+  const Places place(inner);
   if (plan.method == LineMethod::kBluestein) {
     for (std::int32_t k = 0; k < plan.length; ++k) inputs[k] = positions[k] = place(k);
     return;

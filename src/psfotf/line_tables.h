@@ -47,7 +47,7 @@ enum class Results : std::uint8_t { kAtPositions, kInPlace, kInOrder };
 // Whether a convolution's tables are for many lines or for so few that they should not outgrow them.
 enum class Tables : std::uint8_t { kForMany, kForFew };
 
-// What a line is laid for. The gap is one of mixed radix, or of Bluestein's in place with tables for many.
+// What a line is laid for. The gap is one of mixed radix, or of a convolution in place.
 struct LineUse {
   PartGap gap = PartGap::kNone;
   Results results = Results::kAtPositions;

@@ -60,8 +60,10 @@ struct LinePlan {
   // there is no such radix.
   const T* sum_roots;
 
-  // The first stage cuts the elements into parts, each a transform in itself from then on. They lie this many
-  // elements apart: the lines of a power of two, side by side, would fall into the same few cache sets.
+  // The first stage cuts the elements into parts of this length, each a transform in itself from then on.
+  // They lie so many elements apart: the lines of a power of two, side by side, would fall into the same few
+  // cache sets.
+  std::int32_t part_length;
   std::int32_t part_pitch;
   // Result k of the finished transform is element positions[k]; null where nobody asks, and for the rows of a
   // plane that are convolutions and one vector of lines: their results are in order.

@@ -157,13 +157,17 @@ std::uint64_t table_values(const LineShape& line) noexcept {
   return values;
 }
 
-// Beside up to three lines of doubles, or beside five, which leave most empty lanes of vectors of eight, all
-// of a convolution's tables may be a large part of the memory: three times the plane's own bytes and 64 KiB.
-// Floats have half of both.
+// Up to three lines of doubles; floats have half of the bytes.
+template <class T>
+bool are_very_few(std::int32_t lines) noexcept {
+  return lines * static_cast<std::int32_t>(sizeof(double) / sizeof(T)) <= 3;
+}
+
+// Beside these, or beside five lines of doubles, which leave most empty lanes of vectors of eight, all of a
+// convolution's tables may be a large part of the memory: three times the plane's own bytes and 64 KiB.
 template <class T>
 bool may_outgrow(std::int32_t lines) noexcept {
-  constexpr auto doubles = static_cast<std::int32_t>(sizeof(double) / sizeof(T));
-  return doubles * lines <= 3 || doubles * lines == 5;
+  return are_very_few<T>(lines) || (sizeof(T) == sizeof(double) && lines == 5);
 }
 
 // Whether few lines would take too much with one more beside `blocks` values: themselves, what they work in,
@@ -192,10 +196,10 @@ bool are_rows_in_place(const PlaneShape& shape, const PlaneMethod& method, std::
   return always || is_too_much<T>(shape, method.row, lanes, blocks);
 }
 
-// The gap between the parts of lines in place, which tables for few lines do not have.
+// The gap between the parts of lines in place, for which up to three lines of doubles are too few.
 template <class T>
 PartGap gap_in_place(std::int32_t lines, const LineShape& line) noexcept {
-  const bool has_gaps = !may_outgrow<T>(lines) && line.work_elements > line.inner_length;
+  const bool has_gaps = !are_very_few<T>(lines) && line.work_elements > line.inner_length;
   return has_gaps ? PartGap::kOneElement : PartGap::kNone;
 }
 

@@ -15,7 +15,7 @@ template <class V, Decimation D, class Copy>
 [[gnu::always_inline]] inline void run_outer_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                                                    const Copy& copy) noexcept {
   const int radix = plan.radices[0];
-  const std::int32_t m = plan.length / radix;
+  const std::int32_t m = plan.part_length;
   FirstRoots<V> roots(plan);
   for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
     const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
@@ -42,7 +42,7 @@ const RadixCode<V>& outer_code(const LinePlan<LaneOf<V>>& inner) noexcept {
 template <class V, class Code, class Line>
 void run_outer_code(const LinePlan<LaneOf<V>>& inner, const Code& code, const Line& line,
                     LaneOf<V>* work) noexcept {
-  const std::int32_t m = inner.length / inner.radices[0];
+  const std::int32_t m = inner.part_length;
   FirstRoots<V> roots(inner);
   const std::int32_t at_once = roots.at_once();
   for (std::int32_t first = 0; first < m; first += at_once) {
@@ -77,7 +77,7 @@ void leave_line(const LinePlan<LaneOf<V>>& inner, const OuterCode<V, Line>& code
 template <class V>
 void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum, LaneOf<V>* part,
                    MeanValue<V>* mean) noexcept {
-  const std::int32_t count = inner.length / inner.radices[0];
+  const std::int32_t count = inner.part_length;
   const int last = inner.stages - 1;  // not the first one, and of a radix that has code for this
   const std::int32_t radix = inner.radices[last];
   run_part<V>(inner, last, part);
@@ -89,7 +89,7 @@ void convolve_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& 
 template <class V>
 void convolve_middle_part(const LinePlan<LaneOf<V>>& inner, const Spectrum<LaneOf<V>>& spectrum,
                           LaneOf<V>* part) noexcept {
-  const std::int32_t half = inner.length / inner.radices[0] / 2;
+  const std::int32_t half = inner.part_length / 2;
   const int last = inner.stages - 1;
   const std::int32_t radix = inner.radices[last];
   const auto code = kRadixCode<V>[radix].convolved;
@@ -105,7 +105,7 @@ template <class V>
 Complex<V> convolve_parts(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data,
                           const Complex<V>& offset) noexcept {
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
-  const std::ptrdiff_t count = inner.length / inner.radices[0];
+  const std::ptrdiff_t count = inner.part_length;
   const std::int32_t spectra = spectrum_parts(plan.method, inner.radices[0]);
   const bool halved = has_half_spectrum(plan.method, inner.length, inner.radices[0],
                                         inner.radices[inner.stages - 1], inner.left_out);

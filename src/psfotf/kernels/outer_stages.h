@@ -22,8 +22,7 @@ class ChirpedLine {
 
   ChirpedLine(const LinePlan<T>& plan, T* data) noexcept
       : data_(data),
-        gap_(plan.inputs != nullptr ? plan.inner->part_pitch - plan.inner->length / plan.inner->radices[0]
-                                    : 0),
+        gap_(plan.inputs != nullptr ? plan.inner->part_pitch - plan.inner->part_length : 0),
         chirp_re_(plan.chirp_re),
         chirp_im_(plan.chirp_im),
         length_(plan.length),
@@ -56,6 +55,28 @@ class ChirpedLine {
   T sign_;
 };
 
+// The last values of a row, which fill no vector, and their chirp; zeros behind them.
+template <class V>
+struct RowTail {
+  using T = LaneOf<V>;
+  alignas(64) T values[kElement<V>];
+  alignas(64) T chirp[kElement<V>];
+
+  RowTail(const LinePlan<T>& row, const double* re, const double* im) noexcept {
+    const std::int32_t left = row.length % V::kLanes;
+    const std::ptrdiff_t first = row.length - left;
+    const auto sign = static_cast<T>(chirp_sign(row.length));
+    for (std::int32_t lane = 0; lane < V::kLanes; ++lane) {
+      const bool is_there = lane < left;
+      const std::int32_t m = left - lane;  // to the end of the row
+      chirp[lane] = is_there ? sign * row.chirp_re[m] : 0;
+      chirp[V::kLanes + lane] = is_there ? sign * row.chirp_im[m] : 0;
+      values[lane] = is_there ? static_cast<T>(load_double(re + first + lane)) : 0;
+      values[V::kLanes + lane] = is_there ? static_cast<T>(load_double(im + first + lane)) : 0;
+    }
+  }
+};
+
 // A row of the caller's as a line: its elements times the chirp, zeros behind its end; its results, scaled,
 // to one row of the blocks.
 template <class V>
@@ -63,31 +84,24 @@ class ChirpedRow {
  public:
   using T = LaneOf<V>;
 
-  ChirpedRow(const PlanePlan<T>& plan, T scale, const double* re, const double* im, T* first_block) noexcept
-      : plan_(plan),
-        re_(re),
+  ChirpedRow(const PlanePlan<T>& plan, T scale, const double* re, const double* im, const RowTail<V>& tail,
+             T* first_block) noexcept
+      : re_(re),
         im_(im),
+        tail_(&tail),
+        chirp_re_(plan.row->chirp_re),
+        chirp_im_(plan.row->chirp_im),
         first_block_(first_block),
+        block_pitch_(static_cast<std::ptrdiff_t>(plan.block_pitch)),
+        length_(plan.row_length),
         whole_(plan.row_length / V::kLanes),
         left_(plan.row_length % V::kLanes),
         scale_(simd::broadcast(scale)),
-        sign_(simd::broadcast(static_cast<T>(chirp_sign(plan.row_length)))) {
-    const LinePlan<T>& row = *plan.row;
-    const auto sign = static_cast<T>(chirp_sign(row.length));
-    for (std::int32_t lane = 0; lane < V::kLanes; ++lane) {
-      const bool is_there = lane < left_;
-      const std::int32_t m = left_ - lane;  // to the end of the row
-      const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(whole_) * V::kLanes + lane;
-      tail_chirp_[lane] = is_there ? sign * row.chirp_re[m] : 0;
-      tail_chirp_[V::kLanes + lane] = is_there ? sign * row.chirp_im[m] : 0;
-      tail_[lane] = is_there ? static_cast<T>(load_double(re + at)) : 0;
-      tail_[V::kLanes + lane] = is_there ? static_cast<T>(load_double(im + at)) : 0;
-    }
-  }
+        sign_(simd::broadcast(static_cast<T>(chirp_sign(plan.row_length)))) {}
 
   [[gnu::always_inline]] Complex<V> get(std::int32_t e, std::int32_t) const noexcept {
     if (e > whole_) return {constant<V>(0), constant<V>(0)};
-    Complex<V> x = load_element<V>(tail_);
+    Complex<V> x = load_element<V>(tail_->values);
     if (e < whole_) {
       simd::load_doubles(x.re, re_ + e * std::ptrdiff_t{V::kLanes});
       simd::load_doubles(x.im, im_ + e * std::ptrdiff_t{V::kLanes});
@@ -113,29 +127,28 @@ class ChirpedRow {
   }
 
  private:
-  T* block(std::int32_t e) const noexcept {
-    return first_block_ + static_cast<std::ptrdiff_t>(e) * static_cast<std::ptrdiff_t>(plan_.block_pitch);
-  }
+  T* block(std::int32_t e) const noexcept { return first_block_ + e * block_pitch_; }
   [[gnu::always_inline]] Complex<V> chirped(const Complex<V>& a, std::int32_t e) const noexcept {
-    const LinePlan<T>& row = *plan_.row;
     const std::int32_t n = e * V::kLanes;
-    if (e == whole_) return multiply(a, simd::load(tail_chirp_), simd::load(tail_chirp_ + V::kLanes));
-    if (2 * n <= row.length) return multiply(a, simd::load(row.chirp_re + n), simd::load(row.chirp_im + n));
-    const std::int32_t m = row.length - n - (V::kLanes - 1);
-    return multiply(a, simd::reverse(simd::load(row.chirp_re + m)) * sign_,
-                    simd::reverse(simd::load(row.chirp_im + m)) * sign_);
+    if (e == whole_) return multiply(a, simd::load(tail_->chirp), simd::load(tail_->chirp + V::kLanes));
+    if (2 * n <= length_) return multiply(a, simd::load(chirp_re_ + n), simd::load(chirp_im_ + n));
+    const std::int32_t m = length_ - n - (V::kLanes - 1);
+    return multiply(a, simd::reverse(simd::load(chirp_re_ + m)) * sign_,
+                    simd::reverse(simd::load(chirp_im_ + m)) * sign_);
   }
 
-  const PlanePlan<T>& plan_;
   const double* re_;
   const double* im_;
+  const RowTail<V>* tail_;
+  const T* chirp_re_;
+  const T* chirp_im_;
   T* first_block_;
+  std::ptrdiff_t block_pitch_;
+  std::int32_t length_;
   std::int32_t whole_;  // elements
   std::int32_t left_;   // values behind them
   V scale_;
   V sign_;
-  alignas(64) T tail_[kElement<V>];
-  alignas(64) T tail_chirp_[kElement<V>];
 };
 
 // Rader's: all but the first element, by the powers of a generator.
@@ -177,15 +190,17 @@ struct SomeButterflies {
 };
 
 // The first stage of a convolution in frequency and its last one in time, which take and leave the elements
-// of a line.
+// of a line. Each has a copy of the line: what it leaves might else be a change of the line itself, whose
+// pointers would be read anew for every element.
 template <class V, int R, class Line>
-void fetch_stage(const Line& line, LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
+void fetch_stage(const Line& shared, LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
                  const Roots<LaneOf<V>>& roots) noexcept {
+  const Line line = shared;
   const std::ptrdiff_t stride = pitch * kElement<V>;
-  const std::int32_t m = some.m;
+  const auto [first, end, m] = some;
   const LaneOf<V>* own = roots.own;
-  data += some.first * kElement<V>;
-  for (std::int32_t j = some.first; j < some.end; ++j) {
+  data += first * kElement<V>;
+  for (std::int32_t j = first; j < end; ++j) {
     Complex<V> x[R];
     if (j + kButterfliesAhead < m) {
 #pragma GCC unroll 16
@@ -203,13 +218,14 @@ void fetch_stage(const Line& line, LaneOf<V>* data, const SomeButterflies& some,
 }
 
 template <class V, int R, class Line>
-void leave_stage(const Line& line, const LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
+void leave_stage(const Line& shared, const LaneOf<V>* data, const SomeButterflies& some, std::int32_t pitch,
                  const Roots<LaneOf<V>>& roots) noexcept {
+  const Line line = shared;
   const std::ptrdiff_t stride = pitch * kElement<V>;
-  const std::int32_t m = some.m;
+  const auto [first, end, m] = some;
   const LaneOf<V>* own = roots.own;
-  data += some.first * kElement<V>;
-  for (std::int32_t j = some.first; j < some.end; ++j) {
+  data += first * kElement<V>;
+  for (std::int32_t j = first; j < end; ++j) {
     Complex<V> x[R];
 #pragma GCC unroll 16
     for (int i = 0; i < R; ++i) {

@@ -142,7 +142,8 @@ void store_waiting_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
     T* element = workspace.blocks + row_place<V>(plan, first);
     const std::int32_t left = plan.rows - first;
     const std::int32_t rows = left < plan.part_rows ? left : plan.part_rows;
-    for (std::int32_t r = 0; r < rows; ++r, re += waiting.count, im += waiting.count, element += kElement<V>) {
+    for (std::int32_t r = 0; r < rows;
+         ++r, re += waiting.count, im += waiting.count, element += kElement<V>) {
       __builtin_prefetch(element + 16 * kElement<V>, 1);
       __builtin_prefetch(element + 16 * kElement<V> + V::kLanes, 1);
       __builtin_prefetch(re + 64);

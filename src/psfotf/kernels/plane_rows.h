@@ -185,8 +185,9 @@ template <class V>
 
 // The last rows first: they wait in a small place while the others work in all of the blocks'.
 template <class V>
-[[gnu::noinline]] void transform_last_rows_first(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut, V scale,
-                               const PlaneArrays& arrays, const Workspace<V>& workspace) noexcept {
+[[gnu::noinline]] void transform_last_rows_first(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& cut,
+                                                 V scale, const PlaneArrays& arrays,
+                                                 const Workspace<V>& workspace) noexcept {
   const std::int32_t count = plan.rows - V::kLanes;
   transform_row_group<V>(plan, cut, scale, arrays, workspace, V::kLanes, RowTargets<V>(workspace, count));
   transform_row_group<V>(plan, cut, scale, arrays, workspace, 0, RowTargets<V>(plan, workspace, 0));
@@ -305,7 +306,7 @@ void transform_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
   }
   const bool in_blocks = elements % lanes == 0 && !cut.has_lead();
   const int radix = line.radices[0];
-  const std::int32_t m = elements / radix;
+  const std::int32_t m = line.part_length;
   const Roots<T> roots = stage_roots<V>(line, 0, line.length);
   T* row_re = workspace.line + radix * line.part_pitch * kElement<V>;  // plain rows
   T* row_im = row_re + plan.row_length + kRowSlackVectors * lanes;

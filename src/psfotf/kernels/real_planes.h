@@ -51,9 +51,8 @@ void transform_row_within(const PlanePlan<LaneOf<V>>& plan, V scale, const doubl
                           std::ptrdiff_t ahead, LaneOf<V>* work, LaneOf<V>* row_re,
                           LaneOf<V>* row_im) noexcept {
   const LinePlan<LaneOf<V>>& line = *plan.row;
-  const std::int32_t elements = line.length;
   const int radix = line.radices[0];
-  load_first<V>(radix, re, im, ahead, work, elements / radix, line.part_pitch,
+  load_first<V>(radix, re, im, ahead, work, line.part_length, line.part_pitch,
                 stage_roots<V>(line, 0, line.length));
   run_later_stages<V>(line, line.stages, work);
   finish_plain_row<V>(plan, scale, work, row_re, row_im);
@@ -427,7 +426,7 @@ bool transform_half_rows_within(const PlanePlan<LaneOf<V>>& plan, const BlockCut
       continue;
     }
     const int radix = line.radices[0];
-    load_first<V>(radix, re, im, ahead, workspace.line, elements / radix, line.part_pitch,
+    load_first<V>(radix, re, im, ahead, workspace.line, line.part_length, line.part_pitch,
                   stage_roots<V>(line, 0, line.length));
     run_later_stages<V>(line, line.stages, workspace.line);
     for (std::int32_t k = 0; k < elements; k += lanes) {

@@ -86,7 +86,7 @@ void convolve_lanes(const LinePlan<LaneOf<V>>& plan, std::int32_t i, LaneOf<V>* 
   constexpr int lanes = V::kLanes;
   const LinePlan<LaneOf<V>>& inner = *plan.inner;
   const std::int32_t radix = inner.radices[0];
-  const std::int32_t count = inner.length / radix;
+  const std::int32_t count = inner.part_length;
   const bool is_mirrored = 2 * i > radix;
   const std::ptrdiff_t before = static_cast<std::ptrdiff_t>(is_mirrored ? radix - i : i) * count * lanes;
   const int own = is_mirrored ? 0 : 2 * i == radix ? lanes / 2 : lanes;
@@ -134,8 +134,10 @@ void convolve_rows_within(const PlanePlan<LaneOf<V>>& plan, LaneOf<V> scale, con
   const OuterCode<V, ChirpedRow<V>>& code = outer_code<V>(inner).chirped_row;
   for (std::int32_t r = 0; r < plan.rows; ++r) {
     const std::ptrdiff_t source = static_cast<std::ptrdiff_t>(r) * plan.row_length;
-    const ChirpedRow<V> row(plan, scale, arrays.src_re + source, arrays.src_im + source,
-                            workspace.blocks + row_place<V>(plan, r));
+    const double* re = arrays.src_re + source;
+    const double* im = arrays.src_im + source;
+    const RowTail<V> tail(*plan.row, re, im);
+    const ChirpedRow<V> row(plan, scale, re, im, tail, workspace.blocks + row_place<V>(plan, r));
     fetch_line<V>(inner, code, row, workspace.line);
     LaneOf<V>* part = workspace.line;
     for (std::int32_t i = 0; i < inner.radices[0]; ++i, part += inner.part_pitch * kElement<V>) {

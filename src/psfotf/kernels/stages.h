@@ -565,7 +565,7 @@ class FirstRoots {
 
   // How many butterflies' roots follow one another.
   std::int32_t at_once() const noexcept {
-    return plan_.coarse_roots != nullptr ? kButterfliesAtOnce : plan_.length / plan_.radices[0];
+    return plan_.coarse_roots != nullptr ? kButterfliesAtOnce : plan_.part_length;
   }
   // Those from butterfly `first` on, a multiple of kButterfliesAtOnce.
   Roots<T> from(std::int32_t first) noexcept {
@@ -635,8 +635,9 @@ template <class V, Decimation D = Decimation::kInFrequency>
 template <class V>
 void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part,
               LaneOf<V>* work = nullptr) noexcept {
+  if (last < 2) return;
   std::int32_t groups = 1;
-  std::int32_t length = plan.length / plan.radices[0];
+  std::int32_t length = plan.part_length;
   for (int s = 1; s < last; ++s) {
     const std::int32_t radix = plan.radices[s];
     run_stage<V>(plan, s, groups, length, length / radix, part, work);
@@ -649,9 +650,10 @@ void run_part(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part,
 // natural order.
 template <class V>
 void run_part_in_time(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* part) noexcept {
+  if (last < 2) return;
   std::int32_t length = 1;
   for (int s = plan.stages - 1; s >= last; --s) length *= plan.radices[s];
-  std::int32_t groups = plan.length / plan.radices[0] / length;
+  std::int32_t groups = plan.part_length / length;
   for (int s = last - 1; s >= 1; --s) {
     const std::int32_t radix = plan.radices[s];
     groups /= radix;
@@ -673,7 +675,7 @@ void run_later_stages(const LinePlan<LaneOf<V>>& plan, int last, LaneOf<V>* data
 // Stage 0 where its roots are products; it needs much of the stack, which other lines are not to pay for.
 template <class V>
 [[gnu::noinline]] void run_first_stage(const LinePlan<LaneOf<V>>& plan, LaneOf<V>* data) noexcept {
-  const std::int32_t m = plan.length / plan.radices[0];
+  const std::int32_t m = plan.part_length;
   FirstRoots<V> roots(plan);
   for (std::int32_t first = 0; first < m; first += kButterfliesAtOnce) {
     const std::int32_t count = m - first < kButterfliesAtOnce ? m - first : kButterfliesAtOnce;
