@@ -90,11 +90,10 @@ struct RowTargets {
       : blocks(workspace.blocks),
         pitch(plan.block_pitch),
         valid(plan.rows - first < V::kLanes ? plan.rows - first : V::kLanes) {
-    std::int32_t row = first;
-    std::int32_t part = first / plan.part_rows;
-    for (std::int32_t i = 0; i < valid; ++i, ++row) {
-      if (row == (part + 1) * plan.part_rows) ++part;
-      places[i] = static_cast<std::ptrdiff_t>(row + part * plan.part_gap) * kElement<V>;
+    if (plan.part_gap == 0) {
+      for (std::int32_t i = 0; i < V::kLanes; ++i) places[i] = (first + i) * kElement<V>;
+    } else {
+      for (std::int32_t i = 0; i < valid; ++i) places[i] = row_place<V>(plan, first + i);
     }
   }
   // The last `count` rows, where they wait.
