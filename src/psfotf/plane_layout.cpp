@@ -14,12 +14,31 @@
 namespace kyv::psfotf {
 namespace {
 
-// A row within its lanes needs whole vectors and enough elements to fill the vectors of its last step. Direct
-// sums are better off across the lanes, where the rows fill them.
-bool fits_lanes(const LineShape& elements, std::int32_t rows, std::int32_t lanes) noexcept {
+// Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
+// the elements that it works in then. Without gaps between the parts of these, many lines are slower.
+constexpr std::int32_t kFewLines = 16;
+
+// The longest rows that gain by lying across the lanes of up to 32 bytes where they could lie within them.
+template <class T>
+constexpr std::int32_t kLongestAcross = sizeof(T) == sizeof(double) ? 128 : 400;
+
+// Whether rows are transformed within their lanes: whole vectors, and enough of them to fill those of the
+// last step. Few rows would leave lanes empty otherwise. Many gain by it where their results come as whole
+// blocks; others go through a plain row, which costs more than a second transposition, unless there are only
+// two lanes, or lines across them are long. Direct sums are better off across the lanes.
+template <class T>
+bool belong_within_lanes(const LineShape& elements, const PlaneShape& shape,
+                         const PrecisionKernels<T>& kernels) noexcept {
+  const std::int32_t lanes = kernels.lanes;
   if (lanes == 1 || elements.length < lanes) return false;
-  return 2 * rows <= lanes || std::all_of(elements.radices, elements.radices + elements.stages,
-                                          [](int radix) { return radix <= kMaxFixedRadix; });
+  if (2 * shape.rows <= lanes) return true;
+  if (std::any_of(elements.radices, elements.radices + elements.stages,
+                  [](int radix) { return radix > kMaxFixedRadix; })) {
+    return false;
+  }
+  if (shape.rows <= kFewLines || shape.rows < 2 * lanes || lanes == 2) return true;
+  const bool is_long = kernels.radices != RadixSet::kLarge && shape.row_length > kLongestAcross<T>;
+  return elements.length % lanes == 0 || is_long;
 }
 
 // From these sizes on, a plane in the caller's arrays and the blocks of the workspace are better not kept in
@@ -73,10 +92,6 @@ bool leaves_in_lines(const PlaneShape& shape, const PlaneMethod& method, std::in
   const bool come_as_blocks = method.rows_within_lanes && method.row.length % lanes == 0;
   return !come_as_blocks || plane_bytes(shape) >= kStreamedBlockBytes;
 }
-
-// Beside so many lines of Bluestein's, the room for one more may be a large part of the memory: it lies among
-// the elements that it works in then. Without gaps between the parts of these, many lines are slower.
-constexpr std::int32_t kFewLines = 16;
 
 // The parts of few rows are too short to meet in a few cache sets.
 PartGap block_gap(const PlaneShape& shape, const LineShape& column) noexcept {
@@ -522,7 +537,7 @@ PlaneMethod choose_plane(const PlaneShape& shape, const PrecisionKernels<T>& ker
   if (shape.row_length % kernels.lanes == 0) {
     LineShape elements;
     if (factorize(elements, shape.row_length / kernels.lanes, radices) &&
-        fits_lanes(elements, shape.rows, kernels.lanes)) {
+        belong_within_lanes(elements, shape, kernels)) {
       return {choose_line(shape.rows, radices), elements, true};
     }
   }
