@@ -20,7 +20,7 @@ constexpr std::int32_t kFewLines = 16;
 
 // The longest rows that gain by lying across the lanes of up to 32 bytes where they could lie within them.
 template <class T>
-constexpr std::int32_t kLongestAcross = sizeof(T) == sizeof(double) ? 128 : 400;
+constexpr std::int32_t kLongestAcross = sizeof(T) == sizeof(double) ? 128 : 384;
 
 // Whether rows are transformed within their lanes: whole vectors, and enough of them to fill those of the
 // last step. Few rows would leave lanes empty otherwise. Many gain by it where their results come as whole
