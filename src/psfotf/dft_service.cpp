@@ -196,8 +196,9 @@ class Descriptor {
       plan_memory_ = runtime::aligned_allocate(static_cast<std::size_t>(bytes));
       memory = plan_memory_;
     }
-    if (memory != nullptr)
+    if (memory != nullptr) {
       result = make_plane_plan<T>(shape_, *service_.method, *service_.kernels, memory, workspace);
+    }
     return memory != nullptr;
   }
 

@@ -162,18 +162,17 @@ std::int32_t generator(const LineShape& cyclic) noexcept {
 class Places {
  public:
   template <class T>
-  explicit Places(const LinePlan<T>& plan) noexcept : gap_(plan.part_pitch - plan.part_length) {
-    per_part_ = static_cast<double>(plan.radices[0]) / plan.length;
-  }
-  // The product is not near enough to a whole number for its roundings to matter, and sooner there than a
-  // quotient.
+  explicit Places(const LinePlan<T>& plan) noexcept
+      : gap_(plan.part_pitch - plan.part_length), parts_per_element_(1.0 / plan.part_length) {}
+  // k / part_length by a product, which takes less time than a division: k + 1/2 keeps it so far from whole
+  // numbers that its roundings do not matter.
   std::int32_t operator()(std::int32_t k) const noexcept {
-    return gap_ != 0 ? k + static_cast<std::int32_t>((k + 0.5) * per_part_) * gap_ : k;
+    return gap_ != 0 ? k + static_cast<std::int32_t>((k + 0.5) * parts_per_element_) * gap_ : k;
   }
 
  private:
   std::int32_t gap_;
-  double per_part_;
+  double parts_per_element_;
 };
 
 // The values of one line of a convolution, within lanes or with the gaps between its parts.

@@ -144,21 +144,12 @@ void store_waiting_columns(const PlanePlan<LaneOf<V>>& plan, const BlockCut<V>& 
     const std::int32_t rows = left < plan.part_rows ? left : plan.part_rows;
     for (std::int32_t r = 0; r < rows;
          ++r, re += waiting.count, im += waiting.count, element += kElement<V>) {
-      __builtin_prefetch(element + 16 * kElement<V>, 1);
-      __builtin_prefetch(element + 16 * kElement<V> + V::kLanes, 1);
-      __builtin_prefetch(re + 64);
-      __builtin_prefetch(im + 64);
       store_element<V>(element, {simd::load(re), simd::load(im)});
     }
   }
   prepare_columns<V>(plan, cut, workspace, 0, 1, 0, out);
   for (std::int32_t k = 0; k < plan.rows; ++k) {
     const T* element = workspace.blocks + column.positions[k] * kElement<V>;
-    if (k + 16 < plan.rows) {
-      const T* later = workspace.blocks + column.positions[k + 16] * kElement<V>;
-      __builtin_prefetch(later);
-      __builtin_prefetch(later + V::kLanes);
-    }
     const std::ptrdiff_t place = static_cast<std::ptrdiff_t>(k) * plan.row_length + V::kLanes;
     for (std::int32_t c = 0; c < waiting.count; ++c) {
       store_double(arrays.dst_re + place + c, static_cast<double>(element[c]));
